@@ -1,0 +1,5 @@
+set(TESSALINE_SANITIZE "" CACHE STRING "Sanitizers to build with, as for -fsanitize=")
+if(TESSALINE_SANITIZE)
+  add_compile_options(-fsanitize=${TESSALINE_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=${TESSALINE_SANITIZE})
+endif()

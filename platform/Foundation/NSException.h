@@ -1,0 +1,28 @@
+// The one kind of exception that this layer raises.
+#pragma once
+
+#include <exception>
+#include <optional>
+#include <string>
+
+inline const std::string NSInvalidArgumentException = "NSInvalidArgumentException";
+inline const std::string NSInternalInconsistencyException = "NSInternalInconsistencyException";
+inline const std::string NSUndefinedKeyException = "NSUndefinedKeyException";
+inline const std::string NSParseErrorException = "NSParseErrorException";
+inline const std::string NSFileHandleOperationException = "NSFileHandleOperationException";
+
+class NSException : public std::exception {
+public:
+    NSException(std::optional<std::string> name, std::optional<std::string> reason)
+        : nameText(std::move(name)), reasonText(std::move(reason)) {}
+
+    const std::optional<std::string>& name() const { return nameText; }
+    const std::optional<std::string>& reason() const { return reasonText; }
+    const char* what() const noexcept override {
+        return reasonText ? reasonText->c_str() : "(null)";
+    }
+
+private:
+    std::optional<std::string> nameText;
+    std::optional<std::string> reasonText;
+};

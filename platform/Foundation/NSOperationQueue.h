@@ -1,0 +1,35 @@
+// A serial queue: what is added runs in order, never two at once, on a worker thread that sleeps
+// while there is nothing to do.
+#pragma once
+
+#include "Foundation/Clock.h"
+
+#include <deque>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <thread>
+
+class NSOperationQueue {
+public:
+    NSOperationQueue();
+    /// Runs what is left, then ends the worker.
+    ~NSOperationQueue();
+    NSOperationQueue(const NSOperationQueue&) = delete;
+    NSOperationQueue& operator=(const NSOperationQueue&) = delete;
+
+    /// Any thread. Never waits for work to be done.
+    void addOperation(std::function<void()> operation);
+    /// Returns when everything added before the call has run. Waiting work may run on the calling
+    /// thread. Called from an operation of this very queue it returns at once, since that operation
+    /// can never be finished by then.
+    void waitUntilAllOperationsAreFinished();
+
+    /// Drains every queue of the process; for the program's end.
+    static void drainAll();
+
+private:
+    struct State;
+    std::shared_ptr<State> state;
+    std::thread worker;
+};

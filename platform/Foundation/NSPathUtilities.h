@@ -1,0 +1,30 @@
+// Where the standard folders lie.
+#pragma once
+
+#include <string>
+#include <vector>
+
+/// The platform's directory kinds, with its values.
+enum class NSSearchPathDirectory : unsigned {
+    application = 1,
+    adminApplication = 4,
+    library = 5,
+    documentation = 8,
+    document = 9,
+    desktop = 12,
+    caches = 13,
+    applicationSupport = 14,
+};
+
+/// The folders of a kind in the domains of a mask (user 1, local 2, system 8), as absolute paths,
+/// user first; empty when there is none. For the superuser the user's home reads "/var/root", as
+/// the platform has it.
+std::vector<std::string> NSSearchPathForDirectoriesInDomains(NSSearchPathDirectory directory,
+                                                             unsigned domainMask,
+                                                             bool expandTilde);
+std::string NSHomeDirectory();
+/// The home of a named user; of the process's own for an empty or an unknown name.
+std::string NSHomeDirectoryForUser(const std::string& name);
+std::string NSUserName();
+/// The user's own temporary folder, without a trailing separator. Raises when it cannot be had safely.
+std::string NSTemporaryDirectory();

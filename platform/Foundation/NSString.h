@@ -1,0 +1,62 @@
+// Text and path operations under the platform's names, on UTF-8 std::string.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <type_traits>
+#include <variant>
+#include <vector>
+
+/// One value for a conversion of a format.
+class FormatArgument {
+public:
+    FormatArgument(const std::string& text) : value(text) {}
+    FormatArgument(const char* text) : value(text ? Value(std::string(text)) : Value(nullptr)) {}
+    FormatArgument(const std::optional<std::string>& text)
+        : value(text ? Value(*text) : Value(nullptr)) {}
+    FormatArgument(std::nullptr_t) : value(nullptr) {}
+    template <class T>
+        requires std::is_integral_v<T> || std::is_enum_v<T>
+    FormatArgument(T number) : value(static_cast<std::int64_t>(number)) {}
+    FormatArgument(double number) : value(number) {}
+
+    using Value = std::variant<std::nullptr_t, std::string, std::int64_t, double>;
+    Value value;
+};
+
+/// Fills a format: `%@` and `%s` take any value, the printf conversions in use (`%d %i %u %ld %lu
+/// %x %c %f %g`, with flags, width and precision) take numbers, `%%` is a percent sign. A missing
+/// object or argument reads "(null)". A value is never itself read as a format.
+std::string formatString(const std::string& format, const std::vector<FormatArgument>& arguments);
+
+template <class... Arguments>
+std::string stringWithFormat(const std::string& format, const Arguments&... arguments) {
+    return formatString(format, {FormatArgument(arguments)...});
+}
+
+/// The leading integer: white space, an optional sign, decimal digits up to the first other
+/// character. 0 without digits; saturates at the ends of the 64-bit range.
+std::int64_t integerValue(const std::string& text);
+
+/// Without white space and newlines (Unicode's) at both ends.
+std::string stringByTrimmingWhitespaceAndNewlines(const std::string& text);
+
+/// Length in UTF-16 code units, the platform's idea of a text's length. A byte that is no UTF-8
+/// counts as one.
+std::size_t lengthInCharacters(const std::string& text);
+
+/// Whether the bytes are well-formed UTF-8.
+bool isValidUTF8(const std::string& bytes);
+
+/// Joined with exactly one separator.
+std::string stringByAppendingPathComponent(const std::string& path, const std::string& component);
+std::string lastPathComponent(const std::string& path);
+/// "/" for what lies in the root, "" for a bare name.
+std::string stringByDeletingLastPathComponent(const std::string& path);
+/// The text after the last component's last dot; empty for none, and for a name that only starts
+/// with a dot.
+std::string pathExtension(const std::string& path);
+std::string stringByDeletingPathExtension(const std::string& path);
+std::vector<std::string> pathComponents(const std::string& path);
