@@ -1,2 +1,4 @@
-add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual
-                    -Wconversion -Wno-sign-conversion -Werror)
+add_compile_options(-Wall -Wextra -Wpedantic -Wnon-virtual-dtor -Woverloaded-virtual -Wconversion
+                    -Wno-sign-conversion -Werror)
+# A constructor's parameter may bear its field's name; a local may not hide another local.
+add_compile_options($<IF:$<CXX_COMPILER_ID:GNU>,-Wshadow=local,-Wshadow>)

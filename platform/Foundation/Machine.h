@@ -42,7 +42,8 @@ public:
     /// Signals the program and everything that it started in its process group. Does nothing once
     /// it has ended.
     virtual void signal(int number) = 0;
-    /// Blocks until the program has ended; on the main thread it serves the main run loop meanwhile.
+    /// Blocks until the program has ended; on the main thread it serves the main run loop
+    /// meanwhile.
     virtual void waitUntilExit() = 0;
 };
 
@@ -76,7 +77,7 @@ public:
     virtual std::string root() const;
     /// The user's own folder for temporary files, without a trailing separator; made if missing.
     /// Raises when others could have prepared it.
-    virtual std::string temporaryDirectory() const;
+    std::string temporaryDirectory() const;
     /// The login user's processes.
     virtual std::vector<RunningProcess> processes() const;
     /// The program that stands for a tool's path: the path under root(), our stand-in of that name,
@@ -89,10 +90,14 @@ public:
     virtual std::string sessionBusAddress() const;
     /// Writes one whole line, without its line feed, to the system log. Any thread.
     virtual void console(std::string_view line);
+
+protected:
+    virtual std::string temporaryPath() const;
 };
 
-/// A machine whose whole Mac-shaped disk lies under one folder: `root/Library`, `root/Applications`,
-/// `root/Users/<user>/Library` and so on. Processes are those that run from inside that folder.
+/// A machine whose whole Mac-shaped disk lies under one folder: `root/Library`,
+/// `root/Applications`, `root/Users/<user>/Library` and so on. Processes are those that run from
+/// inside that folder.
 class SandboxMachine : public Machine {
 public:
     explicit SandboxMachine(std::string root, AuthorizationMode mode = AuthorizationMode::grant);
@@ -101,9 +106,11 @@ public:
     std::string homeDirectory() const override;
     std::optional<std::string> homeDirectoryForUser(const std::string& name) const override;
     std::string root() const override { return rootPath; }
-    std::string temporaryDirectory() const override;
     std::vector<RunningProcess> processes() const override;
     AuthorizationMode authorizationMode() const override { return mode; }
+
+protected:
+    std::string temporaryPath() const override;
 
 private:
     std::string rootPath;

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <exception>
+#include <functional>
 #include <optional>
 #include <string>
 
@@ -26,3 +27,7 @@ private:
     std::optional<std::string> nameText;
     std::optional<std::string> reasonText;
 };
+
+/// Runs `work`. What it raises is written to the console and goes no further: for the places where
+/// nobody could catch it, a thread's end or the turn of an event loop.
+void reportExceptions(const std::function<void()>& work);

@@ -22,7 +22,8 @@ public:
     /// Fails when something stands at the destination.
     bool moveItemAtPath(const std::string& path, const std::string& destination) const;
     /// Names only, sorted; none when the folder cannot be read.
-    std::optional<std::vector<std::string>> contentsOfDirectoryAtPath(const std::string& path) const;
+    std::optional<std::vector<std::string>>
+    contentsOfDirectoryAtPath(const std::string& path) const;
 };
 
 /// The whole file, or none when it cannot be read.

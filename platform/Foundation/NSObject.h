@@ -52,7 +52,7 @@ public:
 private:
     struct Observation {
         std::string key;
-        const NSObject* observer;
+        NSObject* observer;
         std::weak_ptr<void> life;
         unsigned options;
         void* context;

@@ -20,11 +20,11 @@ enum class NSSearchPathDirectory : unsigned {
 /// user first; empty when there is none. For the superuser the user's home reads "/var/root", as
 /// the platform has it.
 std::vector<std::string> NSSearchPathForDirectoriesInDomains(NSSearchPathDirectory directory,
-                                                             unsigned domainMask,
-                                                             bool expandTilde);
+                                                             unsigned domainMask, bool expandTilde);
 std::string NSHomeDirectory();
 /// The home of a named user; of the process's own for an empty or an unknown name.
 std::string NSHomeDirectoryForUser(const std::string& name);
 std::string NSUserName();
-/// The user's own temporary folder, without a trailing separator. Raises when it cannot be had safely.
+/// The user's own temporary folder, without a trailing separator. Raises when it cannot be had
+/// safely.
 std::string NSTemporaryDirectory();

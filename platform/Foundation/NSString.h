@@ -18,8 +18,8 @@ public:
         : value(text ? Value(*text) : Value(nullptr)) {}
     FormatArgument(std::nullptr_t) : value(nullptr) {}
     template <class T>
-        requires std::is_integral_v<T> || std::is_enum_v<T>
-    FormatArgument(T number) : value(static_cast<std::int64_t>(number)) {}
+    requires std::is_integral_v<T> || std::is_enum_v<T> FormatArgument(T number)
+        : value(static_cast<std::int64_t>(number)) {}
     FormatArgument(double number) : value(number) {}
 
     using Value = std::variant<std::nullptr_t, std::string, std::int64_t, double>;

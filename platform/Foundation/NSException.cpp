@@ -1,0 +1,11 @@
+#include "Foundation/NSException.h"
+
+#include "Foundation/NSLog.h"
+
+void reportExceptions(const std::function<void()>& work) {
+    try {
+        work();
+    } catch (const NSException& exception) {
+        NSLog("Uncaught exception: %@ - %@", exception.name(), exception.reason());
+    }
+}

@@ -1,0 +1,5 @@
+#include "Foundation/NSLog.h"
+
+#include "Foundation/Machine.h"
+
+void NSLogLine(const std::string& line) { Machine::current().console(line); }

@@ -1,0 +1,138 @@
+#include "Foundation/NSOperationQueue.h"
+
+#include "Foundation/Machine.h"
+#include "Foundation/NSException.h"
+
+#include <algorithm>
+#include <condition_variable>
+#include <cstdint>
+#include <utility>
+#include <vector>
+
+struct NSOperationQueue::State {
+    std::mutex mutex;
+    std::condition_variable workerWake;
+    Condition progress;
+    std::deque<std::function<void()>> waiting;
+    std::uint64_t added = 0, finished = 0;
+    std::thread::id runner; // who runs an operation now; none while nobody does
+    // The clock that counts the worker among its busy threads, from the first operation that is
+    // added to the last that is run. An idle worker is nobody's business.
+    Clock* busyClock = nullptr;
+    bool ending = false;
+    std::size_t drainers = 0;
+
+    bool canRun() const { return !waiting.empty() && runner == std::thread::id(); }
+    void runOne(std::unique_lock<std::mutex>& lock);
+    void work();
+    void drain();
+};
+
+namespace {
+
+struct Registry {
+    std::mutex mutex;
+    std::vector<std::weak_ptr<void>> states;
+};
+
+Registry& registry() {
+    static auto* instance = new Registry;
+    return *instance;
+}
+
+} // namespace
+
+void NSOperationQueue::State::runOne(std::unique_lock<std::mutex>& lock) {
+    auto operation = std::move(waiting.front());
+    waiting.pop_front();
+    runner = std::this_thread::get_id();
+    lock.unlock();
+    reportExceptions(operation);
+    operation = nullptr;
+    lock.lock();
+    runner = {};
+    ++finished;
+    if (drainers > 0) {
+        progress.notifyAll();
+    }
+}
+
+void NSOperationQueue::State::work() {
+    std::unique_lock lock(mutex);
+    for (;;) {
+        while (canRun()) {
+            runOne(lock);
+        }
+        if (waiting.empty() && busyClock != nullptr) {
+            std::exchange(busyClock, nullptr)->threadEnds();
+        }
+        if (ending && waiting.empty()) {
+            return;
+        }
+        workerWake.wait(lock, [this] {
+            return canRun() || (waiting.empty() && (busyClock != nullptr || ending));
+        });
+    }
+}
+
+void NSOperationQueue::State::drain() {
+    std::unique_lock lock(mutex);
+    if (runner == std::this_thread::get_id()) {
+        return;
+    }
+    const auto target = added;
+    ++drainers;
+    while (finished < target) {
+        if (canRun()) {
+            runOne(lock);
+        } else {
+            progress.wait(lock, [&] { return finished >= target || canRun(); });
+        }
+    }
+    --drainers;
+    workerWake.notify_one(); // what was added meanwhile, or the end of its busy time
+}
+
+NSOperationQueue::NSOperationQueue() : state(std::make_shared<State>()) {
+    worker = std::thread([kept = state] { kept->work(); });
+    std::lock_guard lock(registry().mutex);
+    std::erase_if(registry().states, [](const auto& entry) { return entry.expired(); });
+    registry().states.emplace_back(state);
+}
+
+NSOperationQueue::~NSOperationQueue() {
+    {
+        std::lock_guard lock(state->mutex);
+        state->ending = true;
+        state->workerWake.notify_one();
+    }
+    worker.join();
+}
+
+void NSOperationQueue::addOperation(std::function<void()> operation) {
+    std::lock_guard lock(state->mutex);
+    state->waiting.push_back(std::move(operation));
+    ++state->added;
+    if (state->busyClock == nullptr) {
+        state->busyClock = &Machine::current().clock();
+        state->busyClock->threadStarts();
+        state->workerWake.notify_one();
+    }
+}
+
+void NSOperationQueue::waitUntilAllOperationsAreFinished() { state->drain(); }
+
+void NSOperationQueue::drainAll() {
+    std::vector<std::shared_ptr<State>> states;
+    {
+        std::lock_guard lock(registry().mutex);
+        for (const auto& entry : registry().states) {
+            if (auto held = std::static_pointer_cast<State>(entry.lock())) {
+                states.push_back(std::move(held));
+            }
+        }
+    }
+    for (const auto& each : states) {
+        each->drain();
+    }
+}

@@ -1,0 +1,223 @@
+#include "Foundation/NSString.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <limits>
+
+namespace {
+
+/// Length of the well-formed UTF-8 sequence at `position`, 0 for none.
+std::size_t sequenceLength(const std::string& text, std::size_t position) {
+    const auto byte = [&](std::size_t index) {
+        return position + index < text.size() ? static_cast<unsigned char>(text[position + index])
+                                              : 0U;
+    };
+    const unsigned lead = byte(0);
+    const auto continues = [&](std::size_t index) { return (byte(index) & 0xC0U) == 0x80U; };
+    if (lead < 0x80) {
+        return 1;
+    }
+    if (lead >= 0xC2 && lead <= 0xDF) {
+        return continues(1) ? 2 : 0;
+    }
+    if (lead >= 0xE0 && lead <= 0xEF) {
+        const bool overlong = lead == 0xE0 && byte(1) < 0xA0;
+        const bool surrogate = lead == 0xED && byte(1) > 0x9F;
+        return continues(1) && continues(2) && !overlong && !surrogate ? 3 : 0;
+    }
+    if (lead >= 0xF0 && lead <= 0xF4) {
+        const bool overlong = lead == 0xF0 && byte(1) < 0x90;
+        const bool beyond = lead == 0xF4 && byte(1) > 0x8F;
+        return continues(1) && continues(2) && continues(3) && !overlong && !beyond ? 4 : 0;
+    }
+    return 0;
+}
+
+char32_t decode(const std::string& text, std::size_t position, std::size_t length) {
+    const auto lead = static_cast<unsigned char>(text[position]);
+    if (length == 1) {
+        return lead;
+    }
+    char32_t value = lead & (0x7FU >> length);
+    for (std::size_t index = 1; index < length; ++index) {
+        value = (value << 6U) | (static_cast<unsigned char>(text[position + index]) & 0x3FU);
+    }
+    return value;
+}
+
+bool isWhitespaceOrNewline(char32_t character) {
+    return (character >= 0x09 && character <= 0x0D) || character == 0x20 || character == 0x85 ||
+           character == 0xA0 || character == 0x1680 ||
+           (character >= 0x2000 && character <= 0x200B) || character == 0x2028 ||
+           character == 0x2029 || character == 0x202F || character == 0x205F || character == 0x3000;
+}
+
+/// One conversion of a format: "%-8.2f" has the flags "-8.2" and the letter 'f'.
+struct Conversion {
+    std::string flags;
+    char letter = 0;
+    std::size_t end = 0;
+};
+
+Conversion parseConversion(const std::string& format, std::size_t start) {
+    Conversion conversion;
+    std::size_t position = start + 1;
+    while (position < format.size() &&
+           std::string_view("-+ #0123456789.").find(format[position]) != std::string_view::npos) {
+        conversion.flags += format[position++];
+    }
+    while (position < format.size() &&
+           std::string_view("hlqLzt").find(format[position]) != std::string_view::npos) {
+        ++position; // every whole number is 64 bits wide here
+    }
+    conversion.letter = position < format.size() ? format[position++] : '\0';
+    conversion.end = position;
+    return conversion;
+}
+
+template <class Number>
+std::string print(const std::string& flags, const char* letter, Number number) {
+    const std::string format = "%" + flags + letter;
+    std::array<char, 512> buffer{};
+    const int length = std::snprintf(buffer.data(), buffer.size(), format.c_str(), number);
+    return {buffer.data(), std::min<std::size_t>(static_cast<std::size_t>(std::max(length, 0)),
+                                                 buffer.size() - 1)};
+}
+
+std::string describe(const FormatArgument& argument) {
+    if (const auto* text = std::get_if<std::string>(&argument.value)) {
+        return *text;
+    }
+    if (const auto* number = std::get_if<std::int64_t>(&argument.value)) {
+        return std::to_string(*number);
+    }
+    if (const auto* real = std::get_if<double>(&argument.value)) {
+        return print("", "g", *real);
+    }
+    return "(null)";
+}
+
+std::string convert(const Conversion& conversion, const FormatArgument& argument) {
+    const auto* number = std::get_if<std::int64_t>(&argument.value);
+    const auto* real = std::get_if<double>(&argument.value);
+    switch (conversion.letter) {
+    case 'd':
+    case 'i':
+        return number ? print(conversion.flags, "lld", static_cast<long long>(*number))
+                      : describe(argument);
+    case 'u':
+        return number ? print(conversion.flags, "llu", static_cast<unsigned long long>(*number))
+                      : describe(argument);
+    case 'x':
+        return number ? print(conversion.flags, "llx", static_cast<unsigned long long>(*number))
+                      : describe(argument);
+    case 'c':
+        return number ? print(conversion.flags, "c", static_cast<int>(*number))
+                      : describe(argument);
+    case 'f':
+    case 'g': {
+        const char letter[] = {conversion.letter, '\0'};
+        return real     ? print(conversion.flags, letter, *real)
+               : number ? print(conversion.flags, letter, static_cast<double>(*number))
+                        : describe(argument);
+    }
+    default:
+        return describe(argument);
+    }
+}
+
+} // namespace
+
+std::string formatString(const std::string& format, const std::vector<FormatArgument>& arguments) {
+    static const FormatArgument missing(nullptr);
+    std::string result;
+    std::size_t used = 0;
+    std::size_t position = 0;
+    while (position < format.size()) {
+        const auto percent = std::min(format.find('%', position), format.size());
+        result.append(format, position, percent - position);
+        position = percent;
+        if (position == format.size()) {
+            break;
+        }
+        const auto conversion = parseConversion(format, position);
+        if (conversion.letter == '%') {
+            result += '%';
+        } else if (std::string_view("@sdiuxcfg").find(conversion.letter) !=
+                       std::string_view::npos &&
+                   conversion.letter != '\0') {
+            result += convert(conversion, used < arguments.size() ? arguments[used] : missing);
+            ++used;
+        } else {
+            result.append(format, position, conversion.end - position); // no conversion of ours
+        }
+        position = conversion.end;
+    }
+    return result;
+}
+
+std::int64_t integerValue(const std::string& text) {
+    std::size_t position = 0;
+    while (position < text.size()) {
+        const auto length = sequenceLength(text, position);
+        if (length == 0 || !isWhitespaceOrNewline(decode(text, position, length))) {
+            break;
+        }
+        position += length;
+    }
+    bool negative = false;
+    if (position < text.size() && (text[position] == '+' || text[position] == '-')) {
+        negative = text[position++] == '-';
+    }
+    constexpr auto most = std::numeric_limits<std::int64_t>::max();
+    constexpr auto least = std::numeric_limits<std::int64_t>::min();
+    std::int64_t value = 0; // counted downwards, since the range reaches further that way
+    for (; position < text.size() && text[position] >= '0' && text[position] <= '9'; ++position) {
+        const int digit = text[position] - '0';
+        if (value < (least + digit) / 10) {
+            return negative ? least : most;
+        }
+        value = value * 10 - digit;
+    }
+    if (negative) {
+        return value;
+    }
+    return value == least ? most : -value;
+}
+
+std::string stringByTrimmingWhitespaceAndNewlines(const std::string& text) {
+    std::size_t start = text.size(); // of the first character that stays
+    std::size_t end = 0;             // after the last one
+    for (std::size_t position = 0; position < text.size();) {
+        const auto length = sequenceLength(text, position);
+        const auto step = std::max<std::size_t>(length, 1);
+        if (length == 0 || !isWhitespaceOrNewline(decode(text, position, length))) {
+            start = std::min(start, position);
+            end = position + step;
+        }
+        position += step;
+    }
+    return start < end ? text.substr(start, end - start) : std::string();
+}
+
+std::size_t lengthInCharacters(const std::string& text) {
+    std::size_t count = 0;
+    for (std::size_t position = 0; position < text.size();) {
+        const auto length = std::max<std::size_t>(sequenceLength(text, position), 1);
+        count += length == 4 ? 2 : 1;
+        position += length;
+    }
+    return count;
+}
+
+bool isValidUTF8(const std::string& bytes) {
+    for (std::size_t position = 0; position < bytes.size();) {
+        const auto length = sequenceLength(bytes, position);
+        if (length == 0) {
+            return false;
+        }
+        position += length;
+    }
+    return true;
+}

@@ -1,0 +1,89 @@
+#include "Foundation/NSThread.h"
+
+#include "Foundation/Machine.h"
+#include "Foundation/NSException.h"
+#include "Foundation/NSRunLoop.h"
+
+#include <exception>
+#include <mutex>
+#include <thread>
+
+namespace {
+
+std::atomic<std::size_t> runningThreads{0};
+
+void runBody(std::function<void()>& body) {
+    reportExceptions(body);
+    body = nullptr; // lets go of what the thread held while it still counts as running
+}
+
+} // namespace
+
+void NSThread::start() {
+    Clock& clock = Machine::current().clock();
+    clock.threadStarts();
+    ++runningThreads;
+    flags->executing = true;
+    std::thread([work = std::move(body), state = flags, &clock]() mutable {
+        runBody(work);
+        state->executing = false;
+        state->finished = true;
+        clock.threadEnds();
+        --runningThreads; // last: once it is 0 the machine may go
+    }).detach();
+}
+
+void NSThread::detachNewThread(std::function<void()> body) { NSThread(std::move(body)).start(); }
+
+bool NSThread::isMainThread() { return NSRunLoop::mainRunLoop().isCurrentThread(); }
+
+void NSThread::sleepForTimeInterval(double seconds) {
+    Machine::current().clock().sleepFor(durationOfSeconds(seconds));
+}
+
+std::size_t NSThread::running() { return runningThreads; }
+
+bool NSThread::waitForAll(double seconds) {
+    const auto end = std::chrono::steady_clock::now() + durationOfSeconds(seconds);
+    while (runningThreads > 0) {
+        if (std::chrono::steady_clock::now() >= end) {
+            return false;
+        }
+        NSRunLoop::mainRunLoop().runReady();
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    NSRunLoop::mainRunLoop().runReady();
+    return true;
+}
+
+void performOnMainThread(std::function<void()> work, bool waitUntilDone) {
+    NSRunLoop& loop = NSRunLoop::mainRunLoop();
+    if (!waitUntilDone) {
+        loop.performBlock(std::move(work));
+        return;
+    }
+    if (loop.isCurrentThread()) {
+        work();
+        return;
+    }
+    std::mutex mutex;
+    Condition finished;
+    bool done = false;
+    std::exception_ptr raised;
+    loop.performBlock([&] {
+        try {
+            work();
+        } catch (...) {
+            raised = std::current_exception();
+        }
+        std::lock_guard lock(mutex);
+        done = true;
+        finished.notifyAll();
+    });
+    std::unique_lock lock(mutex);
+    finished.wait(lock, [&] { return done; });
+    lock.unlock();
+    if (raised) {
+        std::rethrow_exception(raised);
+    }
+}

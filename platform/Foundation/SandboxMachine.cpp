@@ -1,0 +1,25 @@
+#include "Foundation/Machine.h"
+
+#include <algorithm>
+#include <filesystem>
+
+SandboxMachine::SandboxMachine(std::string root, AuthorizationMode mode)
+    : rootPath(std::filesystem::weakly_canonical(root).string()), mode(mode) {}
+
+std::optional<std::string> SandboxMachine::consoleUser() const { return userName(); }
+
+std::string SandboxMachine::homeDirectory() const { return rootPath + "/Users/" + userName(); }
+
+std::optional<std::string> SandboxMachine::homeDirectoryForUser(const std::string& name) const {
+    return rootPath + "/Users/" + name;
+}
+
+std::string SandboxMachine::temporaryPath() const { return homeDirectory() + "/tmp"; }
+
+std::vector<RunningProcess> SandboxMachine::processes() const {
+    auto all = Machine::processes();
+    std::erase_if(all, [this](const RunningProcess& process) {
+        return !process.executablePath.starts_with(rootPath + "/");
+    });
+    return all;
+}

@@ -1,0 +1,25 @@
+// A folder that is gone when the test ends.
+#pragma once
+
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+
+class TemporaryDirectory {
+public:
+    TemporaryDirectory() {
+        std::string pattern = std::filesystem::temp_directory_path() / "tessaline-test-XXXXXX";
+        folder = std::filesystem::canonical(mkdtemp(pattern.data())).string();
+    }
+    ~TemporaryDirectory() {
+        std::error_code ignored;
+        std::filesystem::remove_all(folder, ignored);
+    }
+    TemporaryDirectory(const TemporaryDirectory&) = delete;
+    TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
+
+    const std::string& path() const { return folder; }
+
+private:
+    std::string folder;
+};
