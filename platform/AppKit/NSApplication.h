@@ -1,0 +1,43 @@
+// The program as its windows see it: the event loop, and which window is the main one. Qt's event
+// loop drives the main run loop, so timers and work for the main thread run while windows live.
+#pragma once
+
+#include "Foundation/Clock.h"
+#include "Foundation/NSRunLoop.h"
+
+#include <memory>
+
+class NSWindow;
+class QApplication;
+class QSocketNotifier;
+
+class NSApplication {
+public:
+    /// Made on first use, on the main thread.
+    static NSApplication& sharedApplication();
+    ~NSApplication();
+    NSApplication(const NSApplication&) = delete;
+    NSApplication& operator=(const NSApplication&) = delete;
+
+    /// Serves events until stop. Returns the status given there.
+    int run();
+    void stop(int status);
+
+    /// The window that carries the pane; null when there is none.
+    NSWindow* mainWindow() const { return window; }
+    void setMainWindow(NSWindow* mainWindow) { window = mainWindow; }
+
+    /// Dispatches the user's events that are there; if there are none, waits for what the main run
+    /// loop serves in `mode`, at most until `untilDate`. For waits inside a call, as for a sheet.
+    void sendEventsUntilDate(Clock::Time untilDate, NSRunLoopMode mode);
+
+private:
+    NSApplication();
+
+    std::unique_ptr<QApplication> application;
+    std::unique_ptr<QSocketNotifier> runLoopNotifier;
+    NSWindow* window = nullptr;
+};
+
+/// Short for NSApplication::sharedApplication().
+NSApplication& NSApp();

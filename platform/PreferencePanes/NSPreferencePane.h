@@ -1,0 +1,47 @@
+// The base of a preference pane's controller. The settings application makes one, loads the pane's
+// view from its layout file, and tells it that the view is there. Made with makeForMainThread,
+// since a thread of the pane's own may hold it longer than the window does.
+#pragma once
+
+#include "AppKit/NSNibOwner.h"
+#include "Foundation/NSObject.h"
+#include "Foundation/NSThread.h"
+
+#include <functional>
+#include <memory>
+#include <string>
+
+class QWidget;
+
+class NSPreferencePane : public NSObject,
+                         public NSNibOwner,
+                         public std::enable_shared_from_this<NSPreferencePane> {
+public:
+    using Factory = std::function<std::shared_ptr<NSPreferencePane>()>;
+
+    NSPreferencePane();
+    /// The main view goes with the pane. Main thread.
+    ~NSPreferencePane() override;
+
+    /// Loads the view from a layout file and connects outlets and actions. Raises as NSNib does.
+    void loadMainView(const std::string& layoutPath);
+    /// Null before it is loaded. The pane keeps it.
+    QWidget* mainView() const { return view.get(); }
+    /// Called once, after the view is loaded.
+    virtual void mainViewDidLoad() {}
+
+    /// Makes a class known under its name; NS_PRINCIPAL_CLASS does so when a pane's code is loaded.
+    static bool registerPrincipalClass(const std::string& name, Factory factory);
+    /// A new pane of the named class; none for an unknown name.
+    static std::shared_ptr<NSPreferencePane> paneOfClass(const std::string& name);
+
+private:
+    std::unique_ptr<QWidget> view;
+};
+
+/// Stands once in the source file of a pane's principal class.
+#define NS_PRINCIPAL_CLASS(Class)                                                                  \
+    [[maybe_unused]] static const bool principalClassRegistered =                                  \
+        NSPreferencePane::registerPrincipalClass(                                                  \
+            #Class,                                                                                \
+            []() -> std::shared_ptr<NSPreferencePane> { return makeForMainThread<Class>(); });
