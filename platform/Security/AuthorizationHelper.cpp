@@ -1,0 +1,164 @@
+#include "Security/AuthorizationHelper.h"
+
+#include "Foundation/NSException.h"
+#include "Foundation/NSLog.h"
+#include "Security/AuthorizationProtocol.h"
+
+#include <array>
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/syscall.h>
+#include <sys/uio.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr const char* helperTool = "/usr/libexec/tessaline/authorization-helper";
+
+/// How to start the helper. Empty when something for it is missing on this machine.
+struct Command {
+    std::string program;
+    std::vector<std::string> arguments;
+    int passwords = 0; // how many times the password is asked for
+};
+
+/// The program for a tool's path; says on the console when there is none.
+std::string require(const std::string& tool) {
+    auto program = Machine::current().programForTool(tool);
+    if (program.empty()) {
+        NSLog("Administrator rights need %@, which is not there", tool);
+    }
+    return program;
+}
+
+/// pkexec's own question on the terminal is left out: a process group in the background that reads
+/// from the terminal is stopped, and the panel with it.
+Command askingTheUser(const std::string& helper) {
+    return {require("/usr/bin/pkexec"), {"--disable-internal-agent", helper}, 0};
+}
+
+/// sudo knows the passwords of the user that runs it alone, so another administrator is first
+/// become with su. -k: the password itself counts, not that it was given a moment ago.
+Command withCredentials(const std::string& helper, const std::string& user) {
+    const auto sudo = require("/usr/bin/sudo");
+    if (sudo.empty() || user == Machine::current().userName()) {
+        return {sudo, {"-S", "-k", "-p", "", "--", helper}, 1};
+    }
+    if (user == "root") {
+        return {require("/bin/su"), {"-s", "/bin/sh", "-c", "exec \"$0\"", "--", user, helper}, 1};
+    }
+    constexpr const char* script = "exec \"$0\" -S -k -p '' -- \"$1\"";
+    return {require("/bin/su"), {"-s", "/bin/sh", "-c", script, "--", user, sudo, helper}, 2};
+}
+
+/// The reading end of a pipe that holds the password that many times, a line each, and then ends.
+/// It all fits into the pipe, so that nobody has to wait.
+FileDescriptor pipeWithPassword(std::string_view password, int times) {
+    std::array<int, 2> ends{-1, -1};
+    if (pipe2(ends.data(), O_CLOEXEC) != 0) {
+        return {};
+    }
+    FileDescriptor readingEnd(ends[0]);
+    const FileDescriptor writingEnd(ends[1]);
+    char lineFeed = '\n';
+    const std::array<iovec, 2> line{
+        {{const_cast<char*>(password.data()), password.size()}, {&lineFeed, 1}}};
+    for (int i = 0; i < times; ++i) {
+        if (writev(writingEnd.get(), line.data(), line.size()) < 0) {
+            return {};
+        }
+    }
+    return readingEnd;
+}
+
+/// A password that could not be told from two lines, or from a shorter one, is nobody's.
+bool canBeTyped(std::string_view text) {
+    return text.find_first_of(std::string_view("\n\r\0", 3)) == std::string_view::npos;
+}
+
+/// Waits for a program that is about to end. Unlike the process's own wait this one serves nothing
+/// meanwhile: the authorization is locked.
+void waitForEnd(LaunchedProcess& process) {
+    const FileDescriptor end(
+        static_cast<int>(syscall(SYS_pidfd_open, process.processIdentifier(), 0)));
+    pollfd awaited{end.get(), POLLIN, 0};
+    while (end && poll(&awaited, 1, -1) < 0) {
+    }
+    process.waitUntilExit();
+}
+
+OSStatus statusOfRefusal(LaunchedProcess& process) {
+    constexpr int dismissed = 126; // pkexec's word for it
+    waitForEnd(process);
+    return process.terminationStatus() == dismissed ? errAuthorizationCanceled
+                                                    : errAuthorizationDenied;
+}
+
+} // namespace
+
+std::unique_ptr<AuthorizationHelper>
+AuthorizationHelper::start(const std::optional<Credentials>& credentials, OSStatus& status) {
+    status = errAuthorizationDenied;
+    if (credentials && !(canBeTyped(credentials->user) && canBeTyped(credentials->password))) {
+        return nullptr;
+    }
+    status = errAuthorizationInternal;
+    const auto helper = require(helperTool);
+    const auto command = credentials ? withCredentials(helper, std::string(credentials->user))
+                                     : askingTheUser(helper);
+    std::array<int, 2> ends{-1, -1};
+    if (helper.empty() || command.program.empty() ||
+        socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends.data()) != 0) {
+        return nullptr;
+    }
+    FileDescriptor ours(ends[0]);
+    FileDescriptor theirs(ends[1]);
+    FileDescriptor input = credentials ? pipeWithPassword(credentials->password, command.passwords)
+                                       : FileDescriptor(open("/dev/null", O_RDONLY | O_CLOEXEC));
+    try {
+        auto process = Machine::current().launch({.launchPath = command.program,
+                                                  .arguments = command.arguments,
+                                                  .standardInput = input.get(),
+                                                  .standardOutput = theirs.get(),
+                                                  .workingDirectory = "/"});
+        // From here on the other program alone holds its ends, so that its end is seen.
+        theirs.reset();
+        input.reset();
+        if (!AuthorizationProtocol::receiveReady(ours.get())) {
+            status = statusOfRefusal(*process);
+            return nullptr;
+        }
+        status = errAuthorizationSuccess;
+        return std::unique_ptr<AuthorizationHelper>(
+            new AuthorizationHelper(std::move(process), std::move(ours)));
+    } catch (const NSException&) {
+        return nullptr;
+    }
+}
+
+AuthorizationHelper::~AuthorizationHelper() {
+    socket.reset();
+    waitForEnd(*process);
+}
+
+OSStatus AuthorizationHelper::execute(const std::string& path,
+                                      const std::vector<std::string>& arguments,
+                                      FileDescriptor* output) {
+    const auto request = AuthorizationProtocol::encode(
+        {.wantsOutput = output != nullptr, .path = path, .arguments = arguments});
+    if (!request) {
+        return errAuthorizationToolExecuteFailure;
+    }
+    if (!AuthorizationProtocol::sendRequest(socket.get(), *request)) {
+        return errAuthorizationInternal;
+    }
+    auto reply = AuthorizationProtocol::receiveReply(socket.get());
+    if (!reply) {
+        return errAuthorizationInternal;
+    }
+    if (output != nullptr) {
+        *output = std::move(reply->output);
+    }
+    return reply->status;
+}

@@ -1,0 +1,195 @@
+// Runs tools as the superuser for one process: the one that started this program, through pkexec or
+// sudo, with a packet socket as standard output. It ends when that process closes its end or ends
+// itself. The socket has no address, and the kernel names the sender of every packet, so that a
+// descriptor that got into other hands is of no use there.
+//
+// It reads no file, links nothing but the standard library, and takes nothing from its environment.
+
+#include "Security/Authorization.h"
+#include "Security/AuthorizationProtocol.h"
+
+#include <array>
+#include <csignal>
+#include <cstdlib>
+#include <fcntl.h>
+#include <fstream>
+#include <poll.h>
+#include <spawn.h>
+#include <string>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+namespace {
+
+using namespace AuthorizationProtocol;
+
+/// The process that the helper works for.
+struct Owner {
+    pid_t process = 0;
+    uid_t user = 0;
+    FileDescriptor life; // readable once the process has ended
+};
+
+pid_t parentOf(pid_t process) {
+    std::ifstream status("/proc/" + std::to_string(process) + "/status");
+    for (std::string line; std::getline(status, line);) {
+        if (line.starts_with("PPid:")) {
+            return static_cast<pid_t>(std::strtol(line.c_str() + 5, nullptr, 10));
+        }
+    }
+    return 0;
+}
+
+/// Whether the process started this one, itself or by way of su and sudo, which stay in between.
+bool hasStartedThisProgram(pid_t process) {
+    constexpr int programsInBetween = 5;
+    pid_t ancestor = getppid();
+    for (int i = 0; i < programsInBetween && ancestor > 1 && ancestor != process; ++i) {
+        ancestor = parentOf(ancestor);
+    }
+    return ancestor == process;
+}
+
+/// The process that made the socket pair, if it is the one that started this program.
+std::optional<Owner> ownerOf(int socket) {
+    ucred maker{};
+    socklen_t size = sizeof maker;
+    int type = 0;
+    socklen_t typeSize = sizeof type;
+    if (getsockopt(socket, SOL_SOCKET, SO_TYPE, &type, &typeSize) != 0 || type != SOCK_SEQPACKET ||
+        getsockopt(socket, SOL_SOCKET, SO_PEERCRED, &maker, &size) != 0 || maker.pid <= 0) {
+        return std::nullopt;
+    }
+    // Taken before the look at the ancestors, so that the number cannot pass to another process
+    // unseen.
+    Owner owner{maker.pid, maker.uid,
+                FileDescriptor(static_cast<int>(syscall(SYS_pidfd_open, maker.pid, 0)))};
+    return owner.life && hasStartedThisProgram(owner.process) ? std::optional(std::move(owner))
+                                                              : std::nullopt;
+}
+
+/// Frees the standard descriptors for the tools and closes what else was handed down.
+FileDescriptor takeSocket() {
+    syscall(SYS_close_range, STDERR_FILENO + 1, ~0U, 0);
+    FileDescriptor socket(fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
+    const FileDescriptor null(open("/dev/null", O_RDWR | O_CLOEXEC));
+    for (const int standard : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        dup2(null.get(), standard);
+    }
+    return socket;
+}
+
+void settle() {
+    struct sigaction ignored {};
+    ignored.sa_handler = SIG_IGN;
+    sigaction(SIGPIPE, &ignored, nullptr);
+    // Ended tools leave nothing to collect.
+    ignored.sa_flags = SA_NOCLDWAIT;
+    sigaction(SIGCHLD, &ignored, nullptr);
+    umask(S_IWGRP | S_IWOTH);
+    [[maybe_unused]] const int changed = chdir("/");
+}
+
+std::vector<char*> pointersTo(std::vector<std::string>& texts) {
+    std::vector<char*> pointers;
+    pointers.reserve(texts.size() + 1);
+    for (auto& text : texts) {
+        pointers.push_back(text.data());
+    }
+    pointers.push_back(nullptr);
+    return pointers;
+}
+
+std::vector<std::string> cleanEnvironment() {
+    return {"PATH=/usr/sbin:/usr/bin:/sbin:/bin",
+            "HOME=/root",
+            "USER=root",
+            "LOGNAME=root",
+            "SHELL=/bin/sh",
+            "LANG=C.UTF-8",
+            std::string(parentVariable) + "=" + std::to_string(getpid())};
+}
+
+/// Starts a program in a session of its own with default signal handling. True once it runs.
+bool spawn(const Request& request, int standardOutput) {
+    std::vector<std::string> command{request.path};
+    command.insert(command.end(), request.arguments.begin(), request.arguments.end());
+    auto environment = cleanEnvironment();
+
+    sigset_t every;
+    sigset_t none;
+    sigfillset(&every);
+    sigemptyset(&none);
+    posix_spawnattr_t attributes;
+    posix_spawnattr_init(&attributes);
+    posix_spawnattr_setsigdefault(&attributes, &every);
+    posix_spawnattr_setsigmask(&attributes, &none);
+    posix_spawnattr_setflags(
+        &attributes,
+        static_cast<short>(POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSID));
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    if (standardOutput >= 0) {
+        posix_spawn_file_actions_adddup2(&actions, standardOutput, STDOUT_FILENO);
+    }
+    pid_t process = 0;
+    const int problem = posix_spawn(&process, request.path.c_str(), &actions, &attributes,
+                                    pointersTo(command).data(), pointersTo(environment).data());
+    posix_spawn_file_actions_destroy(&actions);
+    posix_spawnattr_destroy(&attributes);
+    return problem == 0;
+}
+
+Reply run(const Request& request) {
+    std::array<int, 2> ends{-1, -1};
+    if (request.wantsOutput && pipe2(ends.data(), O_CLOEXEC) != 0) {
+        return {errAuthorizationToolExecuteFailure, {}};
+    }
+    FileDescriptor readingEnd(ends[0]);
+    const FileDescriptor writingEnd(ends[1]);
+    if (!spawn(request, writingEnd.get())) {
+        return {errAuthorizationToolExecuteFailure, {}};
+    }
+    return {errAuthorizationSuccess, std::move(readingEnd)};
+}
+
+/// Waits for the owner to say something. False when it is gone.
+bool waitForPacket(int socket, const Owner& owner) {
+    std::array<pollfd, 2> awaited{{{socket, POLLIN, 0}, {owner.life.get(), POLLIN, 0}}};
+    while (poll(awaited.data(), awaited.size(), -1) < 0) {
+    }
+    return awaited[1].revents == 0;
+}
+
+void serve(int socket, const Owner& owner) {
+    while (waitForPacket(socket, owner)) {
+        const auto packet = receivePacket(socket);
+        if (packet.bytes.empty() || packet.sender != owner.process || packet.user != owner.user) {
+            return;
+        }
+        const auto request = packet.whole ? decode(packet.bytes) : std::nullopt;
+        if (!sendReply(socket, request ? run(*request) : Reply{errAuthorizationInvalidSet, {}})) {
+            return;
+        }
+    }
+}
+
+} // namespace
+
+int main() {
+    const auto socket = takeSocket();
+    const auto owner = ownerOf(socket.get());
+    if (!owner || geteuid() != 0) {
+        return EXIT_FAILURE;
+    }
+    settle();
+    constexpr int on = 1;
+    if (setsockopt(socket.get(), SOL_SOCKET, SO_PASSCRED, &on, sizeof on) != 0 ||
+        !sendReady(socket.get())) {
+        return EXIT_FAILURE;
+    }
+    serve(socket.get(), *owner);
+    return EXIT_SUCCESS;
+}
