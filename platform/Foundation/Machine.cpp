@@ -141,7 +141,7 @@ std::optional<std::string> Machine::homeDirectoryForUser(const std::string& name
 std::string Machine::root() const { return ""; }
 
 std::string Machine::temporaryDirectory() const {
-    const auto path = temporaryPath();
+    auto path = temporaryPath();
     requirePrivateFolder(path);
     return path;
 }

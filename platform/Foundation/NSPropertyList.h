@@ -19,6 +19,8 @@ using NSDate = std::chrono::system_clock::time_point;
 
 /// A dictionary that keeps its keys in the order in which they came.
 class NSDictionary {
+    using Entries = std::vector<std::pair<std::string, PropertyList>>;
+
 public:
     NSDictionary() = default;
     NSDictionary(std::initializer_list<std::pair<std::string, PropertyList>> entries);
@@ -29,15 +31,15 @@ public:
     void setObject(PropertyList value, const std::string& key);
     void removeObjectForKey(const std::string& key);
 
-    std::size_t count() const { return entries.size(); }
-    auto begin() const { return entries.begin(); }
-    auto end() const { return entries.end(); }
+    std::size_t count() const;
+    Entries::const_iterator begin() const;
+    Entries::const_iterator end() const;
 
     /// Equality looks at keys and values, not at their order.
     bool operator==(const NSDictionary& other) const;
 
 private:
-    std::vector<std::pair<std::string, PropertyList>> entries;
+    Entries entries;
 };
 
 /// A whole number of the platform's range: 64 bits, signed or unsigned.
@@ -89,6 +91,11 @@ public:
 
     Value value;
 };
+
+// Here, because they need to know the size of an entry.
+inline std::size_t NSDictionary::count() const { return entries.size(); }
+inline NSDictionary::Entries::const_iterator NSDictionary::begin() const { return entries.begin(); }
+inline NSDictionary::Entries::const_iterator NSDictionary::end() const { return entries.end(); }
 
 /// Reads a list in any of the three forms: XML, binary, the old text form.
 /// Raises NSParseErrorException for anything else, text cut short included.

@@ -2,9 +2,10 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <utility>
 
 SandboxMachine::SandboxMachine(std::string root, AuthorizationMode mode)
-    : rootPath(std::filesystem::weakly_canonical(root).string()), mode(mode) {}
+    : rootPath(std::filesystem::weakly_canonical(std::move(root)).string()), mode(mode) {}
 
 std::optional<std::string> SandboxMachine::consoleUser() const { return userName(); }
 
