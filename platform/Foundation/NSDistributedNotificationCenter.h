@@ -10,12 +10,22 @@
 #include <memory>
 #include <string>
 
-/// Main thread only, but for posting, which any thread may do. Without a bus the centre says so
-/// once on the console, delivers within the process alone, and joins a bus as soon as there is one.
+/// Main thread only, but for posting, which any thread may do and which never waits. Without a bus
+/// the centre says so once on the console, delivers within the process alone, and joins a bus as
+/// soon as there is one; a lost bus is joined again the same way.
+///
+/// Only a few notifications are delivered in one pass of the run loop, so that a burst leaves the
+/// main thread free for other work; none of it is lost. What was posted just before the program's
+/// end still goes out, unless the bus takes nothing for a second.
 class NSDistributedNotificationCenter {
 public:
     using Handler = std::function<void(const NSNotification&)>;
 
+    /// How many posts may wait for a bus that takes no more; further ones are dropped with a line
+    /// on the console.
+    static constexpr std::size_t maximumPosted = 262'144;
+
+    /// First asked for on the main thread.
     static NSDistributedNotificationCenter& defaultCenter();
     ~NSDistributedNotificationCenter();
     NSDistributedNotificationCenter(const NSDistributedNotificationCenter&) = delete;
@@ -28,10 +38,13 @@ public:
     /// May be called from the observer's destructor.
     void removeObserver(const void* observer, const std::string& name);
 
+    /// Only texts travel, a thousand entries and 1 MiB at most: a notification that holds more, or
+    /// something else, is dropped with a line on the console.
     void postNotification(const NSNotification& notification);
     void postNotificationName(const std::string& name,
                               const std::optional<std::string>& object = std::nullopt);
-    /// Forgets the connection, so that the next use looks for the machine's bus afresh.
+    /// Sends what is left and forgets the connection, so that the next use looks for the machine's
+    /// bus afresh. Observers stay; what has come and was not delivered yet is forgotten.
     void reset();
 
 private:

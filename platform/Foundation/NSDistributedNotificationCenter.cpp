@@ -1,0 +1,364 @@
+#include "Foundation/NSDistributedNotificationCenter.h"
+
+#include "Foundation/Machine.h"
+#include "Foundation/NotificationBus.h"
+#include "Foundation/NSException.h"
+#include "Foundation/NSLog.h"
+#include "Foundation/NSRunLoop.h"
+#include "Foundation/NSThread.h"
+#include "Foundation/NSTimer.h"
+
+#include <algorithm>
+#include <atomic>
+#include <deque>
+#include <map>
+#include <mutex>
+#include <vector>
+
+/// Work of one pass of the run loop. Reading is cheap and must keep up with the bus, which throws
+/// away what a slow reader leaves lying for too long; observers take their time, and the window has
+/// to answer in between.
+static constexpr int messagesReadInAPass = 256;
+static constexpr int notificationsDeliveredInAPass = 32;
+static constexpr int notificationsSentInAPass = 1024;
+/// With so many read and not delivered, the rest waits in the bus.
+static constexpr std::size_t maximumReceived = 262'144;
+
+static constexpr double shortestRetry = 0.1;
+static constexpr double longestRetry = 10;
+/// For a bus that takes the connection and then says nothing.
+static constexpr double joinTimeOut = 10;
+/// At the end, how long the bus may do nothing before what is left is given up: 50 ms a try.
+static constexpr int flushTries = 20;
+static constexpr std::uint64_t flushWait = 50;
+
+struct NSDistributedNotificationCenter::State {
+    struct Observer {
+        const void* key;
+        std::weak_ptr<void> life;
+        Handler handler;
+        bool removed = false;
+    };
+
+    ~State() {
+        flush();
+        disconnect();
+    }
+
+    void use();
+    void post(const NSNotification& notification);
+    void forget();
+
+    void join();
+    void serve();
+    void schedule();
+    void read();
+    void send();
+    bool sendFirst();
+    void deliver();
+    void deliver(const NSNotification& notification);
+    void lose();
+    void disconnect();
+    void flush();
+    void watch();
+    const NSNotification* firstPosted();
+    void removeFirstPosted();
+
+    std::map<std::string, std::vector<std::shared_ptr<Observer>>> observers;
+    std::deque<NSNotification> received; // in the order of arrival, not yet delivered
+
+    std::mutex mutex;                  // guards posted
+    std::deque<NSNotification> posted; // not yet given to the bus
+    std::atomic<bool> scheduled = false;
+
+    std::unique_ptr<NotificationBus> bus;
+    std::uint32_t watched = 0; // the events that the run loop watches the bus for
+    bool saidHello = false;
+    bool saidAlone = false;
+    double retry = shortestRetry;
+    std::shared_ptr<NSTimer> timer; // of the next try, or of the one under way
+    std::shared_ptr<void> life = std::make_shared<char>();
+};
+
+NSDistributedNotificationCenter& NSDistributedNotificationCenter::defaultCenter() {
+    static NSDistributedNotificationCenter centre;
+    return centre;
+}
+
+NSDistributedNotificationCenter::NSDistributedNotificationCenter() {
+    // Both are needed until the end of this object, so they have to be there before it.
+    NSRunLoop::mainRunLoop();
+    Machine::current();
+    state = std::make_unique<State>();
+}
+
+NSDistributedNotificationCenter::~NSDistributedNotificationCenter() = default;
+
+void NSDistributedNotificationCenter::addObserver(const std::shared_ptr<void>& observer,
+                                                  const std::string& name, Handler handler) {
+    state->use();
+    auto& ofName = state->observers[name];
+    std::erase_if(ofName, [](const auto& entry) { return entry->life.expired(); });
+    if (ofName.empty() && state->bus) {
+        state->bus->watchName(name);
+        state->watch();
+    }
+    ofName.push_back(std::make_shared<State::Observer>(
+        State::Observer{.key = observer.get(), .life = observer, .handler = std::move(handler)}));
+}
+
+void NSDistributedNotificationCenter::removeObserver(const void* observer,
+                                                     const std::string& name) {
+    const auto found = state->observers.find(name);
+    if (found == state->observers.end()) {
+        return;
+    }
+    std::erase_if(found->second, [&](const auto& entry) {
+        const bool matches = entry->key == observer;
+        entry->removed = entry->removed || matches;
+        return matches;
+    });
+    if (found->second.empty()) {
+        state->observers.erase(found);
+        if (state->bus) {
+            state->bus->unwatchName(name);
+            state->watch();
+        }
+    }
+}
+
+void NSDistributedNotificationCenter::postNotification(const NSNotification& notification) {
+    state->post(notification);
+}
+
+void NSDistributedNotificationCenter::postNotificationName(
+    const std::string& name, const std::optional<std::string>& object) {
+    postNotification({.name = name, .object = object, .userInfo = std::nullopt});
+}
+
+void NSDistributedNotificationCenter::reset() { state->forget(); }
+
+/// What every use begins with: there is a connection, or a next try is due.
+void NSDistributedNotificationCenter::State::use() {
+    if (!bus && !timer) {
+        join();
+    }
+}
+
+void NSDistributedNotificationCenter::State::post(const NSNotification& notification) {
+    if (const auto problem = NotificationBus::unfitness(notification); !problem.empty()) {
+        NSLog("Distributed notification %@ not posted: %@", notification.name, problem);
+        return;
+    }
+    {
+        const std::lock_guard lock(mutex);
+        if (posted.size() >= maximumPosted) {
+            NSLog("Distributed notification %@ not posted: too many are waiting",
+                  notification.name);
+            return;
+        }
+        posted.push_back(notification);
+    }
+    if (NSThread::isMainThread()) {
+        use();
+        send();
+    } else {
+        schedule();
+    }
+}
+
+void NSDistributedNotificationCenter::State::forget() {
+    flush();
+    disconnect();
+    received.clear();
+    const std::lock_guard lock(mutex);
+    posted.clear();
+    retry = shortestRetry;
+    saidAlone = false;
+}
+
+void NSDistributedNotificationCenter::State::join() {
+    bus = NotificationBus::join(
+        Machine::current().sessionBusAddress(),
+        [this](NSNotification notification) { received.push_back(std::move(notification)); });
+    if (!bus) {
+        lose();
+        return;
+    }
+    for (const auto& [name, ofName] : observers) {
+        bus->watchName(name);
+    }
+    saidHello = false;
+    watched = bus->events();
+    NSRunLoop::mainRunLoop().addDescriptor(bus->fileDescriptor(), watched,
+                                           [this](std::uint32_t) { serve(); });
+    timer = NSTimer::scheduledTimer(
+        joinTimeOut, life, [this] { lose(); }, false);
+}
+
+/// One pass: what has come is read, what waits is sent, and a part of what was read is delivered.
+void NSDistributedNotificationCenter::State::serve() {
+    use();
+    read();
+    send();
+    deliver();
+    watch();
+}
+
+/// Has the main thread serve in its next pass; once, however often it is asked.
+void NSDistributedNotificationCenter::State::schedule() {
+    if (!scheduled.exchange(true)) {
+        NSRunLoop::mainRunLoop().performBlock([this, alive = std::weak_ptr(life)] {
+            if (alive.lock()) {
+                scheduled = false;
+                serve();
+            }
+        });
+    }
+}
+
+void NSDistributedNotificationCenter::State::read() {
+    auto result = NotificationBus::Processing::something;
+    for (int count = 0; bus && result == NotificationBus::Processing::something; ++count) {
+        if (count == messagesReadInAPass || received.size() >= maximumReceived) {
+            schedule();
+            return;
+        }
+        result = bus->process();
+    }
+    if (result == NotificationBus::Processing::lost) {
+        lose();
+    } else if (bus && !saidHello && bus->isReady()) {
+        saidHello = true;
+        retry = shortestRetry;
+        timer->invalidate();
+        timer = nullptr;
+        if (saidAlone) {
+            saidAlone = false;
+            NSLog("Session bus joined: distributed notifications reach other processes again");
+        }
+    }
+}
+
+/// Gives the bus what was posted, as far as it takes it; without one, this process is the only one
+/// to be told.
+void NSDistributedNotificationCenter::State::send() {
+    int count = 0;
+    while (count < notificationsSentInAPass && sendFirst()) {
+        ++count;
+    }
+    if (count == notificationsSentInAPass) {
+        schedule();
+    }
+    watch();
+}
+
+bool NSDistributedNotificationCenter::State::sendFirst() {
+    const NSNotification* first = firstPosted();
+    if (!first) {
+        return false;
+    }
+    if (!bus) {
+        schedule();
+        if (received.size() >= maximumReceived) {
+            return false;
+        }
+        received.push_back(*first);
+        removeFirstPosted();
+        return true;
+    }
+    const auto result = bus->isReady() ? bus->send(*first) : NotificationBus::Sending::full;
+    if (result == NotificationBus::Sending::done) {
+        removeFirstPosted();
+    } else if (result == NotificationBus::Sending::lost) {
+        lose();
+    }
+    return result != NotificationBus::Sending::full;
+}
+
+/// Stays valid while other threads post: only the main thread takes away from the queue.
+const NSNotification* NSDistributedNotificationCenter::State::firstPosted() {
+    const std::lock_guard lock(mutex);
+    return posted.empty() ? nullptr : &posted.front();
+}
+
+void NSDistributedNotificationCenter::State::removeFirstPosted() {
+    const std::lock_guard lock(mutex);
+    posted.pop_front();
+}
+
+void NSDistributedNotificationCenter::State::deliver() {
+    if (received.size() > notificationsDeliveredInAPass) {
+        schedule();
+    }
+    for (int count = 0; count < notificationsDeliveredInAPass && !received.empty(); ++count) {
+        // Taken out first: an observer may run the loop, and with it the next delivery.
+        const NSNotification notification = std::move(received.front());
+        received.pop_front();
+        deliver(notification);
+    }
+}
+
+void NSDistributedNotificationCenter::State::deliver(const NSNotification& notification) {
+    const auto found = observers.find(notification.name);
+    if (found == observers.end()) {
+        return;
+    }
+    const auto present = found->second; // an observer may add and remove observers
+    for (const auto& observer : present) {
+        const auto held = observer->life.lock();
+        if (held && !observer->removed) {
+            reportExceptions([&] { observer->handler(notification); });
+        }
+    }
+}
+
+/// Lives on without the bus, and tries again after a while.
+void NSDistributedNotificationCenter::State::lose() {
+    disconnect();
+    if (!saidAlone) {
+        saidAlone = true;
+        NSLog("No session bus: distributed notifications stay within this process until there is "
+              "one");
+    }
+    timer = NSTimer::scheduledTimer(
+        retry, life, [this] { timer = nullptr, serve(); }, false);
+    retry = std::min(retry * 2, longestRetry);
+    schedule(); // what was posted for the bus stays in this process
+}
+
+void NSDistributedNotificationCenter::State::disconnect() {
+    if (timer) {
+        timer->invalidate();
+        timer = nullptr;
+    }
+    if (bus) {
+        NSRunLoop::mainRunLoop().removeDescriptor(bus->fileDescriptor());
+        bus = nullptr;
+    }
+}
+
+/// Waits, though not for ever, until everything posted has left this process. What comes meanwhile
+/// is not for anybody any more.
+void NSDistributedNotificationCenter::State::flush() {
+    for (int tries = 0; bus && tries < flushTries && (firstPosted() || bus->hasUnsent());) {
+        received.clear();
+        read();
+        send();
+        if (bus && !bus->waitForBus(flushWait)) {
+            ++tries;
+        }
+    }
+}
+
+/// Keeps the run loop watching for what the connection waits for.
+void NSDistributedNotificationCenter::State::watch() {
+    if (!bus) {
+        return;
+    }
+    const std::uint32_t wanted = received.size() < maximumReceived ? bus->events() : 0;
+    if (wanted != watched) {
+        watched = wanted;
+        NSRunLoop::mainRunLoop().changeDescriptor(bus->fileDescriptor(), wanted);
+    }
+}
