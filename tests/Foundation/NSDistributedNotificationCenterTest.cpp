@@ -1,4 +1,5 @@
 #include "Foundation/NSDistributedNotificationCenter.h"
+#include "Foundation/NSException.h"
 #include "Foundation/NSRunLoop.h"
 #include "Foundation/NSThread.h"
 #include "support/PrivateBus.h"

@@ -1,0 +1,110 @@
+// system_profiler: what the machine is made of, as a property list. Of all the reports that go by
+// this name, it makes the one on the network.
+
+#include "ConnectionNames.h"
+#include "Foundation/NSException.h"
+#include "Foundation/NSPropertyList.h"
+#include "Foundation/NSString.h"
+#include "NetworkInterface.h"
+
+#include <algorithm>
+#include <iostream>
+#include <span>
+
+static const std::string networkDataType = "SPNetworkDataType";
+static constexpr const char* usage =
+    "usage: system_profiler [DATATYPE...] -xml\n"
+    "Prints a report for each data type, for all that are known if none is given.\n"
+    "Known data types: SPNetworkDataType\n"
+    "  -listDataTypes  print the known data types, one a line\n"
+    "  --help          print this\n";
+
+/// A report's text is ASCII, whatever an interface or a connection is called, since not everybody
+/// who reads one decodes more.
+static std::string asciiXML(const std::string& xml) {
+    std::string ascii;
+    for (std::size_t index = 0; index < xml.size();) {
+        const auto lead = static_cast<unsigned char>(xml[index]);
+        const int length = lead < 0x80 ? 1 : lead < 0xe0 ? 2 : lead < 0xf0 ? 3 : 4;
+        if (length == 1) {
+            ascii += xml[index++];
+            continue;
+        }
+        unsigned codePoint = lead & (0x7fU >> length);
+        for (int follower = 1; follower < length; ++follower) {
+            codePoint =
+                codePoint << 6U | (static_cast<unsigned char>(xml[index + follower]) & 0x3fU);
+        }
+        ascii += stringWithFormat("&#x%x;", codePoint);
+        index += static_cast<std::size_t>(length);
+    }
+    return ascii;
+}
+
+/// The kernel lets a name have bytes that no text may have.
+static std::string asText(std::string name) {
+    const bool isText = isValidUTF8(name);
+    std::replace_if(
+        name.begin(), name.end(),
+        [&](unsigned char byte) { return byte < ' ' || byte == 0x7f || (byte > 0x7f && !isText); },
+        '?');
+    return name;
+}
+
+static NSDictionary networkReport() {
+    const auto names = connectionNames();
+    NSArray items;
+    for (const auto& interface : NetworkInterface::all()) {
+        const auto named = names.find(interface.name);
+        items.emplace_back(
+            NSDictionary{{"_name", asText(named != names.end() ? named->second : interface.kind)},
+                         {"interface", asText(interface.name)},
+                         {"type", interface.kind},
+                         {"Ethernet", NSDictionary{{"MAC Address", interface.hardwareAddress}}}});
+    }
+    return NSDictionary{{"_dataType", networkDataType}, {"_items", items}};
+}
+
+static int fail(const std::string& message) {
+    std::cerr << "system_profiler: " << message << '\n';
+    return 1;
+}
+
+static int run(std::span<char*> arguments) {
+    bool xml = false, anyType = false, network = false;
+    for (const std::string argument : arguments) {
+        if (argument == "--help") {
+            std::cout << usage;
+            return 0;
+        }
+        if (argument == "-listDataTypes") {
+            std::cout << networkDataType << '\n';
+            return 0;
+        }
+        if (argument == "-xml") {
+            xml = true;
+        } else if (argument.empty() || argument.front() == '-') {
+            return fail("unknown option \"" + argument + "\"\n" + usage);
+        } else {
+            anyType = true;
+            network = network || argument == networkDataType;
+        }
+    }
+    if (!xml) {
+        return fail(std::string("reports are made with -xml only\n") + usage);
+    }
+    NSArray reports;
+    if (network || !anyType) {
+        reports.emplace_back(networkReport());
+    }
+    std::cout << asciiXML(xmlDataFromPropertyList(reports)) << std::flush;
+    return std::cout ? 0 : fail("the report could not be written");
+}
+
+int main(int argc, char** argv) {
+    try {
+        return run(std::span(argv + 1, static_cast<std::size_t>(argc > 0 ? argc - 1 : 0)));
+    } catch (const NSException& exception) {
+        return fail(exception.reason().value_or("unknown trouble"));
+    }
+}
