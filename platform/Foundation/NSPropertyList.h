@@ -15,7 +15,8 @@ class PropertyList;
 
 using NSArray = std::vector<PropertyList>;
 using NSData = std::vector<std::uint8_t>;
-using NSDate = std::chrono::system_clock::time_point;
+/// To the second, as the XML form has it; far past and far future included.
+using NSDate = std::chrono::sys_seconds;
 
 /// A dictionary that keeps its keys in the order in which they came.
 class NSDictionary {

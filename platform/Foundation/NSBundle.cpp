@@ -1,0 +1,92 @@
+#include "Foundation/NSBundle.h"
+
+#include "Foundation/NSFileManager.h"
+#include "Foundation/NSPathUtilities.h"
+#include "Foundation/NSString.h"
+
+#include <dlfcn.h>
+#include <filesystem>
+#include <link.h>
+
+namespace {
+
+constexpr unsigned userAndLocalDomains = 1U | 2U;
+
+/// The file that holds the code at an address, all links followed; empty for none.
+std::string moduleOfCode(const void* address) {
+    Dl_info info{};
+    link_map* module = nullptr;
+    if (dladdr1(address, &info, reinterpret_cast<void**>(&module), RTLD_DL_LINKMAP) == 0) {
+        return "";
+    }
+    // The loader has no name for the program itself but what its starter called it.
+    const std::string name = module && module->l_name ? module->l_name : "";
+    std::error_code error;
+    return std::filesystem::canonical(name.empty() ? NSBundle::mainExecutablePath() : name, error)
+        .string();
+}
+
+} // namespace
+
+NSBundle::NSBundle(std::string path, NSDictionary info)
+    : path(std::move(path)), info(std::move(info)) {}
+
+std::shared_ptr<const NSBundle> NSBundle::bundleWithPath(const std::string& path) {
+    auto info =
+        dictionaryWithContentsOfFile(stringByAppendingPathComponent(path, "Contents/Info.plist"));
+    return info ? std::shared_ptr<const NSBundle>(new NSBundle(path, std::move(*info))) : nullptr;
+}
+
+std::shared_ptr<const NSBundle> NSBundle::bundleWithIdentifier(const std::string& identifier) {
+    const auto& files = NSFileManager::defaultManager();
+    for (const std::string& folder : NSSearchPathForDirectoriesInDomains(
+             NSSearchPathDirectory::application, userAndLocalDomains, true)) {
+        for (const std::string& name :
+             files.contentsOfDirectoryAtPath(folder).value_or(std::vector<std::string>())) {
+            if (pathExtension(name) != "app") {
+                continue;
+            }
+            const auto bundle = bundleWithPath(stringByAppendingPathComponent(folder, name));
+            if (bundle && bundle->infoString("CFBundleIdentifier") == identifier) {
+                return bundle;
+            }
+        }
+    }
+    return nullptr;
+}
+
+std::shared_ptr<const NSBundle> NSBundle::bundleForCode(const void* address) {
+    const std::string separator = "/Contents/";
+    const std::string module = moduleOfCode(address);
+    // From the innermost folder outwards, so that a bundle inside another one is found first.
+    for (std::size_t position = module.rfind(separator); position != std::string::npos;
+         position = position == 0 ? std::string::npos : module.rfind(separator, position - 1)) {
+        if (auto bundle = bundleWithPath(module.substr(0, position))) {
+            return bundle;
+        }
+    }
+    return nullptr;
+}
+
+std::string NSBundle::mainExecutablePath() {
+    std::error_code error;
+    return std::filesystem::read_symlink("/proc/self/exe", error).string();
+}
+
+std::optional<std::string> NSBundle::infoString(const std::string& key) const {
+    const PropertyList* const value = info.objectForKey(key);
+    const std::string* const text = value ? value->string() : nullptr;
+    return text ? std::optional(*text) : std::nullopt;
+}
+
+std::optional<std::string> NSBundle::executablePath() const {
+    const auto name = infoString("CFBundleExecutable");
+    return name ? std::optional(stringByAppendingPathComponent(path + "/Contents/MacOS", *name))
+                : std::nullopt;
+}
+
+std::optional<std::string> NSBundle::pathForResource(const std::string& name) const {
+    const std::string file = stringByAppendingPathComponent(path + "/Contents/Resources", name);
+    return NSFileManager::defaultManager().fileExistsAtPath(file) ? std::optional(file)
+                                                                  : std::nullopt;
+}

@@ -1,0 +1,103 @@
+#include "Foundation/NSFileManager.h"
+
+#include "Foundation/FileDescriptor.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <fcntl.h>
+#include <filesystem>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace fs = std::filesystem;
+
+NSFileManager& NSFileManager::defaultManager() {
+    static NSFileManager manager;
+    return manager;
+}
+
+bool NSFileManager::fileExistsAtPath(const std::string& path) const {
+    std::error_code error;
+    return fs::exists(path, error);
+}
+
+bool NSFileManager::isDirectoryAtPath(const std::string& path) const {
+    std::error_code error;
+    return fs::is_directory(path, error);
+}
+
+bool NSFileManager::isExecutableFileAtPath(const std::string& path) const {
+    return access(path.c_str(), X_OK) == 0;
+}
+
+bool NSFileManager::createDirectoryAtPath(const std::string& path) const {
+    std::error_code error;
+    fs::create_directories(path, error);
+    return isDirectoryAtPath(path);
+}
+
+bool NSFileManager::removeItemAtPath(const std::string& path) const {
+    std::error_code error;
+    const std::uintmax_t count = fs::remove_all(path, error);
+    return !error && count > 0;
+}
+
+bool NSFileManager::moveItemAtPath(const std::string& path, const std::string& destination) const {
+    if (renameat2(AT_FDCWD, path.c_str(), AT_FDCWD, destination.c_str(), RENAME_NOREPLACE) == 0) {
+        return true;
+    }
+    if (errno != EXDEV) {
+        return false;
+    }
+    std::error_code error;
+    if (fs::exists(fs::symlink_status(destination, error))) {
+        return false;
+    }
+    fs::copy(path, destination, fs::copy_options::recursive | fs::copy_options::copy_symlinks,
+             error);
+    if (error) {
+        removeItemAtPath(destination);
+        return false;
+    }
+    return removeItemAtPath(path);
+}
+
+std::optional<std::vector<std::string>>
+NSFileManager::contentsOfDirectoryAtPath(const std::string& path) const {
+    std::error_code error;
+    std::vector<std::string> names;
+    for (fs::directory_iterator entry(path, error), end; !error && entry != end;
+         entry.increment(error)) {
+        names.push_back(entry->path().filename().string());
+    }
+    if (error) {
+        return std::nullopt;
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+std::optional<std::string> contentsOfFile(const std::string& path) {
+    // Not waiting for a pipe's writer; only a file has an end to read up to.
+    const FileDescriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    struct stat status {};
+    if (!file || fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) {
+        return std::nullopt;
+    }
+    std::string content;
+    std::array<char, 65536> buffer{};
+    while (true) {
+        const ssize_t count = read(file.get(), buffer.data(), buffer.size());
+        if (count == 0) {
+            return content;
+        }
+        if (count < 0 && errno != EINTR) {
+            return std::nullopt;
+        }
+        if (count > 0) {
+            content.append(buffer.data(), static_cast<std::size_t>(count));
+        }
+    }
+}

@@ -1,0 +1,281 @@
+#include "Foundation/NSException.h"
+#include "Foundation/NSOldStylePropertyListParser.h"
+#include "Foundation/NSPropertyList.h"
+#include "Foundation/PropertyListCheck.h"
+
+#include <clocale>
+#include <cstdio>
+#include <cstdlib>
+#include <limits>
+#include <plist/plist.h>
+
+namespace {
+
+/// Deep enough for any list that means something, and safe for the stack of any thread.
+constexpr int depthLimit = 512;
+
+[[noreturn]] void fail(const char* problem) {
+    throw NSException(NSParseErrorException, std::string("No property list: ") + problem);
+}
+
+/// libplist reads and prints reals by the locale's decimal separator; with this it is a dot.
+class PlainNumbers {
+public:
+    PlainNumbers() : before(uselocale(plain())) {}
+    ~PlainNumbers() { uselocale(before); }
+    PlainNumbers(const PlainNumbers&) = delete;
+    PlainNumbers& operator=(const PlainNumbers&) = delete;
+
+private:
+    static locale_t plain() {
+        static const locale_t locale = newlocale(LC_ALL_MASK, "C", nullptr);
+        return locale;
+    }
+    locale_t before;
+};
+
+/// A list of libplist's.
+struct FreeNode {
+    void operator()(void* node) const { plist_free(node); }
+};
+using Node = std::unique_ptr<void, FreeNode>;
+
+struct FreeMemory {
+    void operator()(char* memory) const { std::free(memory); }
+};
+using Memory = std::unique_ptr<char, FreeMemory>;
+
+Node nodeFromXML(const std::string& xml) {
+    plist_t node = nullptr;
+    plist_from_xml(xml.data(), static_cast<std::uint32_t>(xml.size()), &node);
+    return Node(node);
+}
+
+std::string xmlOfNode(plist_t node) {
+    char* bytes = nullptr;
+    std::uint32_t length = 0;
+    plist_to_xml(node, &bytes, &length);
+    const Memory memory(bytes);
+    return bytes ? std::string(bytes, length) : std::string();
+}
+
+/// The content of a node's only element, as its XML form has it.
+std::string elementText(plist_t node, const std::string& element) {
+    const std::string xml = xmlOfNode(node);
+    const std::size_t start = xml.find("<" + element + ">");
+    return start == std::string::npos ? "" : xml.substr(start + element.size() + 2);
+}
+
+/// A node tells the bits of a whole number, not whether they stand for a negative one.
+NSInteger64 integerOfNode(plist_t node) {
+    std::uint64_t bits = 0;
+    plist_get_uint_val(node, &bits);
+    const auto value = static_cast<std::int64_t>(bits);
+    return {value, value < 0 && !elementText(node, "integer").starts_with('-')};
+}
+
+/// A node tells its date in 32 bits, which end in 2069; its XML form has all of them.
+NSDate dateOfNode(plist_t node) {
+    int year = 0;
+    unsigned month = 0;
+    unsigned day = 0;
+    int hour = 0;
+    int minute = 0;
+    int second = 0;
+    const std::string text = elementText(node, "date");
+    if (std::sscanf(text.c_str(), "%d-%u-%uT%d:%d:%dZ", &year, &month, &day, &hour, &minute,
+                    &second) != 6) {
+        fail("a date is none");
+    }
+    const std::chrono::year_month_day date{std::chrono::year(year), std::chrono::month(month),
+                                           std::chrono::day(day)};
+    if (!date.ok()) {
+        fail("a date is none");
+    }
+    return std::chrono::sys_days(date) + std::chrono::hours(hour) + std::chrono::minutes(minute) +
+           std::chrono::seconds(second);
+}
+
+PropertyList listOfNode(plist_t node);
+
+std::string textOfNode(plist_t node) {
+    std::uint64_t length = 0;
+    const char* const text = plist_get_string_ptr(node, &length);
+    return text ? std::string(text, length) : std::string();
+}
+
+NSData dataOfNode(plist_t node) {
+    std::uint64_t length = 0;
+    const char* const bytes = plist_get_data_ptr(node, &length);
+    return bytes ? NSData(bytes, bytes + length) : NSData();
+}
+
+NSArray arrayOfNode(plist_t node) {
+    NSArray array;
+    plist_array_iter iterator = nullptr;
+    plist_array_new_iter(node, &iterator);
+    const Memory memory(static_cast<char*>(iterator));
+    plist_t item = nullptr;
+    while (plist_array_next_item(node, iterator, &item), item) {
+        array.push_back(listOfNode(item));
+    }
+    return array;
+}
+
+NSDictionary dictionaryOfNode(plist_t node) {
+    NSDictionary dictionary;
+    plist_dict_iter iterator = nullptr;
+    plist_dict_new_iter(node, &iterator);
+    const Memory memory(static_cast<char*>(iterator));
+    char* key = nullptr;
+    plist_t item = nullptr;
+    while (plist_dict_next_item(node, iterator, &key, &item), item) {
+        const Memory keyMemory(std::exchange(key, nullptr));
+        dictionary.setObject(listOfNode(item), keyMemory.get());
+    }
+    return dictionary;
+}
+
+PropertyList listOfNode(plist_t node) {
+    switch (plist_get_node_type(node)) {
+    case PLIST_BOOLEAN: {
+        std::uint8_t value = 0;
+        plist_get_bool_val(node, &value);
+        return value != 0;
+    }
+    case PLIST_UINT:
+        return integerOfNode(node);
+    case PLIST_REAL: {
+        double value = 0;
+        plist_get_real_val(node, &value);
+        return value;
+    }
+    case PLIST_STRING:
+        return textOfNode(node);
+    case PLIST_ARRAY:
+        return arrayOfNode(node);
+    case PLIST_DICT:
+        return dictionaryOfNode(node);
+    case PLIST_DATE:
+        return dateOfNode(node);
+    case PLIST_DATA:
+        return dataOfNode(node);
+    case PLIST_UID: {
+        std::uint64_t value = 0;
+        plist_get_uid_val(node, &value);
+        return NSPropertyListUID{value};
+    }
+    default:
+        fail("a value is of an unknown kind");
+    }
+}
+
+/// Makes the node of each kind of value.
+struct NodeMaker {
+    int depth = 0;
+
+    Node make(const PropertyList& list) const { return std::visit(*this, list.value); }
+    NodeMaker inner() const {
+        if (depth == depthLimit) {
+            throw NSException(NSInvalidArgumentException, "The property list is nested too deep");
+        }
+        return {depth + 1};
+    }
+
+    Node operator()(bool value) const { return Node(plist_new_bool(value ? 1 : 0)); }
+    Node operator()(NSInteger64 number) const {
+        const auto bits = static_cast<std::uint64_t>(number.value);
+        // A node made from the bits of a number beyond the signed range prints a negative one.
+        return number.isUnsigned
+                   ? nodeFromXML("<plist><integer>" + std::to_string(bits) + "</integer></plist>")
+                   : Node(plist_new_uint(bits));
+    }
+    Node operator()(double number) const { return Node(plist_new_real(number)); }
+    Node operator()(const std::string& text) const {
+        return Node(plist_new_string(checked(text).c_str()));
+    }
+    Node operator()(const NSData& data) const {
+        return Node(plist_new_data(reinterpret_cast<const char*>(data.data()), data.size()));
+    }
+    Node operator()(NSDate date) const {
+        const auto days = std::chrono::floor<std::chrono::days>(date);
+        const std::chrono::year_month_day day(days);
+        const std::chrono::hh_mm_ss time(date - days);
+        char text[96];
+        std::snprintf(
+            text, sizeof text, "<plist><date>%04d-%02u-%02uT%02d:%02d:%02dZ</date></plist>",
+            static_cast<int>(day.year()), static_cast<unsigned>(day.month()),
+            static_cast<unsigned>(day.day()), static_cast<int>(time.hours().count()),
+            static_cast<int>(time.minutes().count()), static_cast<int>(time.seconds().count()));
+        return nodeFromXML(text);
+    }
+    Node operator()(const NSArray& array) const {
+        Node node(plist_new_array());
+        for (const PropertyList& item : array) {
+            plist_array_append_item(node.get(), inner().make(item).release());
+        }
+        return node;
+    }
+    Node operator()(const NSDictionary& dictionary) const {
+        Node node(plist_new_dict());
+        for (const auto& [key, value] : dictionary) {
+            plist_dict_set_item(node.get(), checked(key).c_str(), inner().make(value).release());
+        }
+        return node;
+    }
+    Node operator()(NSPropertyListUID reference) const {
+        return Node(plist_new_uid(reference.value));
+    }
+
+private:
+    static const std::string& checked(const std::string& text) {
+        if (text.find('\0') != std::string::npos) {
+            throw NSException(NSInvalidArgumentException, "XML has no character with the code 0");
+        }
+        return text;
+    }
+};
+
+bool isXML(std::string_view text) {
+    text.remove_prefix(std::min(text.find_first_not_of(" \t\r\n"), text.size()));
+    for (const std::string_view start : {"<?", "<!", "<plist"}) {
+        if (text.starts_with(start)) {
+            return true;
+        }
+    }
+    return false;
+}
+
+} // namespace
+
+PropertyList propertyListFromData(const std::string& data) {
+    if (data.size() > std::numeric_limits<std::uint32_t>::max()) {
+        fail("it is too large");
+    }
+    std::string_view bytes = data;
+    if (bytes.starts_with("\xEF\xBB\xBF")) {
+        bytes.remove_prefix(3);
+    }
+    const PlainNumbers plainNumbers;
+    const auto length = static_cast<std::uint32_t>(bytes.size());
+    plist_t node = nullptr;
+    if (bytes.starts_with("bplist00")) {
+        checkBinaryPropertyList(bytes, depthLimit);
+        plist_from_bin(bytes.data(), length, &node);
+    } else if (isXML(bytes)) {
+        checkXMLPropertyList(bytes, depthLimit);
+        plist_from_xml(bytes.data(), length, &node);
+    } else {
+        return NSOldStylePropertyListParser(bytes, depthLimit).parse();
+    }
+    const Node owner(node);
+    if (!node) {
+        fail("an element is damaged");
+    }
+    return listOfNode(node);
+}
+
+std::string xmlDataFromPropertyList(const PropertyList& list) {
+    const PlainNumbers plainNumbers;
+    return xmlOfNode(NodeMaker().make(list).get());
+}
