@@ -45,6 +45,8 @@ public:
     /// Blocks until the program has ended; on the main thread it serves the main run loop
     /// meanwhile.
     virtual void waitUntilExit() = 0;
+    /// Readable once the program has ended; -1 when its end can only be waited for.
+    virtual int exitDescriptor() const { return -1; }
 };
 
 struct RunningProcess {

@@ -1,0 +1,87 @@
+#include "Foundation/NSFileHandle.h"
+
+#include "Foundation/DescriptorWait.h"
+#include "Foundation/NSException.h"
+#include "Foundation/NSString.h"
+
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+
+NSFileHandle::NSFileHandle(FileDescriptor descriptor)
+    : descriptor(std::make_shared<const FileDescriptor>(std::move(descriptor))) {}
+
+std::shared_ptr<NSFileHandle> NSFileHandle::fileHandleForAppendingAtPath(const std::string& path) {
+    FileDescriptor file(open(path.c_str(), O_WRONLY | O_APPEND | O_CLOEXEC));
+    return file ? std::make_shared<NSFileHandle>(std::move(file)) : nullptr;
+}
+
+std::shared_ptr<NSFileHandle> NSFileHandle::fileHandleWithNullDevice() {
+    static const auto handle =
+        std::make_shared<NSFileHandle>(FileDescriptor(open("/dev/null", O_RDWR | O_CLOEXEC)));
+    return handle;
+}
+
+std::shared_ptr<const FileDescriptor> NSFileHandle::held() const {
+    std::lock_guard lock(mutex);
+    return descriptor;
+}
+
+int NSFileHandle::fileDescriptor() const {
+    std::lock_guard lock(mutex);
+    return descriptor ? descriptor->get() : -1;
+}
+
+void NSFileHandle::writeData(std::string_view bytes) {
+    const auto file = held();
+    while (!bytes.empty()) {
+        const auto written = file ? write(file->get(), bytes.data(), bytes.size()) : -1;
+        if (written < 0) {
+            const int problem = file ? errno : EBADF;
+            if (problem == EINTR) {
+                continue;
+            }
+            throw NSException(NSFileHandleOperationException, std::strerror(problem));
+        }
+        bytes.remove_prefix(static_cast<std::size_t>(written));
+    }
+}
+
+NSData NSFileHandle::availableData() {
+    constexpr std::size_t chunk = 65536;
+    const auto file = held(); // stays open for this read, whoever closes the handle
+    if (!file) {
+        return {};
+    }
+    DescriptorWait waiting;
+    {
+        std::lock_guard lock(mutex);
+        reader = &waiting;
+    }
+    bool ready = false;
+    waiting.add(file->get(), [&ready] { ready = true; });
+    waiting.wait([&] { return ready || held() != file; });
+    NSData bytes;
+    {
+        std::lock_guard lock(mutex);
+        reader = nullptr;
+        ready = ready && descriptor == file;
+    }
+    if (ready) {
+        bytes.resize(chunk);
+        ssize_t count = 0;
+        do {
+            count = read(file->get(), bytes.data(), bytes.size());
+        } while (count < 0 && errno == EINTR);
+        bytes.resize(count > 0 ? static_cast<std::size_t>(count) : 0);
+    }
+    return bytes;
+}
+
+void NSFileHandle::closeFile() {
+    std::lock_guard lock(mutex);
+    descriptor = nullptr;
+    if (reader != nullptr) {
+        reader->wakeUp();
+    }
+}

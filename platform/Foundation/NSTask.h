@@ -1,0 +1,77 @@
+// One run of an external program. Set up, launched once, then waited for or ended.
+#pragma once
+
+#include "Foundation/Machine.h"
+#include "Foundation/NSPipe.h"
+
+#include <atomic>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <variant>
+#include <vector>
+
+/// The set-up belongs to one thread; from the launch on every operation may be called from any.
+class NSTask {
+public:
+    /// Nothing means this process's own stream.
+    using Stream =
+        std::variant<std::monostate, std::shared_ptr<NSPipe>, std::shared_ptr<NSFileHandle>>;
+    struct Output {
+        NSData output, error;
+    };
+
+    NSTask() = default;
+    NSTask(const NSTask&) = delete;
+    NSTask& operator=(const NSTask&) = delete;
+
+    const std::string& launchPath() const { return path; }
+    void setLaunchPath(std::string newPath) { path = std::move(newPath); }
+    /// Without the program's own name.
+    void setArguments(std::vector<std::string> newArguments) {
+        arguments = std::move(newArguments);
+    }
+    void setStandardInput(Stream stream) { input = std::move(stream); }
+    void setStandardOutput(Stream stream) { output = std::move(stream); }
+    void setStandardError(Stream stream) { error = std::move(stream); }
+    const Stream& standardOutput() const { return output; }
+
+    /// Starts the program that stands for the launch path. The tool's ends of the pipes are closed
+    /// here, so that each pipe ends with the tool; so is the writing end of its input, into which
+    /// nothing is ever written: a tool that reads its input finds it empty instead of waiting for
+    /// good. Raises NSInvalidArgumentException when the program cannot be started.
+    void launch();
+    /// False before the launch and after the end.
+    bool isRunning() const;
+    /// Blocks until the tool has ended; at once when it was not launched. On the main thread it
+    /// serves the main run loop meanwhile.
+    void waitUntilExit();
+    /// The exit status, or the number of the signal that ended the tool. 0 before the end.
+    int terminationStatus() const;
+    pid_t processIdentifier() const;
+
+    /// Reads what the tool writes to the two pipes it was given, both at once, until both have
+    /// ended and the tool has too. On the main thread it serves the main run loop meanwhile.
+    Output readToEnd();
+    /// Asks the tool, and all it started, to end. From then on its end is the end of its output,
+    /// whoever still holds the pipes. Does nothing for a tool that does not run.
+    void terminate();
+    /// Ends them without asking.
+    void kill();
+    /// Has readToEnd() return as soon as the tool has ended, though something that it started still
+    /// holds a pipe. Does nothing before the launch.
+    void stopReadingAtExit();
+
+private:
+    std::shared_ptr<LaunchedProcess> launched() const;
+
+    std::string path;
+    std::vector<std::string> arguments;
+    Stream input, output, error;
+
+    mutable std::mutex mutex; // guards what follows
+    std::shared_ptr<LaunchedProcess> process;
+    class DescriptorWait* reader = nullptr;
+    std::atomic<bool> readsUntilExit{false};
+};
