@@ -52,9 +52,8 @@ long QVAlert::alertSheetWithMessageText(const Text& messageText, const Sheet& sh
 
 long QVAlert::timedAlertSheetWithMessageText(const Text& messageText, const TimedSheet& sheet) {
     const auto object = std::make_shared<QVAlert>();
-    NSThread::detachNewThread([object, interval = sheet.interval] {
-        object->defaultReturnAfterTimeInterval(interval);
-    });
+    NSThread::detachNewThread(
+        [object, interval = sheet.interval] { object->defaultReturnAfterTimeInterval(interval); });
     // Not through the function above, whose reset could undo a time-out that has come already.
     return object->show(messageText, {.defaultButton = sheet.defaultButton,
                                       .alternateButton = sheet.alternateButton,
@@ -121,8 +120,7 @@ void QVAlert::defaultReturnAfterTimeInterval(int seconds) {
 void QVAlert::waitForAnswer() {
     while (!alertEnded()) {
         if (NSThread::isMainThread()) {
-            const auto soon =
-                Machine::current().clock().now() + durationOfSeconds(secondsPerEvent);
+            const auto soon = Machine::current().clock().now() + durationOfSeconds(secondsPerEvent);
             NSApp().sendEventsUntilDate(soon, NSRunLoopMode::modalPanel);
         } else {
             NSThread::sleepForTimeInterval(secondsPerLook);

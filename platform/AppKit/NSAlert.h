@@ -1,6 +1,6 @@
-// A message with up to three buttons. As a sheet it blocks the window that it belongs to and nothing
-// else; the program goes on and hears of the answer. Its texts are shown as they are: no markup, no
-// format. Main thread only, but for the last reference, which any thread may drop.
+// A message with up to three buttons. As a sheet it blocks the window that it belongs to and
+// nothing else; the program goes on and hears of the answer. Its texts are shown as they are: no
+// markup, no format. Main thread only, but for the last reference, which any thread may drop.
 #pragma once
 
 #include "Foundation/NSObject.h"

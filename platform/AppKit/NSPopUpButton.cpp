@@ -20,8 +20,9 @@ void NSPopUpButton::addItemWithTitle(const std::string& title) {
 
 void NSPopUpButton::selectItem(const NSMenuItem& item) {
     const auto& items = entries.itemArray();
-    const auto found = std::find_if(items.begin(), items.end(),
-                                    [&](const auto& candidate) { return candidate.get() == &item; });
+    const auto found = std::find_if(items.begin(), items.end(), [&](const auto& candidate) {
+        return candidate.get() == &item;
+    });
     if (found != items.end()) {
         setCurrentIndex(static_cast<int>(found - items.begin()));
     }
