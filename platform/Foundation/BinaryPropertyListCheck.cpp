@@ -19,6 +19,7 @@ public:
 
     void run() {
         require(bytes.size() >= headerSize + trailerSize, "it is cut short");
+        require(bytes.starts_with("bplist00"), "its version is unknown");
         const std::size_t trailer = bytes.size() - trailerSize;
         offsetSize = number(trailer + 6, 1);
         referenceSize = number(trailer + 7, 1);

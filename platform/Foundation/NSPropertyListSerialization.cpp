@@ -259,7 +259,7 @@ PropertyList propertyListFromData(const std::string& data) {
     const PlainNumbers plainNumbers;
     const auto length = static_cast<std::uint32_t>(bytes.size());
     plist_t node = nullptr;
-    if (bytes.starts_with("bplist00")) {
+    if (bytes.starts_with("bplist")) {
         checkBinaryPropertyList(bytes, depthLimit);
         plist_from_bin(bytes.data(), length, &node);
     } else if (isXML(bytes)) {
