@@ -17,3 +17,6 @@ class NSView;
 
 /// Tells assistive technology that the view's description is no longer what it was.
 void NSAccessibilityPostValueChanged(NSView& view);
+
+/// Makes views known to assistive technology; needed once. Every view calls it.
+void NSAccessibilityInstall();

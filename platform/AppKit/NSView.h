@@ -3,8 +3,8 @@
 #pragma once
 
 #include "AppKit/NSAccessibility.h"
+#include "AppKit/NSClickCounter.h"
 #include "AppKit/NSEvent.h"
-#include "Foundation/Clock.h"
 #include "Foundation/NSObject.h"
 #include "QuartzCore/CALayer.h"
 
@@ -64,6 +64,7 @@ protected:
     void paintEvent(QPaintEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
     void timerEvent(QTimerEvent* event) override;
+    void focusInEvent(QFocusEvent* event) override;
     void mousePressEvent(QMouseEvent* event) override;
     void mouseDoubleClickEvent(QMouseEvent* event) override;
     void mouseMoveEvent(QMouseEvent* event) override;
@@ -72,16 +73,16 @@ protected:
 
 private:
     void layerTreeChanged(const CGRect& dirty) override;
-    void press(const QMouseEvent& event);
+    void press(QMouseEvent& event);
     NSEvent mouseEvent(const QMouseEvent& event) const;
     void updateRect(const CGRect& dirty);
     void paintFocusRing(QPainter& painter) const;
     void fitLayer();
 
     std::shared_ptr<CALayer> rootLayer;
-    int frameTimer = 0; // runs only while something moves
-    CGRect movingRect;  // what the last frame showed moving
-    int clicks = 0;
-    Clock::Time lastPress;
-    CGPoint lastPressPoint;
+    int frameTimer = 0;          // runs only while something moves
+    CGRect movingRect;           // what the last frame showed moving
+    bool showsFocusRing = false; // while it has the focus and did not get it by a click
+    NSClickCounter clickCounter;
+    int clicks = 0; // of the press in progress, or the last one
 };

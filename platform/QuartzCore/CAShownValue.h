@@ -26,13 +26,18 @@ public:
 
     const Value& model() const { return value; }
     /// Sets the model; what is shown sets out from where it is now and arrives after `seconds`.
-    void set(const Value& newValue, double seconds) {
+    /// False when that changes nothing.
+    bool set(const Value& newValue, double seconds) {
+        const bool moving = isMoving();
+        if (newValue == value && (seconds > 0 || !moving))
+            return false;
         if (seconds > 0) {
             start = shown();
             begin = Machine::current().clock().now();
         }
         duration = seconds;
         value = newValue;
+        return true;
     }
     bool isMoving() const { return duration > 0 && elapsed() < 1; }
     Value shown() const {

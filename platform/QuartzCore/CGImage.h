@@ -36,7 +36,7 @@ public:
     const QImage& rendition(QSize size) const;
 
 private:
-    QImage draw(QSize size) const;
+    QImage draw(QSize size, QSize unit) const;
 
     QPicture drawing; // in units of the bitmap's pixels, y downwards
     QImage pixels;

@@ -1,0 +1,26 @@
+#include "AppKit/NSBezierPath.h"
+
+#include "AppKit/NSGraphicsContext.h"
+
+#include <QPainter>
+
+NSBezierPath NSBezierPath::bezierPathWithRoundedRect(CGRect rect, double xRadius, double yRadius) {
+    QPainterPath path;
+    path.addRoundedRect(QRectF(rect.origin.x, rect.origin.y, rect.size.width, rect.size.height),
+                        xRadius, yRadius);
+    return NSBezierPath(std::move(path));
+}
+
+CGRect NSBezierPath::bounds() const {
+    const QRectF rect = path.boundingRect();
+    return CGRectMake(rect.x(), rect.y(), rect.width(), rect.height());
+}
+
+void NSBezierPath::stroke() const {
+    const auto& context = NSGraphicsContext::currentContext();
+    if (!context)
+        return;
+    QPainter& painter = context->painter();
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.strokePath(path, QPen(painter.pen().color(), width));
+}

@@ -1,0 +1,25 @@
+// Outlines to draw along and to fill.
+#pragma once
+
+#include "QuartzCore/CGGeometry.h"
+
+#include <QPainterPath>
+
+class NSBezierPath {
+public:
+    static NSBezierPath bezierPathWithRoundedRect(CGRect rect, double xRadius, double yRadius);
+
+    /// The smallest rectangle around it.
+    CGRect bounds() const;
+    double lineWidth() const { return width; }
+    /// Draws along the path in the current colour.
+    void stroke() const;
+
+    const QPainterPath& painterPath() const { return path; }
+
+private:
+    explicit NSBezierPath(QPainterPath path) : path(std::move(path)) {}
+
+    QPainterPath path;
+    double width = 1.0;
+};
