@@ -22,8 +22,6 @@ public:
 
 protected:
     PropertyList shownValue() const override;
-    /// Scrolling a page must not change a setting that happens to pass under the pointer.
-    void wheelEvent(QWheelEvent* event) override;
 
 private:
     void showItems();

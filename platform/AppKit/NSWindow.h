@@ -4,9 +4,9 @@
 #include "Foundation/NSObject.h"
 
 #include <functional>
-#include <QPointer>
-#include <QWidget>
 #include <string>
+
+#include <QWidget>
 
 class NSWindow : public QWidget, public NSObject {
 public:
@@ -20,14 +20,15 @@ public:
     /// Takes it off the screen.
     void orderOut();
 
-    /// What happens when the user closes the window. A field that was being written into has taken
-    /// its text before.
-    void setWindowWillClose(std::function<void()> handler) { willClose = std::move(handler); }
+    /// Called when the user closes the window.
+    void setDelegate(std::function<void()> windowWillClose) {
+        willClose = std::move(windowWillClose);
+    }
 
 protected:
     void closeEvent(QCloseEvent* event) override;
 
 private:
-    QPointer<QWidget> content;
+    QWidget* contentView;
     std::function<void()> willClose;
 };

@@ -28,7 +28,7 @@ struct LaunchRequest {
     int standardInput = -1;
     int standardOutput = -1;
     int standardError = -1;
-    std::string workingDirectory = {};
+    std::string workingDirectory;
 };
 
 /// A started program. Every operation may be called from any thread.

@@ -8,9 +8,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/socket.h>
-#include <sys/syscall.h>
 #include <sys/uio.h>
-#include <unistd.h>
 
 namespace {
 
@@ -77,20 +75,13 @@ bool canBeTyped(std::string_view text) {
     return text.find_first_of(std::string_view("\n\r\0", 3)) == std::string_view::npos;
 }
 
-/// Waits for a program that is about to end. Unlike the process's own wait this one serves nothing
-/// meanwhile: the authorization is locked.
-void waitForEnd(LaunchedProcess& process) {
-    const FileDescriptor end(
-        static_cast<int>(syscall(SYS_pidfd_open, process.processIdentifier(), 0)));
-    pollfd awaited{end.get(), POLLIN, 0};
-    while (end && poll(&awaited, 1, -1) < 0) {
-    }
-    process.waitUntilExit();
-}
-
+/// Waits for a program that is about to end, and serves nothing meanwhile: the authorization is
+/// locked.
 OSStatus statusOfRefusal(LaunchedProcess& process) {
     constexpr int dismissed = 126; // pkexec's word for it
-    waitForEnd(process);
+    pollfd awaited{process.exitDescriptor(), POLLIN, 0};
+    while (poll(&awaited, 1, -1) < 0) {
+    }
     return process.terminationStatus() == dismissed ? errAuthorizationCanceled
                                                     : errAuthorizationDenied;
 }
@@ -135,11 +126,6 @@ AuthorizationHelper::start(const std::optional<Credentials>& credentials, OSStat
     } catch (const NSException&) {
         return nullptr;
     }
-}
-
-AuthorizationHelper::~AuthorizationHelper() {
-    socket.reset();
-    waitForEnd(*process);
 }
 
 OSStatus AuthorizationHelper::execute(const std::string& path,

@@ -7,7 +7,6 @@
 #include "Security/Authorization.h"
 
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -27,8 +26,8 @@ public:
     /// class. On failure the result is none and `status` says why. Blocks its thread; any thread.
     static std::unique_ptr<AuthorizationHelper> start(const std::optional<Credentials>& credentials,
                                                       OSStatus& status);
-    /// Lets the helper go, which then ends, and waits for that.
-    ~AuthorizationHelper();
+    /// Lets the helper go, which then ends.
+    ~AuthorizationHelper() = default;
     AuthorizationHelper(const AuthorizationHelper&) = delete;
     AuthorizationHelper& operator=(const AuthorizationHelper&) = delete;
 

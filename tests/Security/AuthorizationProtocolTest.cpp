@@ -1,0 +1,62 @@
+#include "Security/AuthorizationProtocol.h"
+
+#include <gtest/gtest.h>
+#include <random>
+
+using namespace AuthorizationProtocol;
+
+TEST(AuthorizationProtocol, KeepsWhatAnArgumentCanHold) {
+    const std::vector<std::string> arguments{"", "-rf", "a b", "line\nfeed", "\xff\xfe", "ü", ""};
+    for (const bool wantsOutput : {false, true}) {
+        const auto bytes =
+            encode({.wantsOutput = wantsOutput, .path = "/bin/cp", .arguments = arguments});
+        ASSERT_TRUE(bytes);
+        const auto request = decode(*bytes);
+        ASSERT_TRUE(request);
+        EXPECT_EQ(request->wantsOutput, wantsOutput);
+        EXPECT_EQ(request->path, "/bin/cp");
+        EXPECT_EQ(request->arguments, arguments);
+    }
+}
+
+TEST(AuthorizationProtocol, SendsNothingThatCouldBeMisread) {
+    const std::vector<Request> unsendable{
+        {false, "", {}},
+        {false, "bin/true", {}},
+        {false, "./true", {}},
+        {false, std::string("/bin/true\0/bin/false", 20), {}},
+        {false, "/bin/true", {std::string("a\0b", 3)}},
+        {false, "/bin/true", {std::string(maximumRequest, 'a')}},
+        {false, "/bin/true", std::vector<std::string>(maximumArguments + 1)},
+    };
+    for (const auto& request : unsendable) {
+        EXPECT_FALSE(encode(request)) << request.path;
+    }
+    EXPECT_TRUE(encode({false, "/bin/true", std::vector<std::string>(maximumArguments)}));
+}
+
+TEST(AuthorizationProtocol, RefusesWhatItWouldNotSend) {
+    using namespace std::string_literals;
+    for (const auto& bytes : {""s, "1"s, "1o"s, "1o/bin/true"s, "2o/bin/true\0"s, "1x/bin/true\0"s,
+                              "1obin/true\0"s, "1o\0/bin/true\0"s, "1o/bin/true\0a"s}) {
+        EXPECT_FALSE(decode(bytes)) << testing::PrintToString(bytes);
+    }
+}
+
+TEST(AuthorizationProtocol, SurvivesRandomBytes) {
+    std::mt19937 random(20261116);
+    const auto valid = *encode({true, "/bin/cp", {"-f", "/a", "/b"}});
+    int decoded = 0;
+    for (int i = 0; i < 100'000; ++i) {
+        std::string bytes = valid.substr(0, random() % (valid.size() + 1));
+        bytes.append(random() % 8, static_cast<char>(random()));
+        for (auto changes = random() % 4; changes > 0 && !bytes.empty(); --changes) {
+            bytes[random() % bytes.size()] = static_cast<char>(random() % 2 ? random() : 0);
+        }
+        if (const auto request = decode(bytes)) {
+            ++decoded;
+            ASSERT_EQ(encode(*request), bytes) << "one request, two spellings";
+        }
+    }
+    EXPECT_GT(decoded, 1000) << "the random bytes never came near a request";
+}
