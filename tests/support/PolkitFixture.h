@@ -44,7 +44,7 @@ protected:
     ~PolkitFixture() override;
     void SetUp() override;
 
-    TestUser& user() { return *testUser; }
+    const TestUser& user() const { return *testUser; }
     /// From now on polkit says this ("YES", "NO") to the user.
     void answer(const std::string& result);
 
