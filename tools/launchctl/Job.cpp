@@ -1,0 +1,224 @@
+#include "Job.h"
+
+#include "Failure.h"
+#include "Foundation/FileDescriptor.h"
+#include "Foundation/Machine.h"
+#include "Foundation/NSPropertyList.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/stat.h>
+
+namespace {
+
+constexpr off_t largestFile = 1 << 20;
+constexpr double longestPause = 24 * 60 * 60;
+
+/// Checks the very file that is read, so that nobody can swap it in between.
+std::string trustedContent(const std::string& path) {
+    // Not blocking, since somebody may have put a pipe there.
+    FileDescriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    struct stat status {};
+    if (!file || fstat(file.get(), &status) != 0) {
+        fail("Couldn't read %@: %@", path, std::strerror(errno));
+    }
+    const auto user = Machine::current().realUserID();
+    if ((status.st_mode & (S_IWGRP | S_IWOTH)) != 0 ||
+        (status.st_uid != 0 && status.st_uid != user)) {
+        fail("Dubious ownership on file (skipping): %@", path);
+    }
+    if (!S_ISREG(status.st_mode) || status.st_size > largestFile) {
+        fail("%@ is no job file", path);
+    }
+    std::string content(static_cast<std::size_t>(status.st_size), '\0');
+    std::size_t length = 0;
+    while (length < content.size()) {
+        const auto count = read(file.get(), content.data() + length, content.size() - length);
+        if (count < 0 && errno != EINTR) {
+            fail("Couldn't read %@: %@", path, std::strerror(errno));
+        }
+        if (count == 0) {
+            break;
+        }
+        length += count > 0 ? static_cast<std::size_t>(count) : 0;
+    }
+    content.resize(length);
+    return content;
+}
+
+NSDictionary dictionaryIn(const std::string& path) {
+    const auto content = trustedContent(path);
+    try {
+        const auto list = propertyListFromData(content);
+        if (const auto* dictionary = list.dictionary()) {
+            return *dictionary;
+        }
+    } catch (const NSException&) { // said below, with the file's name
+    }
+    fail("%@ holds no property list dictionary", path);
+}
+
+/// Fills a job from a file's keys, one after the other.
+class JobReader {
+public:
+    explicit JobReader(const std::string& path) : path(path) {}
+
+    Job read(const NSDictionary& dictionary) {
+        for (const auto& [key, value] : dictionary) {
+            take(key, value);
+        }
+        complete();
+        return std::move(job);
+    }
+
+private:
+    template <class Message>
+    [[noreturn]] void refuse(const Message& message) const {
+        fail("%@: %@", path, message);
+    }
+
+    void take(const std::string& key, const PropertyList& value) {
+        if (key == "Label") {
+            job.label = text(key, value);
+        } else if (key == "Program") {
+            job.program = text(key, value);
+        } else if (key == "ProgramArguments") {
+            takeArguments(key, value);
+        } else if (key == "WorkingDirectory") {
+            job.workingDirectory = text(key, value);
+        } else if (key == "RunAtLoad") {
+            job.startsOnLoad = job.startsOnLoad || flag(key, value);
+        } else if (key == "KeepAlive") {
+            takeKeepAlive(key, value);
+        } else if (key == "ThrottleInterval") {
+            job.throttleInterval = seconds(key, value, 0);
+        } else if (key == "ExitTimeOut") {
+            // A job that may take for ever to end could not be unloaded.
+            job.exitTimeOut = seconds(key, value, 1);
+        } else if (key == "Disabled") {
+            if (flag(key, value)) {
+                refuse("the job is disabled");
+            }
+        } else {
+            job.warnings.push_back(path + ": the key \"" + key + "\" is not supported");
+        }
+    }
+
+    void takeArguments(const std::string& key, const PropertyList& value) {
+        const auto* arguments = value.array();
+        if (arguments == nullptr) {
+            refuse("\"" + key + "\" must be an array of strings");
+        }
+        for (const auto& argument : *arguments) {
+            job.arguments.push_back(text(key, argument));
+        }
+    }
+
+    void takeKeepAlive(const std::string& key, const PropertyList& value) {
+        if (const auto* conditions = value.dictionary()) {
+            for (const auto& [condition, wanted] : *conditions) {
+                if (condition != "SuccessfulExit") {
+                    refuse("\"KeepAlive\" with \"" + condition + "\" is not supported");
+                }
+                job.restart = flag(condition, wanted) ? Job::Restart::afterSuccess
+                                                      : Job::Restart::afterFailure;
+            }
+        } else if (flag(key, value)) {
+            job.restart = Job::Restart::always;
+        }
+        // How it ended can only be known of a program that was started.
+        job.startsOnLoad = job.startsOnLoad || job.restart != Job::Restart::never;
+    }
+
+    void complete() {
+        if (job.label.empty()) {
+            refuse("\"Label\" is missing");
+        }
+        if (job.program.empty() && !job.arguments.empty()) {
+            job.program = job.arguments.front();
+        }
+        if (job.arguments.empty()) {
+            job.arguments.push_back(job.program);
+        }
+        if (!job.program.starts_with('/')) {
+            refuse("\"Program\" must be an absolute path");
+        }
+        if (!job.workingDirectory.empty() && !job.workingDirectory.starts_with('/')) {
+            refuse("\"WorkingDirectory\" must be an absolute path");
+        }
+    }
+
+    std::string text(const std::string& key, const PropertyList& value) const {
+        const auto* string = value.string();
+        // The kernel ends a text at its first zero byte: what runs would not be what was read.
+        if (string == nullptr || string->find('\0') != std::string::npos) {
+            refuse("\"" + key + "\" must be a string");
+        }
+        return *string;
+    }
+
+    bool flag(const std::string& key, const PropertyList& value) const {
+        const auto* boolean = value.boolean();
+        if (boolean == nullptr) {
+            refuse("\"" + key + "\" must be true or false");
+        }
+        return *boolean;
+    }
+
+    std::chrono::seconds seconds(const std::string& key, const PropertyList& value,
+                                 int least) const {
+        const auto number = value.number();
+        if (!number || !(*number >= least && *number <= longestPause)) {
+            refuse("\"" + key + "\" must be a number of seconds from " + std::to_string(least) +
+                   " to a day's");
+        }
+        return std::chrono::seconds(static_cast<long>(*number));
+    }
+
+    const std::string& path;
+    Job job;
+};
+
+} // namespace
+
+bool Job::restartsAfter(int status) const {
+    return restart == Restart::always || (restart == Restart::afterFailure && status != 0) ||
+           (restart == Restart::afterSuccess && status == 0);
+}
+
+Job Job::readFile(const std::string& path) { return JobReader(path).read(dictionaryIn(path)); }
+
+std::vector<std::string> Job::environment() {
+    constexpr std::array names = {"HOME",
+                                  "USER",
+                                  "LOGNAME",
+                                  "SHELL",
+                                  "PATH",
+                                  "LANG",
+                                  "LC_ALL",
+                                  "LC_MESSAGES",
+                                  "TMPDIR",
+                                  "DISPLAY",
+                                  "WAYLAND_DISPLAY",
+                                  "XAUTHORITY",
+                                  "XDG_RUNTIME_DIR",
+                                  "XDG_SESSION_TYPE",
+                                  "XDG_CURRENT_DESKTOP",
+                                  "XDG_CONFIG_HOME",
+                                  "XDG_DATA_HOME",
+                                  "XDG_DATA_DIRS",
+                                  "DBUS_SESSION_BUS_ADDRESS",
+                                  "QT_QPA_PLATFORM",
+                                  "TESSALINE_ROOT"};
+    std::vector<std::string> variables;
+    for (const char* name : names) {
+        if (const char* value = std::getenv(name)) {
+            variables.push_back(std::string(name) + "=" + value);
+        }
+    }
+    return variables;
+}
