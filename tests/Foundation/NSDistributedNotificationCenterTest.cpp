@@ -199,7 +199,7 @@ TEST_F(NSDistributedNotificationCenterTest, ObserversComeAndGoWhileNotifications
         if (calls.size() == 1) {
             // A loop within an observer goes on with what came next.
             centre.postNotificationName("n");
-            run([&] { return calls.size() == 2; });
+            run([&] { return calls.size() >= 2; });
             throw NSException(NSInvalidArgumentException, "an observer's own trouble");
         }
     });
