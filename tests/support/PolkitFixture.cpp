@@ -19,6 +19,7 @@
 namespace {
 
 constexpr const char* busSocket = "/run/dbus/system_bus_socket";
+constexpr const char* action = "com.quorvane.tessaline.administer";
 constexpr const char* polkitd = "/usr/lib/polkit-1/polkitd";
 
 pid_t start(const std::vector<std::string>& command, int input) {
@@ -54,12 +55,6 @@ bool busAnswers() {
         connect(probe, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
     close(probe);
     return connected;
-}
-
-bool polkitAnswers() {
-    return runCommand({"dbus-send", "--system", "--print-reply",
-                       "--dest=org.freedesktop.PolicyKit1", "/org/freedesktop/PolicyKit1/Authority",
-                       "org.freedesktop.DBus.Peer.Ping"}) == 0;
 }
 
 /// Real time: other programs are waited for here, before the test proper begins.
@@ -133,8 +128,8 @@ void PolkitFixture::SetUp() {
     if (geteuid() != 0) {
         GTEST_SKIP() << "needs the superuser, to make a user and to start polkit";
     }
-    for (const auto* program : {polkitd, "/usr/bin/pkexec", "/usr/bin/dbus-daemon",
-                                "/usr/bin/dbus-send", "/usr/sbin/useradd"}) {
+    for (const auto* program : {polkitd, "/usr/bin/pkexec", "/usr/bin/pkcheck",
+                                "/usr/bin/dbus-daemon", "/usr/sbin/useradd"}) {
         if (access(program, X_OK) != 0) {
             GTEST_SKIP() << "needs " << program;
         }
@@ -144,9 +139,8 @@ void PolkitFixture::SetUp() {
     flock(lock, LOCK_EX);
     testUser = std::make_unique<TestUser>("user");
     installPolicy();
-    answer("YES");
     startServices();
-    if (!polkitAnswers()) {
+    if (!answer("YES")) {
         GTEST_SKIP() << "polkit does not start here";
     }
 }
@@ -174,7 +168,6 @@ void PolkitFixture::startServices() {
     services.push_back(start({"dbus-daemon", "--system", "--nofork"}, null));
     if (waitUntil(busAnswers)) {
         services.push_back(start({polkitd, "--no-debug"}, null));
-        waitUntil(polkitAnswers);
     }
     close(null);
 }
@@ -188,16 +181,21 @@ void PolkitFixture::installPolicy() {
     std::ofstream(files.back()) << text;
 }
 
-void PolkitFixture::answer(const std::string& result) {
+bool PolkitFixture::answer(const std::string& result) {
     const auto rule = "/etc/polkit-1/rules.d/00-" + testUser->name() + ".rules";
-    if (files.size() < 2) {
-        files.push_back(rule);
-    }
+    files.push_back(rule);
     // Only the panel's own action is answered: a program that polkit does not know by the policy
     // file is refused.
     std::ofstream(rule) << "polkit.addRule(function(action, subject) {\n"
                         << "  if (subject.user == '" << testUser->name() << "') {\n"
-                        << "    return action.id == 'com.quorvane.tessaline.administer'\n"
+                        << "    return action.id == '" << action << "'\n"
                         << "        ? polkit.Result." << result << " : polkit.Result.NO;\n"
                         << "  }\n});\n";
+    // polkit reads its rules again in its own time.
+    return waitUntil([&] {
+        return testUser->run([] {
+            execl("/usr/bin/pkcheck", "pkcheck", "--action-id", action, "--process",
+                  std::to_string(getpid()).c_str(), nullptr);
+        }) == (result == "YES");
+    });
 }

@@ -45,8 +45,8 @@ protected:
     void SetUp() override;
 
     const TestUser& user() const { return *testUser; }
-    /// From now on polkit says this ("YES", "NO") to the user.
-    void answer(const std::string& result);
+    /// From now on polkit says this ("YES", "NO") to the user. False when it does not.
+    bool answer(const std::string& result);
 
 private:
     void startServices();
