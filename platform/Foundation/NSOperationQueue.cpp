@@ -16,9 +16,10 @@ struct NSOperationQueue::State {
     std::deque<std::function<void()>> waiting;
     std::uint64_t added = 0, finished = 0;
     std::thread::id runner; // who runs an operation now; none while nobody does
-    // The clock that counts the worker among its busy threads, from the first operation that is
-    // added to the last that is run. An idle worker is nobody's business.
+    // The clock that counts one busy thread for this queue, from the first operation that is added
+    // to the last that is run. An idle worker is nobody's business.
     Clock* busyClock = nullptr;
+    bool workerSleeps = false;
     bool ending = false;
     std::size_t drainers = 0;
 
@@ -26,6 +27,7 @@ struct NSOperationQueue::State {
     void runOne(std::unique_lock<std::mutex>& lock);
     void work();
     void drain();
+    bool add(std::function<void()> operation);
 };
 
 namespace {
@@ -42,6 +44,18 @@ Registry& registry() {
 
 } // namespace
 
+/// Says whether the worker would have to be woken for it.
+bool NSOperationQueue::State::add(std::function<void()> operation) {
+    std::lock_guard lock(mutex);
+    waiting.push_back(std::move(operation));
+    ++added;
+    if (busyClock == nullptr) {
+        busyClock = &Machine::current().clock();
+        busyClock->threadStarts();
+    }
+    return workerSleeps && canRun();
+}
+
 void NSOperationQueue::State::runOne(std::unique_lock<std::mutex>& lock) {
     auto operation = std::move(waiting.front());
     waiting.pop_front();
@@ -55,6 +69,9 @@ void NSOperationQueue::State::runOne(std::unique_lock<std::mutex>& lock) {
     if (drainers > 0) {
         progress.notifyAll();
     }
+    if (waiting.empty() && busyClock != nullptr) {
+        std::exchange(busyClock, nullptr)->threadEnds();
+    }
 }
 
 void NSOperationQueue::State::work() {
@@ -63,15 +80,12 @@ void NSOperationQueue::State::work() {
         while (canRun()) {
             runOne(lock);
         }
-        if (waiting.empty() && busyClock != nullptr) {
-            std::exchange(busyClock, nullptr)->threadEnds();
-        }
         if (ending && waiting.empty()) {
             return;
         }
-        workerWake.wait(lock, [this] {
-            return canRun() || (waiting.empty() && (busyClock != nullptr || ending));
-        });
+        workerSleeps = true;
+        workerWake.wait(lock, [this] { return canRun() || (ending && waiting.empty()); });
+        workerSleeps = false;
     }
 }
 
@@ -81,16 +95,18 @@ void NSOperationQueue::State::drain() {
         return;
     }
     const auto target = added;
-    ++drainers;
     while (finished < target) {
         if (canRun()) {
             runOne(lock);
         } else {
+            ++drainers;
             progress.wait(lock, [&] { return finished >= target || canRun(); });
+            --drainers;
         }
     }
-    --drainers;
-    workerWake.notify_one(); // what was added meanwhile, or the end of its busy time
+    if (workerSleeps && canRun()) {
+        workerWake.notify_one(); // for what was added meanwhile
+    }
 }
 
 NSOperationQueue::NSOperationQueue() : state(std::make_shared<State>()) {
@@ -109,13 +125,8 @@ NSOperationQueue::~NSOperationQueue() {
     worker.join();
 }
 
-void NSOperationQueue::addOperation(std::function<void()> operation) {
-    std::lock_guard lock(state->mutex);
-    state->waiting.push_back(std::move(operation));
-    ++state->added;
-    if (state->busyClock == nullptr) {
-        state->busyClock = &Machine::current().clock();
-        state->busyClock->threadStarts();
+void NSOperationQueue::addOperation(std::function<void()> operation, bool drainFollows) {
+    if (state->add(std::move(operation)) && !drainFollows) {
         state->workerWake.notify_one();
     }
 }

@@ -18,8 +18,9 @@ public:
     NSOperationQueue(const NSOperationQueue&) = delete;
     NSOperationQueue& operator=(const NSOperationQueue&) = delete;
 
-    /// Any thread. Never waits for work to be done.
-    void addOperation(std::function<void()> operation);
+    /// Any thread. Never waits for work to be done. A caller that is going to drain the queue at
+    /// once says so, and the worker is left asleep, since the drain runs the operation.
+    void addOperation(std::function<void()> operation, bool drainFollows = false);
     /// Returns when everything added before the call has run. Waiting work may run on the calling
     /// thread. Called from an operation of this very queue it returns at once, since that operation
     /// can never be finished by then.

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <cstring>
 #include <limits>
 
 namespace {
@@ -32,6 +33,19 @@ std::size_t sequenceLength(const std::string& text, std::size_t position) {
         return continues(1) && continues(2) && continues(3) && !overlong && !beyond ? 4 : 0;
     }
     return 0;
+}
+
+/// How many ASCII characters the text starts with, counted in steps of eight.
+std::size_t plainPrefix(const std::string& text) {
+    std::size_t position = 0;
+    for (std::uint64_t eight = 0; position + sizeof eight <= text.size();
+         position += sizeof eight) {
+        std::memcpy(&eight, text.data() + position, sizeof eight);
+        if ((eight & 0x8080808080808080U) != 0) {
+            break;
+        }
+    }
+    return position;
 }
 
 char32_t decode(const std::string& text, std::size_t position, std::size_t length) {
@@ -187,23 +201,36 @@ std::int64_t integerValue(const std::string& text) {
 }
 
 std::string stringByTrimmingWhitespaceAndNewlines(const std::string& text) {
-    std::size_t start = text.size(); // of the first character that stays
-    std::size_t end = 0;             // after the last one
-    for (std::size_t position = 0; position < text.size();) {
-        const auto length = sequenceLength(text, position);
-        const auto step = std::max<std::size_t>(length, 1);
-        if (length == 0 || !isWhitespaceOrNewline(decode(text, position, length))) {
-            start = std::min(start, position);
-            end = position + step;
+    const auto isBlankAt = [&](std::size_t position, std::size_t length) {
+        return length > 0 && isWhitespaceOrNewline(decode(text, position, length));
+    };
+    std::size_t start = 0;
+    for (std::size_t length = 0; start < text.size(); start += length) {
+        length = sequenceLength(text, start);
+        if (!isBlankAt(start, length)) {
+            break;
         }
-        position += step;
     }
-    return start < end ? text.substr(start, end - start) : std::string();
+    std::size_t end = text.size();
+    while (end > start) {
+        // Back to where the last character starts; a byte that fits nowhere is one by itself.
+        auto last = end - 1;
+        while (last > start && end - last < 4 &&
+               (static_cast<unsigned char>(text[last]) & 0xC0U) == 0x80U) {
+            --last;
+        }
+        if (last + sequenceLength(text, last) != end || !isBlankAt(last, end - last)) {
+            break;
+        }
+        end = last;
+    }
+    return text.substr(start, end - start);
 }
 
 std::size_t lengthInCharacters(const std::string& text) {
-    std::size_t count = 0;
-    for (std::size_t position = 0; position < text.size();) {
+    // Most texts are plain ASCII all through or for the most part.
+    std::size_t count = plainPrefix(text);
+    for (std::size_t position = count; position < text.size();) {
         const auto length = std::max<std::size_t>(sequenceLength(text, position), 1);
         count += length == 4 ? 2 : 1;
         position += length;
@@ -212,7 +239,7 @@ std::size_t lengthInCharacters(const std::string& text) {
 }
 
 bool isValidUTF8(const std::string& bytes) {
-    for (std::size_t position = 0; position < bytes.size();) {
+    for (std::size_t position = plainPrefix(bytes); position < bytes.size();) {
         const auto length = sequenceLength(bytes, position);
         if (length == 0) {
             return false;

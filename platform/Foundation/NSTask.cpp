@@ -113,7 +113,8 @@ NSTask::Output NSTask::readToEnd() {
 }
 
 void NSTask::terminate() {
-    if (const auto tool = launched()) {
+    if (const auto tool = launched(); tool && tool->isRunning()) {
+        terminated = true;
         tool->signal(SIGTERM);
     }
     stopReadingAtExit();

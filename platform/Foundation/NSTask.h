@@ -57,6 +57,8 @@ public:
     /// Asks the tool, and all it started, to end. From then on its end is the end of its output,
     /// whoever still holds the pipes. Does nothing for a tool that does not run.
     void terminate();
+    /// Whether terminate() found it running.
+    bool wasTerminated() const { return terminated; }
     /// Ends them without asking.
     void kill();
     /// Has readToEnd() return as soon as the tool has ended, though something that it started still
@@ -74,4 +76,5 @@ private:
     std::shared_ptr<LaunchedProcess> process;
     class DescriptorWait* reader = nullptr;
     std::atomic<bool> readsUntilExit{false};
+    std::atomic<bool> terminated{false};
 };

@@ -1,0 +1,268 @@
+#include "Shared/QVLog.h"
+
+#include "Foundation/Machine.h"
+#include "Foundation/NSBundle.h"
+#include "Foundation/NSDate.h"
+#include "Foundation/NSException.h"
+#include "Foundation/NSFileManager.h"
+#include "Foundation/NSLog.h"
+#include "Foundation/NSProcessInfo.h"
+#include "Shared/QVLocalPaths.h"
+
+namespace {
+
+constexpr std::size_t mostBytes = 499'999; // of entries in one file
+constexpr std::size_t shortMessage = 99;   // in characters
+constexpr int oldestGeneration = 5;
+
+/// One lock for the making of the instance, as a monitor on the class would be.
+std::recursive_mutex& monitor() {
+    static auto* instance = new std::recursive_mutex;
+    return *instance;
+}
+
+/// Set while this thread runs an operation of the queue.
+thread_local bool isWriter = false;
+
+class WriterScope {
+public:
+    WriterScope() { isWriter = true; }
+    ~WriterScope() { isWriter = false; }
+    WriterScope(const WriterScope&) = delete;
+    WriterScope& operator=(const WriterScope&) = delete;
+};
+
+std::string logFolder() {
+    const bool superuser = Machine::current().realUserID() == 0;
+    return QVLocalPaths::libraryDirectory(!superuser).value_or("") + "/Logs/Quorvane";
+}
+
+bool isSwitchedOff() {
+    const auto settings = dictionaryWithContentsOfFile(
+        QVLocalPaths::prefsDirectory(true).value_or("") + "/com.quorvane.global.plist");
+    const auto* value = settings ? settings->objectForKey("disable-logging") : nullptr;
+    if (value == nullptr) {
+        return false;
+    }
+    return value->string() != nullptr ? *value->string() == "1" : value->number() == 1.0;
+}
+
+std::string header(const void* ownCode) {
+    const auto bundle = NSBundle::bundleForCode(ownCode);
+    const auto version = bundle ? bundle->infoString("CFBundleVersion") : std::nullopt;
+    const auto path = bundle ? bundle->executablePath() : std::nullopt;
+    constexpr double kilo = 0.0009765625;
+    const double gigabytes = static_cast<double>(physicalMemory()) * kilo * kilo * kilo;
+    std::string text =
+        stringWithFormat("Log started: %@\n", descriptionOfDate(Machine::current().clock().date()));
+    if (version) {
+        text += stringWithFormat("Version: %@\n", version);
+    }
+    if (path) {
+        text += stringWithFormat("Path: %@\n", path);
+    }
+    text += stringWithFormat("System: OS X %@, %i CPU(s), %0.2f GB RAM\n",
+                             operatingSystemVersionString(), processorCount(), gigabytes);
+    text += sizeof(void*) == 8 ? "Running in 64-bit mode\n" : "Running in 32-bit mode\n";
+    return text;
+}
+
+/// Writes what is queued when the program ends in its ordinary way.
+struct WriteAtExit {
+    WriteAtExit() { Machine::current(); } // which then outlives this
+    ~WriteAtExit() { QVLog::finishWriting(); }
+};
+
+} // namespace
+
+QVLog* QVLog::sharedLog = nullptr;
+
+QVLog& QVLog::sharedController() {
+    std::lock_guard lock(monitor());
+    if (sharedLog == nullptr) {
+        allocWithZone();
+        sharedLog->setWriteQueue(std::make_shared<NSOperationQueue>());
+        static const WriteAtExit atExit;
+    }
+    return *sharedLog;
+}
+
+QVLog* QVLog::allocWithZone() {
+    std::lock_guard lock(monitor());
+    if (sharedLog != nullptr) {
+        return nullptr;
+    }
+    sharedLog = new QVLog;
+    return sharedLog;
+}
+
+QVLog::~QVLog() {
+    if (const auto writer = writeQueue()) {
+        writer->waitUntilAllOperationsAreFinished();
+    }
+}
+
+void QVLog::queueMessage(const std::string& text) {
+    auto message = stringByTrimmingWhitespaceAndNewlines(text);
+    const auto length = lengthInCharacters(message);
+    QVLog& log = sharedController();
+    const auto waiting = log.queuedCharacters += length;
+    const bool waits = length > 0 && length <= shortMessage && waiting <= shortMessage;
+    log.writeQueue()->addOperation(
+        [message = std::move(message)] {
+            const WriterScope scope;
+            appendLogOnThread(message);
+        },
+        waits);
+    if (waits) {
+        finishWriting();
+    }
+}
+
+void QVLog::printAndQueue(const std::string& text) {
+    queueMessage(text);
+    NSLog("%@", text);
+}
+
+void QVLog::finishWriting() {
+    sharedController().writeQueue()->waitUntilAllOperationsAreFinished();
+}
+
+void QVLog::appendLogOnThread(const std::string& message) {
+    QVLog& log = sharedController();
+    if (log.loggingDisabled()) {
+        return;
+    }
+    try {
+        log.writeEntry(message);
+    } catch (const NSException& exception) {
+        if (!log.loggingDisabled()) {
+            NSLog("Exception writing to log: %@", exception.reason());
+        }
+    }
+}
+
+void QVLog::writeEntry(const std::string& message) {
+    if (const auto file = fileHandle(); file || openCurrentFile()) {
+        std::string line = descriptionOfDate(Machine::current().clock().date());
+        line.reserve(line.size() + message.size() + 4);
+        line.append(" - ").append(message).append("\n");
+        (file ? file : fileHandle())->writeData(line);
+        writtenBytes += line.size();
+        if (writtenBytes > mostBytes) {
+            createNewLog(appName());
+            appendLog("Log truncated at 500KB");
+        }
+    } else {
+        NSLog("Unable to log the following information: %@", message);
+        NSLog("Unable to open log for output");
+    }
+    queuedCharacters -= lengthInCharacters(message);
+}
+
+void QVLog::createNewLog(const std::optional<std::string>& name) {
+    QVLog& log = sharedController();
+    if (isWriter) {
+        log.startFile(name);
+        return;
+    }
+    // On the queue, the change of files has its place among the messages: those before it go to the
+    // old file, those after it to the new one.
+    log.writeQueue()->addOperation(
+        [&log, &name] {
+            const WriterScope scope;
+            log.startFile(name);
+        },
+        true);
+    finishWriting();
+}
+
+void QVLog::startFile(const std::optional<std::string>& newName) {
+    setFileHandle(nullptr);
+    if (isSwitchedOff()) {
+        NSLog("Logging is disabled");
+        setLoggingDisabled(true);
+        return;
+    }
+    {
+        std::lock_guard lock(mutex);
+        name = name ? name : newName;
+    }
+    setBytesWritten(0);
+    const auto& files = NSFileManager::defaultManager();
+    const auto folder = logFolder();
+    const auto path = generationPath(1);
+    if (!files.fileExistsAtPath(folder) && !files.createDirectoryAtPath(folder)) {
+        NSLog("Unable to create folder %@.", folder);
+        return;
+    }
+    if (files.fileExistsAtPath(path) && !rotate()) {
+        return;
+    }
+    const auto ownCode = reinterpret_cast<const void*>(&QVLog::finishWriting);
+    if (const auto problem = writeFileAtomically(header(ownCode), path)) {
+        NSLog("Unable to create log file %@ - %@", path, problem);
+        return;
+    }
+    openCurrentFile();
+}
+
+/// Moves every generation on by one; false when a move failed.
+bool QVLog::rotate() const {
+    const auto& files = NSFileManager::defaultManager();
+    if (files.fileExistsAtPath(generationPath(oldestGeneration))) {
+        files.removeItemAtPath(generationPath(oldestGeneration));
+    }
+    for (int generation = oldestGeneration - 1; generation > 0; --generation) {
+        const auto from = generationPath(generation);
+        const auto to = generationPath(generation + 1);
+        if (files.fileExistsAtPath(from) && !files.moveItemAtPath(from, to)) {
+            NSLog("Unable to move file %@ to %@", from, to);
+            return false;
+        }
+    }
+    return true;
+}
+
+/// Opens the current file at its end if there is one; false when it cannot be opened.
+bool QVLog::openCurrentFile() {
+    auto file = NSFileHandle::fileHandleForAppendingAtPath(generationPath(1));
+    const bool opened = file != nullptr;
+    setFileHandle(std::move(file));
+    return opened;
+}
+
+std::string QVLog::generationPath(int generation) const {
+    return logFolder() + stringWithFormat("/%@.%i.log", appName(), generation);
+}
+
+std::string QVLog::appName() const {
+    std::lock_guard lock(mutex);
+    return name ? *name
+                : stringByDeletingPathExtension(lastPathComponent(NSBundle::mainExecutablePath()));
+}
+
+void QVLog::setAppName(std::optional<std::string> newName) {
+    std::lock_guard lock(mutex);
+    name = std::move(newName);
+}
+
+std::shared_ptr<NSFileHandle> QVLog::fileHandle() const {
+    std::lock_guard lock(mutex);
+    return handle;
+}
+
+void QVLog::setFileHandle(std::shared_ptr<NSFileHandle> newHandle) {
+    std::lock_guard lock(mutex);
+    handle = std::move(newHandle);
+}
+
+std::shared_ptr<NSOperationQueue> QVLog::writeQueue() const {
+    std::lock_guard lock(mutex);
+    return queue;
+}
+
+void QVLog::setWriteQueue(std::shared_ptr<NSOperationQueue> newQueue) {
+    std::lock_guard lock(mutex);
+    queue = std::move(newQueue);
+}

@@ -1,0 +1,301 @@
+#include "Shared/QVTask.h"
+
+#include "AppKit/NSWorkspace.h"
+#include "Foundation/NSException.h"
+#include "Foundation/NSFileManager.h"
+#include "Foundation/NSLog.h"
+#include "Foundation/NSThread.h"
+#include "Shared/QVLog.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace {
+
+constexpr double patienceAfterTermination = 5; // seconds
+constexpr double longestTimeout = 1e9; // seconds; the clock's unit has room for ten times that
+const std::string asyncDataNotification = "QVAsyncTaskDataNotification";
+const std::string dataItem = "NSFileHandleNotificationDataItem";
+
+bool canBeRun(const std::string& path) {
+    const auto program = Machine::current().programForTool(path);
+    const bool runs = !program.empty() &&
+                      NSFileManager::defaultManager().isExecutableFileAtPath(program) &&
+                      !NSWorkspace::sharedWorkspace().isFilePackageAtPath(program);
+    if (!runs) {
+        NSLog("Error: %@ is not executable", path);
+        QVLog::appendLog("Error: %@ is not executable", path);
+    }
+    return runs;
+}
+
+std::shared_ptr<NSTask> taskFor(const std::string& path, const QVTask::Arguments& arguments,
+                                TaskSlot* slot) {
+    auto task = std::make_shared<NSTask>();
+    task->setLaunchPath(path);
+    task->setArguments(arguments);
+    if (slot != nullptr) {
+        slot->setTask(task);
+    }
+    return task;
+}
+
+std::shared_ptr<NSTask> silentTaskFor(const std::string& path, const QVTask::Arguments& arguments,
+                                      TaskSlot* slot) {
+    auto task = taskFor(path, arguments, slot);
+    task->setStandardError(NSFileHandle::fileHandleWithNullDevice());
+    task->setStandardOutput(NSFileHandle::fileHandleWithNullDevice());
+    return task;
+}
+
+std::optional<std::string> textOf(const std::optional<NSData>& bytes, NSStringEncoding encoding) {
+    return bytes ? stringWithData(*bytes, encoding) : "";
+}
+
+/// Where a task's output is read; none for a task without an output pipe.
+std::shared_ptr<NSFileHandle> readingEnd(const NSTask& task) {
+    const auto* pipe = std::get_if<std::shared_ptr<NSPipe>>(&task.standardOutput());
+    return pipe != nullptr ? (*pipe)->fileHandleForReading() : nullptr;
+}
+
+NSNotification dataNotification(NSData bytes) {
+    return {asyncDataNotification, std::nullopt,
+            NSDictionary{{dataItem, PropertyList(std::move(bytes))}}};
+}
+
+} // namespace
+
+bool QVTask::runTask(const std::string& launchPath, const Arguments& arguments, TaskSlot* task) {
+    if (!canBeRun(launchPath)) {
+        return false;
+    }
+    const auto tool = silentTaskFor(launchPath, arguments, task);
+    tool->launch();
+    tool->waitUntilExit();
+    return true;
+}
+
+bool QVTask::runTask(const std::string& launchPath, const Arguments& arguments) {
+    return runTask(launchPath, arguments, nullptr);
+}
+
+void QVTask::runTask(const std::string& launchPath, const Arguments& arguments, double timeout) {
+    create()->runTaskInstance(launchPath, arguments, timeout);
+}
+
+void QVTask::runTaskAndReturn(const std::string& launchPath, const Arguments& arguments) {
+    if (canBeRun(launchPath)) {
+        silentTaskFor(launchPath, arguments, nullptr)->launch();
+    }
+}
+
+int QVTask::terminationCodeFromTask(const std::string& launchPath, const Arguments& arguments,
+                                    TaskSlot* task) {
+    if (!canBeRun(launchPath)) {
+        return -1;
+    }
+    const auto tool = silentTaskFor(launchPath, arguments, task);
+    tool->launch();
+    if (tool->isRunning()) {
+        tool->waitUntilExit();
+    }
+    return tool->terminationStatus();
+}
+
+int QVTask::terminationCodeFromTask(const std::string& launchPath, const Arguments& arguments) {
+    return terminationCodeFromTask(launchPath, arguments, nullptr);
+}
+
+int QVTask::terminationCodeFromTask(const std::string& launchPath, const Arguments& arguments,
+                                    double timeout) {
+    return create()->terminationCodeFromTaskInstance(launchPath, arguments, timeout);
+}
+
+std::optional<NSData> QVTask::dataFromTask(const std::string& launchPath,
+                                           const Arguments& arguments, TaskSlot* task) {
+    if (!canBeRun(launchPath)) {
+        return std::nullopt;
+    }
+    const auto output = std::make_shared<NSPipe>();
+    const auto error = std::make_shared<NSPipe>();
+    const auto input = std::make_shared<NSPipe>();
+    const auto tool = taskFor(launchPath, arguments, task);
+    tool->setStandardOutput(output);
+    tool->setStandardError(error);
+    tool->setStandardInput(input);
+    tool->launch();
+    auto bytes = tool->readToEnd();
+    return std::move(bytes.error.empty() ? bytes.output : bytes.error);
+}
+
+std::optional<NSData> QVTask::dataFromTask(const std::string& launchPath,
+                                           const Arguments& arguments, double timeout) {
+    return create()->dataFromTaskInstance(launchPath, arguments, timeout);
+}
+
+std::optional<std::string> QVTask::stringFromTask(const std::string& launchPath,
+                                                  const Arguments& arguments,
+                                                  NSStringEncoding encoding, TaskSlot* task) {
+    return textOf(dataFromTask(launchPath, arguments, task), encoding);
+}
+
+std::optional<std::string> QVTask::stringFromTask(const std::string& launchPath,
+                                                  const Arguments& arguments, TaskSlot* task) {
+    return stringFromTask(launchPath, arguments, NSASCIIStringEncoding, task);
+}
+
+std::optional<std::string> QVTask::stringFromTask(const std::string& launchPath,
+                                                  const Arguments& arguments) {
+    return stringFromTask(launchPath, arguments, NSASCIIStringEncoding, nullptr);
+}
+
+std::optional<std::string> QVTask::stringFromTask(const std::string& launchPath,
+                                                  const Arguments& arguments,
+                                                  NSStringEncoding encoding, double timeout) {
+    return textOf(dataFromTask(launchPath, arguments, timeout), encoding);
+}
+
+std::optional<std::string> QVTask::stringFromTask(const std::string& launchPath,
+                                                  const Arguments& arguments, double timeout) {
+    return stringFromTask(launchPath, arguments, NSASCIIStringEncoding, timeout);
+}
+
+/// Runs `body` with the slot for its task, while a timer thread measures the time.
+template <class Body>
+auto QVTask::withTimeout(double seconds, const Body& body) {
+    const auto whole = static_cast<std::int64_t>(
+        std::isnan(seconds) ? 0 : std::clamp(std::trunc(seconds), 0.0, longestTimeout));
+    NSThread timer([self = shared_from_this(), whole] { self->setupTimeout(whole); });
+    timer.start();
+    setTheTask(nullptr);
+    struct Finish { // an exception leaves nothing behind either
+        QVTask& runner;
+        NSThread& timer;
+        ~Finish() {
+            runner.setTheTask(nullptr);
+            if (timer.isExecuting() && !timer.isCancelled() && !timer.isFinished()) {
+                timer.cancel();
+            }
+        }
+    };
+    const Finish finish{*this, timer};
+    return body(&slot);
+}
+
+void QVTask::runTaskInstance(const std::string& launchPath, const Arguments& arguments,
+                             double timeout) {
+    withTimeout(timeout, [&](TaskSlot* task) { return runTask(launchPath, arguments, task); });
+}
+
+int QVTask::terminationCodeFromTaskInstance(const std::string& launchPath,
+                                            const Arguments& arguments, double timeout) {
+    return withTimeout(timeout, [&](TaskSlot* task) {
+        return terminationCodeFromTask(launchPath, arguments, task);
+    });
+}
+
+std::optional<NSData> QVTask::dataFromTaskInstance(const std::string& launchPath,
+                                                   const Arguments& arguments, double timeout) {
+    return withTimeout(timeout,
+                       [&](TaskSlot* task) { return dataFromTask(launchPath, arguments, task); });
+}
+
+void QVTask::setupTimeout(std::int64_t seconds) {
+    NSThread::sleepForTimeInterval(static_cast<double>(seconds));
+    performOnMainThread([this] { timeout(); }, true);
+    const auto tool = theTask();
+    Clock& clock = Machine::current().clock();
+    if (tool && tool->wasTerminated() &&
+        !slot.waitUntilEmpty(clock.now() + durationOfSeconds(patienceAfterTermination))) {
+        tool->kill();
+    }
+}
+
+void QVTask::timeout() {
+    const auto tool = theTask();
+    if (!tool) {
+        return;
+    }
+    if (tool->isRunning()) {
+        NSLog("Task timed out. Terminating...");
+        QVLog::appendLog("Task %@ timed out. Terminating...", tool->launchPath());
+        tool->terminate();
+    } else {
+        // It has ended, and whoever still holds its output shall not keep the caller.
+        tool->stopReadingAtExit();
+    }
+}
+
+void QVTask::asyncDataFromTask(const std::string& launchPath, const Arguments& arguments,
+                               std::shared_ptr<void> newDelegate, Selector newSelector,
+                               std::shared_ptr<void> newObject) {
+    {
+        std::lock_guard lock(mutex);
+        delegate = std::move(newDelegate);
+        selector = std::move(newSelector);
+        object = std::move(newObject);
+    }
+    const auto tool = taskFor(launchPath, arguments, &slot);
+    tool->setStandardOutput(std::make_shared<NSPipe>());
+    tool->setStandardError(NSFileHandle::fileHandleWithNullDevice());
+    NSThread::detachNewThread([self = shared_from_this()] { self->launchAsyncTask(); });
+}
+
+void QVTask::launchAsyncTask() {
+    const auto tool = theTask();
+    if (!tool) {
+        QVLog::appendLog("Unable to launch async task - no task set");
+        return;
+    }
+    try {
+        tool->launch();
+    } catch (const NSException& exception) {
+        QVLog::appendLog("Unable to launch async task - %@", exception.reason());
+        asyncTaskReturnData(dataNotification({}));
+        return;
+    }
+    const auto output = readingEnd(*tool);
+    bool ended = false;
+    while (!ended) {
+        auto bytes = output ? output->availableData() : NSData();
+        ended = bytes.empty();
+        asyncTaskReturnData(dataNotification(std::move(bytes)));
+    }
+}
+
+void QVTask::asyncTaskReturnData(const NSNotification& notification) {
+    const auto* item =
+        notification.userInfo ? notification.userInfo->objectForKey(dataItem) : nullptr;
+    const auto* chunk = item != nullptr ? std::get_if<NSData>(&item->value) : nullptr;
+    const NSData bytes = chunk != nullptr ? *chunk : NSData();
+    std::unique_lock lock(mutex);
+    const auto receiver = delegate;
+    const auto call = selector;
+    const auto context = object;
+    lock.unlock();
+    if (receiver && call) {
+        call(receiver.get(), bytes, *this, context);
+    }
+    if (bytes.empty()) {
+        terminateAsyncTask();
+    }
+}
+
+void QVTask::terminateAsyncTask() {
+    const auto tool = theTask();
+    if (const auto output = tool ? readingEnd(*tool) : nullptr) {
+        output->closeFile();
+    }
+    // Let go of outside the lock: their destructors may call here again.
+    std::shared_ptr<void> oldDelegate, oldObject;
+    {
+        std::lock_guard lock(mutex);
+        oldDelegate.swap(delegate);
+        oldObject.swap(object);
+        selector = nullptr;
+    }
+    if (tool) {
+        tool->terminate();
+    }
+    setTheTask(nullptr);
+}
