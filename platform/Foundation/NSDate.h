@@ -1,9 +1,8 @@
 // Dates as text.
 #pragma once
 
-#include "Foundation/NSPropertyList.h"
-
+#include <chrono>
 #include <string>
 
 /// Local time with its offset from UTC: "2026-11-16 21:45:07 +0100". Any thread.
-std::string descriptionOfDate(NSDate date);
+std::string descriptionOfDate(std::chrono::system_clock::time_point date);
