@@ -40,14 +40,14 @@ public:
         addTexts(texts);
         close();
     }
-    void addCommand(const char* name, const std::string& program,
-                    const std::vector<std::string>& arguments) {
-        open(name, "a(sasb)");
-        sd_bus_message_open_container(message, 'a', "(sasb)");
-        sd_bus_message_open_container(message, 'r', "sasb");
+    void addCommand(const std::string& program, const std::vector<std::string>& arguments) {
+        open("ExecStartEx", "a(sasas)");
+        sd_bus_message_open_container(message, 'a', "(sasas)");
+        sd_bus_message_open_container(message, 'r', "sasas");
         sd_bus_message_append(message, "s", program.c_str());
         addTexts(arguments);
-        sd_bus_message_append(message, "b", 0);
+        // An argument is meant as it stands, dollar signs too.
+        addTexts({"no-env-expand"});
         sd_bus_message_close_container(message);
         sd_bus_message_close_container(message);
         close();
@@ -137,7 +137,7 @@ std::string SystemdEngine::startService(const std::string& name, const Job& job)
             properties.add("Slice", "s", sliceOf(name).c_str());
             // Only once the program has taken over is it known that it could be started.
             properties.add("Type", "s", "exec");
-            properties.addCommand("ExecStart", job.program, job.arguments);
+            properties.addCommand(job.program, job.arguments);
             if (!job.workingDirectory.empty()) {
                 properties.add("WorkingDirectory", "s", job.workingDirectory.c_str());
             }
