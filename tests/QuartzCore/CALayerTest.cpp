@@ -1,0 +1,166 @@
+#include "QuartzCore/CALayer.h"
+
+#include "AppKit/NSView.h"
+#include "QuartzCore/CATransaction.h"
+#include "support/Application.h"
+#include "support/TestMachine.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+class CountingView : public NSView {
+public:
+    int paints = 0;
+
+protected:
+    void paintEvent(QPaintEvent* event) override {
+        ++paints;
+        NSView::paintEvent(event);
+    }
+};
+
+/// A view of 100 x 50 on the screen, with one layer in it.
+class CALayerTest : public MachineTest {
+protected:
+    CALayerTest() {
+        testApplication();
+        view = std::make_unique<CountingView>();
+        view->resize(100, 50);
+        view->setWantsLayer(true);
+        view->layer()->addSublayer(layer);
+        layer->setFrame(CGRectMake(0, 0, 40, 20));
+        view->show();
+        QApplication::processEvents();
+    }
+
+    void pass(double seconds) { clock->sleepFor(durationOfSeconds(seconds)); }
+    double shownX() const { return layer->shownFrame().origin.x; }
+
+    std::shared_ptr<CALayer> layer = CALayer::layer();
+    std::unique_ptr<CountingView> view;
+};
+
+} // namespace
+
+TEST_F(CALayerTest, GlidesAlongTheDefaultCurveWhileTheModelIsThereAtOnce) {
+    layer->setFrame(CGRectMake(100, 0, 40, 20));
+    EXPECT_EQ(layer->frame(), CGRectMake(100, 0, 40, 20));
+    // The curve through (0.25, 0.1) and (0.25, 1), read off at fifths of its time.
+    const double expected[] = {0, 0.2952, 0.6825, 0.8852, 0.9756};
+    for (const double part : expected) {
+        EXPECT_NEAR(shownX(), 100 * part, 0.05);
+        EXPECT_TRUE(view->layer()->isMoving());
+        pass(0.05);
+    }
+    EXPECT_EQ(shownX(), 100);
+    EXPECT_FALSE(view->layer()->isMoving());
+}
+
+TEST_F(CALayerTest, SetsOutFromWhereItIsSeenWhenItTurnsBack) {
+    layer->setPosition({120, 10});
+    pass(0.1);
+    const double seen = shownX();
+    layer->setPosition({20, 10});
+    EXPECT_DOUBLE_EQ(shownX(), seen);
+    pass(0.25);
+    EXPECT_EQ(shownX(), 0);
+}
+
+TEST_F(CALayerTest, TransactionsNestAndZeroDurationMovesBoth) {
+    CATransaction::begin();
+    CATransaction::setValueForKey(1.0, kCATransactionAnimationDuration);
+    CATransaction::begin();
+    EXPECT_EQ(CATransaction::animationDuration(), 1.0);
+    CATransaction::setValueForKey(0.0, kCATransactionAnimationDuration);
+    layer->setPosition({70, 10});
+    EXPECT_EQ(shownX(), 50);
+    CATransaction::commit();
+    layer->setPosition({120, 10});
+    CATransaction::commit();
+    CATransaction::commit(); // one too many
+    EXPECT_EQ(CATransaction::animationDuration(), 0.25);
+    pass(0.9);
+    EXPECT_LT(shownX(), 100);
+
+    CATransaction::begin(); // stops a glide, even to where it was going
+    CATransaction::setValueForKey(0.0, kCATransactionAnimationDuration);
+    layer->setPosition({120, 10});
+    CATransaction::commit();
+    EXPECT_EQ(shownX(), 100);
+}
+
+TEST_F(CALayerTest, WhatNobodyHasSeenDoesNotGlide) {
+    const auto unseen = CALayer::layer();
+    view->layer()->addSublayer(unseen);
+    unseen->setFrame(CGRectMake(30, 0, 10, 10));
+    EXPECT_FALSE(unseen->isMoving());
+}
+
+TEST_F(CALayerTest, FramesCountUpwardsAndPaintsStopWithTheMovement) {
+    layer->setBorderWidth(20); // all black
+    CATransaction::begin();
+    CATransaction::setValueForKey(0.0, kCATransactionAnimationDuration);
+    layer->setFrame(CGRectMake(10, 0, 40, 20));
+    CATransaction::commit();
+    const QImage picture = view->grab().toImage();
+    EXPECT_EQ(picture.pixelColor(30, 48), QColor(Qt::black));
+    EXPECT_NE(picture.pixelColor(30, 20), QColor(Qt::black));
+    EXPECT_NE(picture.pixelColor(5, 48), QColor(Qt::black));
+
+    layer->setPosition({80, 10});
+    pass(0.3);
+    QApplication::processEvents(QEventLoop::WaitForMoreEvents); // the last frame's timer
+    QApplication::processEvents();
+    const int before = view->paints;
+    EXPECT_GT(before, 0);
+    for (int turn = 0; turn < 50; ++turn)
+        QApplication::processEvents();
+    EXPECT_EQ(view->paints, before);
+}
+
+TEST(CAConstraintLayoutManager, SolvesEachAxisByWhatIsGiven) {
+    using Pairs = std::vector<CAConstraintAttribute>;
+    struct Case {
+        Pairs attributes;
+        CGRect expected;
+    };
+    // The layer starts at (5, 5, 10, 10) in one whose bounds are (0, 0, 100, 60).
+    const Case cases[] = {
+        {{}, {{5, 5}, {10, 10}}},
+        {{kCAConstraintMinX, kCAConstraintWidth}, {{0, 5}, {100, 10}}},
+        {{kCAConstraintMinY, kCAConstraintHeight}, {{5, 0}, {10, 60}}},
+        {{kCAConstraintMaxX}, {{90, 5}, {10, 10}}},
+        {{kCAConstraintMidX, kCAConstraintMidY}, {{45, 25}, {10, 10}}},
+        {{kCAConstraintMinY, kCAConstraintMaxY}, {{5, 0}, {10, 60}}},
+        {{kCAConstraintMidX, kCAConstraintMaxX}, {{0, 5}, {100, 10}}},
+    };
+    for (const Case& each : cases) {
+        const auto around = CALayer::layer();
+        const auto layer = CALayer::layer();
+        around->setBounds(CGRectMake(0, 0, 100, 60));
+        around->setLayoutManager(CAConstraintLayoutManager::layoutManager());
+        around->addSublayer(layer);
+        layer->setFrame(CGRectMake(5, 5, 10, 10));
+        for (const auto attribute : each.attributes)
+            layer->addConstraint(
+                CAConstraint::constraintWithAttribute(attribute, "superlayer", attribute));
+        layer->addConstraint(
+            CAConstraint::constraintWithAttribute(kCAConstraintMinX, "other", kCAConstraintMaxX));
+        around->layoutIfNeeded();
+        EXPECT_EQ(layer->frame(), each.expected);
+    }
+}
+
+TEST(CALayer, SublayersFollowByTheirMasks) {
+    for (const unsigned mask : {0U, 2U, 16U, 18U}) {
+        const auto around = CALayer::layer();
+        const auto layer = CALayer::layer();
+        around->setBounds(CGRectMake(0, 0, 100, 60));
+        around->addSublayer(layer);
+        layer->setFrame(CGRectMake(5, 5, 10, 10));
+        layer->setAutoresizingMask(mask);
+        around->setBounds(CGRectMake(0, 0, 130, 50));
+        EXPECT_EQ(layer->frame(), CGRectMake(5, 5, mask & 2 ? 40 : 10, mask & 16 ? 0 : 10));
+    }
+}

@@ -1,0 +1,227 @@
+#include "pane/QVSwitch.h"
+
+#include "AppKit/NSKeyedArchiver.h"
+#include "AppKit/NSViewRegistry.h"
+#include "pane/QVSwitchButtonCALayer.h"
+#include "support/Application.h"
+#include "support/TestMachine.h"
+
+#include <gtest/gtest.h>
+#include <QAccessible>
+#include <QMouseEvent>
+
+namespace {
+
+class Controller : public NSObject {
+public:
+    void observeValueForKeyPath(const std::string&, NSObject& object,
+                                const NSKeyValueChange& change, void*) override {
+        heard += dynamic_cast<QVSwitch&>(object).isOn() ? '1' : '0';
+        old += *change.oldValue->boolean() ? '1' : '0';
+    }
+
+    std::string heard, old;
+};
+
+class CountingSwitch : public QVSwitch {
+public:
+    using QVSwitch::QVSwitch;
+    int paints = 0;
+
+protected:
+    void paintEvent(QPaintEvent* event) override {
+        ++paints;
+        QVSwitch::paintEvent(event);
+    }
+};
+
+/// A switch of 100 x 30, standing somewhere within a window.
+class QVSwitchTest : public MachineTest {
+protected:
+    QVSwitchTest() {
+        testApplication();
+        registerViewClass("CountingSwitch",
+                          [](QWidget* parent) { return new CountingSwitch(parent); });
+        view = dynamic_cast<CountingSwitch*>(makeView("CountingSwitch", &window));
+        window.resize(300, 200);
+        view->setGeometry(50, 40, 100, 30);
+        awakeViews(window);
+        view->addObserver(controller, "on",
+                          NSKeyValueObservingOptionNew | NSKeyValueObservingOptionOld, nullptr);
+        window.show();
+        QApplication::processEvents();
+    }
+
+    CALayer& container() const { return *view->layer()->sublayers().front(); }
+    QVSwitchButtonCALayer& knobLayer() const {
+        return dynamic_cast<QVSwitchButtonCALayer&>(*container().sublayers().front());
+    }
+    double knobX() const { return knobLayer().knobFrame().origin.x; }
+
+    /// A mouse event at a point of the view, y upwards.
+    void mouse(QEvent::Type type, double x, double y = 15) {
+        const QPointF point(x, view->height() - y);
+        const bool moves = type == QEvent::MouseMove;
+        QMouseEvent event(
+            type, point, view->mapToGlobal(point), moves ? Qt::NoButton : Qt::LeftButton,
+            type == QEvent::MouseButtonRelease ? Qt::NoButton : Qt::LeftButton, Qt::NoModifier);
+        QApplication::sendEvent(view, &event);
+    }
+    void click(double x, QEvent::Type press = QEvent::MouseButtonPress) {
+        mouse(press, x);
+        mouse(QEvent::MouseButtonRelease, x);
+    }
+    void key(const QString& text, bool repeated = false) {
+        QKeyEvent event(QEvent::KeyPress, 0, Qt::NoModifier, text, repeated);
+        QApplication::sendEvent(view, &event);
+    }
+
+    QWidget window;
+    CountingSwitch* view;
+    std::shared_ptr<Controller> controller = std::make_shared<Controller>();
+};
+
+} // namespace
+
+TEST_F(QVSwitchTest, BuildsItsLayers) {
+    EXPECT_EQ(view->layer()->name(), "mainLayer");
+    EXPECT_EQ(container().name(), "contentContainer");
+    EXPECT_EQ(container().autoresizingMask(), 18U);
+    EXPECT_EQ(knobLayer().name(), "switchLayer");
+    EXPECT_EQ(knobLayer().frame(), CGRectMake(0, 0, 100, 30));
+    EXPECT_EQ(knobLayer().knobFrame(), CGRectMake(0, 0, 40, 30));
+    EXPECT_EQ(view->frame(), CGRectMake(50, 130, 100, 30));
+    EXPECT_FALSE(view->isEnabled());
+    EXPECT_FALSE(view->isOn());
+    view->setOn(true, false);
+    view->resize(160, 40);
+    EXPECT_EQ(knobLayer().knobFrame(), CGRectMake(120, 0, 40, 40));
+    EXPECT_EQ(knobLayer().sublayers().front()->shownFrame(), knobLayer().knobFrame());
+}
+
+TEST_F(QVSwitchTest, FollowsTheMouseOnItsWindow) {
+    view->setEnabled(true);
+    click(20);
+    EXPECT_TRUE(view->isOn());
+    EXPECT_EQ(knobX(), 60);
+    mouse(QEvent::MouseButtonPress, 70);
+    mouse(QEvent::MouseMove, 40);
+    EXPECT_EQ(knobX(), 30);
+    mouse(QEvent::MouseButtonRelease, 40);
+    EXPECT_EQ(knobX(), 0);
+    EXPECT_EQ(controller->heard, "10");
+    EXPECT_EQ(controller->old, "01");
+    mouse(QEvent::MouseButtonPress, 20, 30); // on the knob's upper edge, which is outside
+    mouse(QEvent::MouseMove, 40, 20);
+    EXPECT_EQ(knobX(), 0);
+}
+
+TEST_F(QVSwitchTest, QuickClicksInOnePlaceCountOnce) {
+    click(20);
+    click(20, QEvent::MouseButtonDblClick);
+    click(20); // the third of a triple click
+    click(20, QEvent::MouseButtonDblClick);
+    EXPECT_EQ(controller->heard, "1");
+    clock->sleepFor(std::chrono::seconds(2));
+    click(20);
+    EXPECT_EQ(controller->heard, "10");
+    mouse(QEvent::MouseButtonPress, 20);
+    mouse(QEvent::MouseButtonRelease, 20);
+    mouse(QEvent::MouseButtonDblClick, 70);
+    mouse(QEvent::MouseMove, 40); // passed on, and ignored: no press took hold
+    EXPECT_EQ(knobX(), 60);
+}
+
+TEST_F(QVSwitchTest, TellsOfEverySetOnAndOfNothingElse) {
+    view->setOn(true);
+    view->setOn(true);
+    EXPECT_EQ(controller->heard, "11");
+    view->setOn(false, true);
+    view->setOn(true, false);
+    view->setEnabled(false);
+    EXPECT_EQ(controller->heard, "11");
+    click(80); // a release is told while disabled, too
+    EXPECT_EQ(controller->heard, "111");
+    EXPECT_EQ(knobX(), 60);
+}
+
+TEST_F(QVSwitchTest, GlidesOrJumpsAndIsQuietAfterwards) {
+    const auto shown = [&] { return knobLayer().sublayers().front()->shownFrame().origin.x; };
+    view->setOn(true, true);
+    EXPECT_EQ(knobX(), 60);
+    EXPECT_EQ(shown(), 0);
+    clock->sleepFor(std::chrono::milliseconds(100));
+    EXPECT_NEAR(shown(), 60 * 0.68254, 0.001);
+    view->setOn(false, false);
+    EXPECT_EQ(shown(), 0);
+    QApplication::processEvents(QEventLoop::WaitForMoreEvents);
+    for (int turn = 0; turn < 10; ++turn)
+        QApplication::processEvents();
+    const int before = view->paints;
+    for (int turn = 0; turn < 50; ++turn)
+        QApplication::processEvents();
+    EXPECT_EQ(view->paints, before);
+}
+
+TEST_F(QVSwitchTest, TheKeyboardAndAssistiveTechnologyPressTheKnob) {
+    key(" ");
+    key(" ", true); // held down
+    key("x");
+    EXPECT_EQ(controller->heard, "1");
+    view->setEnabled(true);
+    QAccessibleInterface* accessible = QAccessible::queryAccessibleInterface(view);
+    EXPECT_TRUE(accessible->state().checkable && accessible->state().checked);
+    EXPECT_FALSE(accessible->state().disabled);
+    EXPECT_TRUE(accessible->state().focusable);
+    EXPECT_FALSE(accessible->text(QAccessible::Name).isEmpty());
+    view->setAccessibleName("Client");
+    EXPECT_EQ(accessible->text(QAccessible::Name), "Client");
+    accessible->actionInterface()->doAction(QAccessibleActionInterface::pressAction());
+    EXPECT_EQ(controller->heard, "10");
+    EXPECT_FALSE(accessible->state().checked);
+    view->setEnabled(false);
+    EXPECT_TRUE(accessible->state().disabled);
+}
+
+TEST_F(QVSwitchTest, DrawsItsTrackSharplyAtEveryScale) {
+    view->resize(100, 300); // tall enough for a slow blend
+    container().setHidden(true);
+    for (const int scale : {1, 2, 3}) {
+        QImage picture(view->size() * scale, QImage::Format_ARGB32_Premultiplied);
+        picture.setDevicePixelRatio(scale);
+        picture.fill(Qt::transparent);
+        view->render(&picture, {}, {}, QWidget::DrawChildren);
+        const auto level = [&](int y) { return picture.pixelColor(50 * scale, y).red(); };
+        const int inside = scale; // next to the outline
+        EXPECT_NEAR(level(picture.height() - 1 - inside), 0.72 * 255, 1);
+        EXPECT_NEAR(level(inside), 0.26 * 255, 1);
+        EXPECT_NEAR(level(picture.height() / 2), 0.49 * 255, 1);
+        EXPECT_EQ(picture.pixelColor(0, 0).alpha(), 0);
+    }
+}
+
+TEST_F(QVSwitchTest, ArchivesItsGradient) {
+    NSCoder written;
+    view->encodeWithCoder(written);
+    const auto grey = [](double white) { return NSColor::colorWithCalibratedWhite(white, 1); };
+    const auto archived = written.decodeObjectForKey<NSGradient>("bgGradient");
+    ASSERT_TRUE(archived);
+    EXPECT_EQ(archived->startingColor(), grey(0.72));
+    EXPECT_EQ(archived->endingColor(), grey(0.26));
+
+    view->setGradient(std::make_shared<NSGradient>(grey(0.1), grey(0.2)));
+    NSCoder changed;
+    view->encodeWithCoder(changed);
+    QWidget other;
+    auto* copy = dynamic_cast<QVSwitch*>(makeView("QVSwitch", &other));
+    copy->setProperty("archive", QString::fromStdString(NSKeyedArchiver::dataWithCoder(changed)));
+    awakeViews(other);
+    EXPECT_EQ(copy->gradient()->startingColor(), grey(0.1));
+    EXPECT_EQ(copy->gradient()->endingColor(), grey(0.2));
+    EXPECT_EQ(copy->size(), view->size());
+
+    NSCoder empty;
+    copy->initWithCoder(empty);
+    EXPECT_EQ(copy->gradient()->startingColor(), grey(0.72));
+    EXPECT_EQ(makeView("Unknown", &other), nullptr);
+}
