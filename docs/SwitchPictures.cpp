@@ -56,6 +56,7 @@ public:
         resize(place, 27 + 2 * gap);
         show();
         activateWindow();
+        QApplication::processEvents(); // it has to be active before it can show who has the focus
         focused->setFocus(Qt::TabFocusReason);
         QApplication::processEvents();
     }
