@@ -1,0 +1,70 @@
+#include "Shared/QVTrashNames.h"
+
+#include "Foundation/Machine.h"
+#include "Foundation/NSString.h"
+
+#include <array>
+#include <ctime>
+
+namespace {
+
+std::string localTimestamp() {
+    const auto now = std::chrono::system_clock::to_time_t(Machine::current().clock().date());
+    tm parts{};
+    localtime_r(&now, &parts);
+    std::array<char, 32> text{};
+    return {text.data(), strftime(text.data(), text.size(), "%Y%m%d%H%M%S", &parts)};
+}
+
+} // namespace
+
+QVTrashNames& QVTrashNames::shared() {
+    static QVTrashNames names;
+    return names;
+}
+
+std::optional<QVTrashNames::Identity> QVTrashNames::identityOf(const std::string& path) {
+    struct stat status {};
+    if (lstat(path.c_str(), &status) != 0) {
+        return std::nullopt;
+    }
+    return Identity{status.st_dev, status.st_ino, status.st_ctim.tv_sec, status.st_ctim.tv_nsec};
+}
+
+bool QVTrashNames::isTaken(const std::string& name) {
+    if (identityOf(name)) {
+        return true;
+    }
+    const auto move = underWay.find(name);
+    if (move == underWay.end()) {
+        return false;
+    }
+    if (identityOf(move->second.path) == move->second.file) {
+        return true;
+    }
+    underWay.erase(move);
+    return false;
+}
+
+std::string QVTrashNames::freeName(const std::string& wanted) {
+    if (!isTaken(wanted)) {
+        return wanted;
+    }
+    const auto extension = pathExtension(wanted);
+    const auto stem = stringByDeletingPathExtension(wanted) + "_" + localTimestamp();
+    const auto ending = extension.empty() ? "" : "." + extension;
+    auto name = stem + ending;
+    for (int number = 2; isTaken(name); ++number) {
+        name = stem + "_" + std::to_string(number) + ending;
+    }
+    return name;
+}
+
+std::string QVTrashNames::take(const std::string& path, const std::string& trash) {
+    const std::lock_guard lock(mutex);
+    auto name = freeName(stringByAppendingPathComponent(trash, lastPathComponent(path)));
+    if (const auto file = identityOf(path)) {
+        underWay.insert_or_assign(name, Move{path, *file});
+    }
+    return name;
+}
