@@ -5,6 +5,7 @@
 #include "Foundation/Clock.h"
 #include "Foundation/NSRunLoop.h"
 
+#include <atomic>
 #include <memory>
 
 class NSWindow;
@@ -13,30 +14,37 @@ class QSocketNotifier;
 
 class NSApplication {
 public:
-    /// Made on first use, on the main thread.
+    /// Made on first use, on the main thread, and never destroyed.
     static NSApplication& sharedApplication();
-    ~NSApplication();
     NSApplication(const NSApplication&) = delete;
     NSApplication& operator=(const NSApplication&) = delete;
 
     /// Serves events until stop. Returns the status given there.
     int run();
+    /// Makes the innermost run return. Main thread.
     void stop(int status);
 
-    /// The window that carries the pane; null when there is none.
+    /// The window that carries the pane; null when there is none. Any thread may ask, but use it on
+    /// the main thread only.
     NSWindow* mainWindow() const { return window; }
     void setMainWindow(NSWindow* mainWindow) { window = mainWindow; }
+    /// Told by a window that is being destroyed.
+    void windowIsGone(const NSWindow& gone);
 
     /// Dispatches the user's events that are there; if there are none, waits for what the main run
     /// loop serves in `mode`, at most until `untilDate`. For waits inside a call, as for a sheet.
     void sendEventsUntilDate(Clock::Time untilDate, NSRunLoopMode mode);
+    /// Whether such a wait is under way, further down in the calls.
+    bool isWaitingInCall() const { return waits > 0; }
 
 private:
     NSApplication();
+    ~NSApplication();
 
     std::unique_ptr<QApplication> application;
     std::unique_ptr<QSocketNotifier> runLoopNotifier;
-    NSWindow* window = nullptr;
+    std::atomic<NSWindow*> window = nullptr;
+    int waits = 0;
 };
 
 /// Short for NSApplication::sharedApplication().

@@ -22,6 +22,8 @@ public:
 
 protected:
     PropertyList shownValue() const override;
+    /// Scrolling a page must not change a setting that happens to pass under the pointer.
+    void wheelEvent(QWheelEvent* event) override;
 
 private:
     void showItems();

@@ -4,9 +4,9 @@
 #include "Foundation/NSObject.h"
 
 #include <functional>
-#include <string>
-
+#include <QPointer>
 #include <QWidget>
+#include <string>
 
 class NSWindow : public QWidget, public NSObject {
 public:
@@ -17,18 +17,20 @@ public:
 
     /// Shows the window, above the others and with the keyboard's focus.
     void makeKeyAndOrderFront();
+    /// Returns when the window has been drawn on the screen, or after a second. No user's event is
+    /// served meanwhile.
+    void waitUntilShown();
     /// Takes it off the screen.
     void orderOut();
 
-    /// Called when the user closes the window.
-    void setDelegate(std::function<void()> windowWillClose) {
-        willClose = std::move(windowWillClose);
-    }
+    /// What happens when the user closes the window. A field that was being written into has taken
+    /// its text before.
+    void setWindowWillClose(std::function<void()> handler) { willClose = std::move(handler); }
 
 protected:
     void closeEvent(QCloseEvent* event) override;
 
 private:
-    QWidget* contentView;
+    QPointer<QWidget> content;
     std::function<void()> willClose;
 };

@@ -1,0 +1,49 @@
+#include "host/HostMachine.h"
+
+#include "Foundation/NSException.h"
+#include "Foundation/NSFileManager.h"
+#include "Foundation/NSString.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <unistd.h>
+
+namespace {
+
+/// The real machine but for how rights are had.
+class AnsweringMachine : public Machine {
+public:
+    explicit AnsweringMachine(AuthorizationMode mode) : mode(mode) {}
+    AuthorizationMode authorizationMode() const override { return mode; }
+
+private:
+    AuthorizationMode mode;
+};
+
+/// Tried by writing: neither a mode nor who the user is tells the whole truth.
+void requireWritable(const std::string& folder) {
+    NSFileManager::defaultManager().createDirectoryAtPath(folder);
+    std::string probe = stringByAppendingPathComponent(folder, ".write-test-XXXXXX");
+    const int descriptor = mkstemp(probe.data());
+    if (descriptor < 0) {
+        throw NSException(NSInvalidArgumentException,
+                          "The root folder " + folder +
+                              " cannot be written: " + std::strerror(errno));
+    }
+    close(descriptor);
+    unlink(probe.c_str());
+}
+
+} // namespace
+
+std::shared_ptr<Machine> makeMachine(const Options& options) {
+    if (!options.root) {
+        return std::make_shared<AnsweringMachine>(options.authorization);
+    }
+    std::string folder = std::filesystem::absolute(*options.root).lexically_normal().string();
+    requireWritable(folder);
+    return std::make_shared<SandboxMachine>(std::filesystem::canonical(folder).string(),
+                                            options.authorization);
+}

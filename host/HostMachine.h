@@ -1,0 +1,11 @@
+// The machine that the options describe.
+#pragma once
+
+#include "Foundation/Machine.h"
+#include "host/Options.h"
+
+#include <memory>
+
+/// A sandbox in the root folder, made if missing, or the real machine. Raises
+/// NSInvalidArgumentException with a line for the user when the folder cannot be written.
+std::shared_ptr<Machine> makeMachine(const Options& options);

@@ -1,0 +1,29 @@
+// Reads a file, a pipe or a terminal line by line, without ever blocking the event loop.
+#pragma once
+
+#include "Foundation/FileDescriptor.h"
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <QSocketNotifier>
+#include <string>
+
+class LineReader {
+public:
+    /// "-" is standard input. Raises NSInvalidArgumentException for a file that cannot be opened.
+    explicit LineReader(const std::string& path);
+
+    /// Calls `receive` once, later, with the next line, or with none at the end.
+    void readLine(std::function<void(std::optional<std::string>)> receive);
+
+private:
+    void readMore();
+    bool deliver();
+
+    FileDescriptor descriptor;
+    std::unique_ptr<QSocketNotifier> notifier;
+    std::string buffer;
+    bool ended = false;
+    std::function<void(std::optional<std::string>)> receiver;
+};

@@ -1,0 +1,93 @@
+#include "host/Options.h"
+
+#include "Foundation/NSBundle.h"
+#include "Foundation/NSException.h"
+#include "Foundation/NSFileManager.h"
+#include "Foundation/NSString.h"
+
+#include <map>
+
+const char* const usageText =
+    R"(Usage: Preferences [--root DIR] [--authorization system|grant|deny] [--script FILE|-] [BUNDLE]
+
+Opens a preference pane in a window. BUNDLE is a .prefPane folder; without one, the
+Tessaline.prefPane beside this program.
+
+  --root DIR            keep the whole disk that the pane sees in this folder
+  --authorization MODE  how administrator rights are had: "system" asks the user, "grant" and
+                        "deny" answer at once; "grant" with --root, else "system"
+  --script FILE         drive the window by the commands in a file; - for standard input
+  --help                show this text
+
+Commands of a script, one a line ("..." around an argument with blanks, # starts a comment):
+  press NAME | drag NAME X1 Y1 X2 Y2 | type NAME TEXT | choose NAME TITLE
+  show NAME | items NAME | wait NAME TEXT SECONDS | sheet SECONDS | answer TITLE
+  snapshot FILE | sleep SECONDS | quit
+)";
+
+namespace {
+
+[[noreturn]] void refuse(const std::string& reason) {
+    throw NSException(NSInvalidArgumentException, reason + "; --help shows the options");
+}
+
+AuthorizationMode modeNamed(const std::string& name) {
+    static const std::map<std::string, AuthorizationMode> modes = {
+        {"system", AuthorizationMode::system},
+        {"grant", AuthorizationMode::grant},
+        {"deny", AuthorizationMode::deny}};
+    const auto found = modes.find(name);
+    if (found == modes.end()) {
+        refuse("--authorization takes system, grant or deny, not \"" + name + "\"");
+    }
+    return found->second;
+}
+
+/// Beside the program as it was built, else where it was installed.
+std::string defaultBundle() {
+    const std::string folder = stringByDeletingLastPathComponent(NSBundle::mainExecutablePath());
+    for (const std::string& place : {folder, stringByDeletingLastPathComponent(folder)}) {
+        std::string bundle = stringByAppendingPathComponent(place, "Tessaline.prefPane");
+        if (NSFileManager::defaultManager().fileExistsAtPath(bundle)) {
+            return bundle;
+        }
+    }
+    return TESSALINE_INSTALLED_PANE;
+}
+
+} // namespace
+
+Options parseOptions(const std::vector<std::string>& arguments) {
+    Options options;
+    std::optional<AuthorizationMode> mode;
+    for (std::size_t index = 0; index < arguments.size(); ++index) {
+        const std::string& argument = arguments[index];
+        const auto value = [&]() -> const std::string& {
+            if (index + 1 == arguments.size()) {
+                refuse(argument + " needs a value");
+            }
+            return arguments[++index];
+        };
+        if (argument == "--help") {
+            options.help = true;
+        } else if (argument == "--root") {
+            options.root = value();
+        } else if (argument == "--authorization") {
+            mode = modeNamed(value());
+        } else if (argument == "--script") {
+            options.script = value();
+        } else if (argument.starts_with("-")) {
+            refuse("unknown option " + argument);
+        } else if (!options.bundle.empty()) {
+            refuse("more than one bundle");
+        } else {
+            options.bundle = argument;
+        }
+    }
+    if (options.bundle.empty()) {
+        options.bundle = defaultBundle();
+    }
+    options.authorization =
+        mode.value_or(options.root ? AuthorizationMode::grant : AuthorizationMode::system);
+    return options;
+}

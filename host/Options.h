@@ -1,0 +1,23 @@
+// What the command line asks for.
+#pragma once
+
+#include "Foundation/Machine.h"
+
+#include <optional>
+#include <string>
+#include <vector>
+
+struct Options {
+    std::string bundle;
+    std::optional<std::string> root;
+    AuthorizationMode authorization = AuthorizationMode::system;
+    /// A file, or "-" for standard input.
+    std::optional<std::string> script;
+    bool help = false;
+};
+
+extern const char* const usageText;
+
+/// The arguments exclude the program's name. Raises NSInvalidArgumentException with a line for the
+/// user.
+Options parseOptions(const std::vector<std::string>& arguments);

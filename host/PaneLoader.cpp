@@ -1,0 +1,56 @@
+#include "host/PaneLoader.h"
+
+#include "Foundation/NSBundle.h"
+#include "Foundation/NSException.h"
+#include "Foundation/NSFileManager.h"
+
+#include <dlfcn.h>
+#include <filesystem>
+
+namespace {
+
+[[noreturn]] void refuse(const std::string& path, const std::string& reason) {
+    throw NSException(NSInvalidArgumentException, path + ": " + reason);
+}
+
+std::string requiredKey(const NSBundle& bundle, const std::string& key) {
+    const auto value = bundle.infoString(key);
+    if (!value || value->empty()) {
+        refuse(bundle.bundlePath(), "Contents/Info.plist has no " + key);
+    }
+    return *value;
+}
+
+void loadCode(const NSBundle& bundle) {
+    requiredKey(bundle, "CFBundleExecutable");
+    const std::string path = bundle.executablePath().value_or("");
+    if (!dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE)) {
+        refuse(bundle.bundlePath(), std::string("the executable does not load: ") + dlerror());
+    }
+}
+
+} // namespace
+
+LoadedPane loadPane(const std::string& bundlePath) {
+    const std::string path = std::filesystem::absolute(bundlePath).lexically_normal().string();
+    if (!NSFileManager::defaultManager().isDirectoryAtPath(path)) {
+        refuse(path, "there is no such bundle");
+    }
+    const auto bundle = NSBundle::bundleWithPath(path);
+    if (!bundle) {
+        refuse(path, "Contents/Info.plist is missing or broken");
+    }
+    loadCode(*bundle);
+    const std::string className = requiredKey(*bundle, "NSPrincipalClass");
+    const auto pane = NSPreferencePane::paneOfClass(className);
+    if (!pane) {
+        refuse(path, "its code has no principal class " + className);
+    }
+    const std::string layoutName = requiredKey(*bundle, "NSMainNibFile") + ".ui";
+    const auto layout = bundle->pathForResource(layoutName);
+    if (!layout) {
+        refuse(path, "there is no layout file " + layoutName);
+    }
+    pane->loadMainView(*layout);
+    return {pane, bundle->infoString("NSPrefPaneIconLabel").value_or(className)};
+}

@@ -1,0 +1,18 @@
+// Turns a .prefPane folder into a pane with its view: reads its Info.plist, loads its code, makes
+// its principal class and loads its layout file.
+#pragma once
+
+#include "PreferencePanes/NSPreferencePane.h"
+
+#include <memory>
+#include <string>
+
+struct LoadedPane {
+    std::shared_ptr<NSPreferencePane> pane;
+    /// What the window is called.
+    std::string title;
+};
+
+/// The code stays loaded until the program ends. mainViewDidLoad is left to the caller. Raises
+/// NSException with one line that says what is wrong with the bundle.
+LoadedPane loadPane(const std::string& bundlePath);

@@ -1,0 +1,117 @@
+#include "host/UIScript.h"
+
+#include "AppKit/NSApplication.h"
+#include "Foundation/Machine.h"
+#include "Foundation/NSException.h"
+#include "host/ScriptLine.h"
+
+#include <chrono>
+#include <iostream>
+
+namespace {
+constexpr int millisecondsBetweenLooks = 10;
+}
+
+UIScript::UIScript(const std::string& path, NSWindow& window,
+                   std::function<void(int status)> finished)
+    : lines(path), commands(window), finished(std::move(finished)) {
+    QObject::connect(&continuation, &QTimer::timeout, &continuation, [this] {
+        // A command's own turns of the event loop are not the place to go on, a sheet's are.
+        if (commandsUnderWay == 0 || NSApp().isWaitingInCall()) {
+            continuation.stop();
+            readNext();
+        }
+    });
+    QObject::connect(&look, &QTimer::timeout, &look, [this] { guarded([this] { lookAgain(); }); });
+}
+
+void UIScript::readNext() {
+    lines.readLine([this](const std::optional<std::string>& text) {
+        if (over) {
+            return;
+        }
+        if (text) {
+            guarded([&] { runLine(*text); });
+        } else {
+            finish(0);
+        }
+    });
+}
+
+void UIScript::runLine(const std::string& text) {
+    line = text;
+    ++lineNumber;
+    const auto words = wordsOfScriptLine(line);
+    if (words.empty()) {
+        readNext();
+    } else if (words == std::vector<std::string>{"quit"}) {
+        finish(0);
+    } else {
+        commands.check(words);
+        if (auto pause = commands.before(words)) {
+            waitFor(std::move(*pause), [this, words] { runCommand(words); });
+        } else {
+            runCommand(words);
+        }
+    }
+}
+
+void UIScript::runCommand(const std::vector<std::string>& words) {
+    continuation.start(0);
+    ++commandsUnderWay;
+    std::optional<ScriptWait> newWait;
+    try {
+        newWait = commands.run(words);
+    } catch (...) {
+        --commandsUnderWay;
+        throw;
+    }
+    --commandsUnderWay;
+    if (newWait) {
+        continuation.stop();
+        waitFor(std::move(*newWait), [this] { readNext(); });
+    }
+}
+
+void UIScript::waitFor(ScriptWait newWait, std::function<void()> next) {
+    wait = std::move(newWait);
+    afterWait = std::move(next);
+    const auto duration = durationOfSeconds(wait.seconds);
+    waitEnd = Machine::current().clock().now() + duration;
+    const auto whole = std::chrono::ceil<std::chrono::milliseconds>(duration);
+    look.start(wait.isDone ? std::chrono::milliseconds(millisecondsBetweenLooks) : whole);
+    if (wait.isDone) {
+        lookAgain();
+    }
+}
+
+void UIScript::lookAgain() {
+    const bool timeIsOver = Machine::current().clock().now() >= waitEnd;
+    if (wait.isDone ? wait.isDone() : timeIsOver) {
+        look.stop();
+        std::exchange(afterWait, nullptr)();
+    } else if (timeIsOver) {
+        throw NSException(NSInvalidArgumentException, wait.failure);
+    }
+}
+
+/// Runs work of the script. What it raises ends the script with the line that it was about.
+void UIScript::guarded(const std::function<void()>& work) {
+    const std::string text = line;
+    try {
+        work();
+    } catch (const NSException& exception) {
+        if (!over) {
+            std::cerr << "line " << lineNumber << ": " << line << ": " << exception.what()
+                      << std::endl;
+            finish(1);
+        }
+    }
+}
+
+void UIScript::finish(int status) {
+    over = true;
+    continuation.stop();
+    look.stop();
+    finished(status);
+}
