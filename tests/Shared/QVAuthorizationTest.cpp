@@ -99,10 +99,12 @@ TEST_F(QVAuthorizationTest, FileOperationsOnRealFilesOfAnyName) {
         noting->userID = user;
         Controller controller;
         for (const auto& name : names) {
+            const auto suffix = std::to_string(user) + name;
             const auto file = make("from/" + name);
-            const auto folder = path("copies " + std::to_string(user) + "/deep");
+            const auto folder = path("copies/" + std::to_string(user));
             const auto copy = folder + "/" + name;
-            const auto moved = path("moved " + std::to_string(user) + name);
+            const auto moved = path("moved " + suffix);
+            const auto trashed = trash + "/moved " + suffix;
             EXPECT_TRUE(controller.authCreateDir(folder));
             EXPECT_TRUE(becomes([&] { return fs::is_directory(folder); }));
             EXPECT_TRUE(controller.authCopyFile(file, copy));
@@ -110,7 +112,6 @@ TEST_F(QVAuthorizationTest, FileOperationsOnRealFilesOfAnyName) {
             EXPECT_TRUE(controller.authMoveFile(copy, moved));
             EXPECT_TRUE(becomes([&] { return exists(moved) && !exists(copy); })) << name;
             EXPECT_TRUE(controller.authTrashFile(moved));
-            const auto trashed = trash + "/" + fs::path(moved).filename().string();
             EXPECT_TRUE(becomes([&] { return exists(trashed) && !exists(moved); })) << name;
             EXPECT_TRUE(controller.authRemoveFile(file));
             EXPECT_TRUE(becomes([&] { return !exists(file); })) << name;

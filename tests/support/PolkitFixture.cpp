@@ -138,7 +138,7 @@ void PolkitFixture::SetUp() {
     lock = open("/run/tessaline-test.lock", O_RDWR | O_CREAT | O_CLOEXEC, 0600);
     flock(lock, LOCK_EX);
     testUser = std::make_unique<TestUser>("user");
-    installPolicy();
+    ASSERT_NO_FATAL_FAILURE(installPolicy());
     startServices();
     if (!answer("YES")) {
         GTEST_SKIP() << "polkit does not start here";
@@ -175,6 +175,7 @@ void PolkitFixture::startServices() {
 void PolkitFixture::installPolicy() {
     auto text = contentOf(policy);
     const auto key = text.find("policykit.exec.path");
+    ASSERT_NE(key, std::string::npos) << policy << " names no helper";
     const auto begin = text.find('>', key) + 1;
     text.replace(begin, text.find('<', begin) - begin, helper);
     files.push_back("/usr/share/polkit-1/actions/com.quorvane.tessaline-test.policy");
@@ -194,8 +195,8 @@ bool PolkitFixture::answer(const std::string& result) {
     // polkit reads its rules again in its own time.
     return waitUntil([&] {
         return testUser->run([] {
-            execl("/usr/bin/pkcheck", "pkcheck", "--action-id", action, "--process",
-                  std::to_string(getpid()).c_str(), nullptr);
+            _exit(runCommand(
+                {"pkcheck", "--action-id", action, "--process", std::to_string(getpid())}));
         }) == (result == "YES");
     });
 }
