@@ -13,6 +13,7 @@
 #include <deque>
 #include <map>
 #include <mutex>
+#include <sys/epoll.h>
 #include <vector>
 
 /// Work of one pass of the run loop. Reading is cheap and must keep up with the bus, which throws
@@ -72,7 +73,8 @@ struct NSDistributedNotificationCenter::State {
     std::atomic<bool> scheduled = false;
 
     std::unique_ptr<NotificationBus> bus;
-    std::uint32_t watched = 0; // the events that the run loop watches the bus for
+    int descriptor = -1;       // the connection's, which sd-bus closes by itself when it is lost
+    std::uint32_t watched = 0; // the events that the run loop watches it for
     bool saidHello = false;
     bool saidAlone = false;
     double retry = shortestRetry;
@@ -189,9 +191,9 @@ void NSDistributedNotificationCenter::State::join() {
         bus->watchName(name);
     }
     saidHello = false;
-    watched = bus->events();
-    NSRunLoop::mainRunLoop().addDescriptor(bus->fileDescriptor(), watched,
-                                           [this](std::uint32_t) { serve(); });
+    descriptor = bus->fileDescriptor();
+    watched = bus->events().value_or(EPOLLIN);
+    NSRunLoop::mainRunLoop().addDescriptor(descriptor, watched, [this](std::uint32_t) { serve(); });
     timer = NSTimer::scheduledTimer(
         joinTimeOut, life, [this] { lose(); }, false);
 }
@@ -333,7 +335,7 @@ void NSDistributedNotificationCenter::State::disconnect() {
         timer = nullptr;
     }
     if (bus) {
-        NSRunLoop::mainRunLoop().removeDescriptor(bus->fileDescriptor());
+        NSRunLoop::mainRunLoop().removeDescriptor(descriptor);
         bus = nullptr;
     }
 }
@@ -356,9 +358,14 @@ void NSDistributedNotificationCenter::State::watch() {
     if (!bus) {
         return;
     }
-    const std::uint32_t wanted = received.size() < maximumReceived ? bus->events() : 0;
-    if (wanted != watched) {
-        watched = wanted;
-        NSRunLoop::mainRunLoop().changeDescriptor(bus->fileDescriptor(), wanted);
+    const auto wanted = bus->events();
+    if (!wanted) {
+        schedule(); // lost, as the next read will find
+        return;
+    }
+    const std::uint32_t events = received.size() < maximumReceived ? *wanted : 0;
+    if (events != watched) {
+        watched = events;
+        NSRunLoop::mainRunLoop().changeDescriptor(descriptor, events);
     }
 }

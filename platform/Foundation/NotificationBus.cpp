@@ -2,7 +2,6 @@
 
 #include "Foundation/NSLog.h"
 
-#include <sys/epoll.h>
 #include <systemd/sd-bus.h>
 
 static constexpr const char* notificationsPath = "/com/quorvane/DistributedNotifications";
@@ -204,13 +203,15 @@ bool NotificationBus::hasUnsent() const {
 }
 
 bool NotificationBus::waitForBus(std::uint64_t milliseconds) {
-    return sd_bus_wait(bus, milliseconds * 1000) != 0;
+    std::uint64_t unread = 0;
+    sd_bus_get_n_queued_read(bus, &unread);
+    return unread > 0 || sd_bus_wait(bus, milliseconds * 1000) != 0;
 }
 
 int NotificationBus::fileDescriptor() const { return sd_bus_get_fd(bus); }
 
-std::uint32_t NotificationBus::events() const {
+std::optional<std::uint32_t> NotificationBus::events() const {
     // The poll and epoll bits have the same values.
     const int wanted = sd_bus_get_events(bus);
-    return wanted < 0 ? static_cast<std::uint32_t>(EPOLLIN) : static_cast<std::uint32_t>(wanted);
+    return wanted < 0 ? std::nullopt : std::optional(static_cast<std::uint32_t>(wanted));
 }

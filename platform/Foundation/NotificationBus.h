@@ -54,8 +54,8 @@ public:
     bool waitForBus(std::uint64_t milliseconds);
 
     int fileDescriptor() const;
-    /// What to watch the descriptor for, as epoll has it.
-    std::uint32_t events() const;
+    /// What to watch the descriptor for, as epoll has it. None once the connection is lost.
+    std::optional<std::uint32_t> events() const;
 
 private:
     struct Wire; // the callbacks of sd-bus

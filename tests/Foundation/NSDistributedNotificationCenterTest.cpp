@@ -18,12 +18,14 @@ using Names = std::vector<std::string>;
 /// Another process of the login, as far as the bus can tell.
 class Peer {
 public:
-    explicit Peer(const std::string& address) {
+    explicit Peer(const std::string& address, bool listens = true) {
         sd_bus_new(&bus);
         sd_bus_set_address(bus, address.c_str());
         sd_bus_set_bus_client(bus, 1);
         EXPECT_GE(sd_bus_start(bus), 0);
-        EXPECT_GE(sd_bus_add_match(bus, nullptr, "member='Posted'", note, this), 0);
+        if (listens) {
+            EXPECT_GE(sd_bus_add_match(bus, nullptr, "member='Posted'", note, this), 0);
+        }
     }
     ~Peer() { sd_bus_flush_close_unref(bus); }
     Peer(const Peer&) = delete;
@@ -44,8 +46,11 @@ public:
     void flush() { sd_bus_flush(bus); }
     /// Everything that has been heard when `name` comes.
     Names heardUntil(const std::string& name) {
-        while ((heard.empty() || heard.back() != name) && sd_bus_wait(bus, 10'000'000) > 0) {
-            while (sd_bus_process(bus, nullptr) > 0) {
+        while (heard.empty() || heard.back() != name) {
+            const int result = sd_bus_process(bus, nullptr);
+            if (result < 0 || (result == 0 && sd_bus_wait(bus, 10'000'000) <= 0)) {
+                ADD_FAILURE() << name << " does not come";
+                break;
             }
         }
         return heard;
@@ -93,6 +98,7 @@ protected:
     }
     /// Another process's posts reach this one as soon as one of them does.
     void meet(Peer& peer) {
+        heard.clear();
         observe("meeting");
         ASSERT_TRUE(run([&] {
             peer.post("ssa{ss}", "meeting", "", 0);
@@ -229,7 +235,7 @@ TEST_F(NSDistributedNotificationCenterTest, LivesWithoutABusSaysSoOnceAndJoinsWh
         centre.postNotificationName("n", "both");
         ASSERT_TRUE(runUntilHeard(1));
         EXPECT_EQ(heard.front().object, "both");
-        EXPECT_EQ(peer.heardUntil("n").back(), "n");
+        peer.heardUntil("n");
         bus.kill();
         ASSERT_TRUE(run([&] {
             return consoleLinesWith("No session bus") == static_cast<std::size_t>(round) + 1;
@@ -275,7 +281,7 @@ TEST_F(NSDistributedNotificationCenterTest, ABurstLosesNothingAndLeavesRoomForOt
     ASSERT_TRUE(runUntilHeard(1));
     heard.clear();
     sender = std::thread([&] {
-        Peer peer(bus.address());
+        Peer peer(bus.address(), false);
         for (int index = 0; index < count; ++index) {
             peer.post("ssa{ss}", "n", "", 1, "status", std::to_string(index).c_str());
         }

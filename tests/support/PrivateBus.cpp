@@ -2,6 +2,7 @@
 
 #include <array>
 #include <csignal>
+#include <fcntl.h>
 #include <spawn.h>
 #include <stdexcept>
 #include <sys/wait.h>
@@ -21,6 +22,8 @@ void PrivateBus::start() {
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_adddup2(&actions, pipe[1], 1);
     posix_spawn_file_actions_addclose(&actions, pipe[0]);
+    // A bus that a crashed test leaves behind must not keep the test's output open.
+    posix_spawn_file_actions_addopen(&actions, 2, "/dev/null", O_WRONLY, 0);
     const int result = posix_spawnp(&process, arguments[0], &actions, nullptr,
                                     const_cast<char* const*>(arguments.data()), environ);
     posix_spawn_file_actions_destroy(&actions);
