@@ -44,6 +44,8 @@ std::shared_ptr<Machine> makeMachine(const Options& options) {
     }
     std::string folder = std::filesystem::absolute(*options.root).lexically_normal().string();
     requireWritable(folder);
-    return std::make_shared<SandboxMachine>(std::filesystem::canonical(folder).string(),
-                                            options.authorization);
+    folder = std::filesystem::canonical(folder).string();
+    // Tools and clients that are started from here belong to the same disk.
+    setenv("TESSALINE_ROOT", folder.c_str(), 1);
+    return std::make_shared<SandboxMachine>(folder, options.authorization);
 }
