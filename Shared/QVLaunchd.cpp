@@ -1,0 +1,144 @@
+#include "Shared/QVLaunchd.h"
+
+#include "AppKit/NSApplication.h"
+#include "Foundation/NSFileManager.h"
+#include "Foundation/NSLog.h"
+#include "Foundation/NSString.h"
+#include "Foundation/NSThread.h"
+#include "Shared/QVAlert.h"
+#include "Shared/QVAuthorization.h"
+#include "Shared/QVLocalPaths.h"
+#include "Shared/QVTask.h"
+
+static constexpr const char* launchctl = "/bin/launchctl";
+static constexpr const char* chown = "/usr/sbin/chown";
+static constexpr const char* chmod = "/bin/chmod";
+static constexpr const char* killall = "/usr/bin/killall";
+static constexpr double launchctlTimeout = 10;
+
+// A privileged tool is not waited for, so it is given a moment.
+static constexpr double shortPause = 500e-6;
+static constexpr double longPause = 1;
+
+static std::string libraryFolder(bool user) {
+    return QVLocalPaths::libraryDirectory(user).value_or("");
+}
+
+static std::string jobFolder(bool user, bool launchAgent) {
+    return stringByAppendingPathComponent(libraryFolder(user),
+                                          launchAgent ? "LaunchAgents" : "LaunchDaemons");
+}
+
+static std::string jobPath(const std::string& label, const QVLaunchd::Place& place) {
+    return stringWithFormat("%@/%@.plist", jobFolder(place.user, place.launchAgent), label);
+}
+
+static void alert(const std::string& message, const std::string& folder) {
+    QVAlert::alertSheetWithMessageText(
+        message,
+        stringWithFormat("Please check you have correct permissions for the directory %@.", folder),
+        NSApp().mainWindow());
+}
+
+static void logAndAlert(const std::string& message, const std::string& folder) {
+    NSLog("%@. Please check you have correct permissions for the directory %@", message, folder);
+    alert(message, folder);
+}
+
+/// Writes the job file by way of a temporary one that is moved with administrator rights.
+static bool writeWithRights(const NSDictionary& settings, const std::string& path) {
+    auto& files = NSFileManager::defaultManager();
+    auto& rights = QVAuthorization::sharedController();
+    const auto folder = stringByDeletingLastPathComponent(path);
+    const auto temporary =
+        stringByAppendingPathComponent(QVLocalPaths::tempDirectory(), lastPathComponent(path));
+    if (!writeDictionaryToFile(settings, temporary)) {
+        logAndAlert("Error: Unable to write LaunchAgent data", folder);
+        return false;
+    }
+    if (files.fileExistsAtPath(path)) {
+        rights.authRemoveFile(path);
+        NSThread::sleepForTimeInterval(shortPause);
+    }
+    NSLog("Unable to write plist - trying to authorize...");
+    const bool moved = rights.authMoveFile(temporary, path);
+    if (moved) {
+        NSThread::sleepForTimeInterval(longPause);
+    } else {
+        logAndAlert("Error: Unable to create LaunchAgent", folder);
+    }
+    files.removeItemAtPath(temporary);
+    return moved;
+}
+
+static void setOwnerAndMode(const std::string& path, bool user) {
+    if (!user) {
+        QVTask::runTask(chown, {"root:wheel", path});
+    }
+    QVTask::runTask(chmod, {"644", path});
+}
+
+static void setOwnerAndModeWithRights(const std::string& path, bool user) {
+    auto& rights = QVAuthorization::sharedController();
+    if (!user) {
+        rights.authExecTask(chown, {"root:wheel", path});
+    }
+    NSThread::sleepForTimeInterval(shortPause);
+    rights.authExecTask(chmod, {"644", path});
+    NSThread::sleepForTimeInterval(longPause);
+}
+
+bool QVLaunchd::startJob(const std::string& label, const Install& job) {
+    auto& files = NSFileManager::defaultManager();
+    const Place place{job.user, job.launchAgent, job.shouldAuth};
+    const auto folder = jobFolder(job.user, job.launchAgent);
+    if (!files.fileExistsAtPath(folder)) {
+        files.createDirectoryAtPath(folder);
+    }
+    const auto path = jobPath(label, place);
+    if (files.fileExistsAtPath(path)) {
+        removeJob(label, place);
+    }
+    bool withRights = job.shouldAuth;
+    if (!writeDictionaryToFile(job.settings, path)) {
+        if (!writeWithRights(job.settings, path)) {
+            return false;
+        }
+        withRights = true;
+    }
+    if (job.killProcessName) {
+        QVTask::runTask(killall, {*job.killProcessName});
+    }
+    (withRights ? setOwnerAndModeWithRights : setOwnerAndMode)(path, job.user);
+    QVTask::runTask(launchctl, {"unload", path}, launchctlTimeout);
+    QVTask::runTask(launchctl, {"load", path}, launchctlTimeout);
+    return true;
+}
+
+bool QVLaunchd::startLaunchAgent(const std::string& label, const NSDictionary& settings,
+                                 bool user) {
+    return startJob(label, {.settings = settings, .user = user, .launchAgent = true});
+}
+
+void QVLaunchd::stopJob(const std::string& label, const Place& place) {
+    QVTask::runTask(launchctl, {"unload", jobPath(label, place)});
+    QVTask::runTask(launchctl, {"remove", label});
+}
+
+void QVLaunchd::removeJob(const std::string& label, const Place& place) {
+    stopJob(label, place);
+    auto& files = NSFileManager::defaultManager();
+    const auto path = jobPath(label, place);
+    if (!files.fileExistsAtPath(path) || files.removeItemAtPath(path)) {
+        return;
+    }
+    if (place.shouldAuth && !QVAuthorization::sharedController().authRemoveFile(path)) {
+        alert("Error: Unable to remove LaunchAgent", jobFolder(place.user, place.launchAgent));
+        return;
+    }
+    NSThread::sleepForTimeInterval(shortPause);
+}
+
+void QVLaunchd::removeLaunchAgent(const std::string& label, bool user) {
+    removeJob(label, {.user = user, .launchAgent = true, .shouldAuth = true});
+}

@@ -1,0 +1,306 @@
+#include "Shared/QVLaunchd.h"
+
+#include "AppKit/NSApplication.h"
+#include "Foundation/NSFileManager.h"
+#include "Foundation/NSRunLoop.h"
+#include "Foundation/NSThread.h"
+#include "Shared/QVAuthorization.h"
+#include "support/PolkitFixture.h"
+#include "support/TestMachine.h"
+
+#include <fstream>
+#include <linux/capability.h>
+#include <QApplication>
+#include <QMessageBox>
+#include <QPushButton>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+using Lines = std::vector<std::string>;
+
+const std::string label = "com.example.job";
+const NSDictionary settings{{"Label", label}, {"Program", "/bin/true"}, {"RunAtLoad", true}};
+
+/// Notes every program that is started, by its path inside the sandbox, with "sudo" before those
+/// that run with administrator rights.
+class RecordingMachine : public TestMachine {
+public:
+    using TestMachine::TestMachine;
+
+    std::unique_ptr<LaunchedProcess> launch(const LaunchRequest& request) override {
+        // A privileged tool has nobody's input; the others inherit it.
+        auto line = request.standardInput >= 0 ? std::string("sudo ") : std::string();
+        line += request.launchPath.substr(root().size());
+        for (const auto& argument : request.arguments) {
+            line += " " + argument;
+        }
+        {
+            std::lock_guard lock(mutex);
+            commands.push_back(line);
+        }
+        auto process = TestMachine::launch(request);
+        if (request.standardInput >= 0) {
+            process->waitUntilExit(); // nobody else does
+        }
+        return process;
+    }
+    Lines recorded() const {
+        std::lock_guard lock(mutex);
+        return commands;
+    }
+
+private:
+    mutable std::mutex mutex;
+    Lines commands;
+};
+
+/// Takes from the superuser's threads what lets them write where the mode forbids it, as long as it
+/// lives. Programs that they start have it again.
+class WithoutOverride {
+public:
+    WithoutOverride() { change(false); }
+    ~WithoutOverride() { change(true); }
+    WithoutOverride(const WithoutOverride&) = delete;
+    WithoutOverride& operator=(const WithoutOverride&) = delete;
+
+private:
+    static void change(bool effective) {
+        __user_cap_header_struct header{_LINUX_CAPABILITY_VERSION_3, 0};
+        std::array<__user_cap_data_struct, 2> data{};
+        syscall(SYS_capget, &header, data.data());
+        constexpr unsigned overrides = 1U << CAP_DAC_OVERRIDE | 1U << CAP_DAC_READ_SEARCH;
+        data[0].effective =
+            (data[0].effective & ~overrides) | (effective ? data[0].permitted & overrides : 0);
+        syscall(SYS_capset, &header, data.data());
+    }
+};
+
+class QVLaunchdTest : public MachineTest {
+protected:
+    QVLaunchdTest() {
+        setenv("QT_QPA_PLATFORM", "offscreen", 0);
+        NSApp();
+        Machine::install(recorder);
+        for (const char* tool :
+             {"/bin/launchctl", "/usr/bin/killall", "/usr/sbin/chown", "/bin/chmod"}) {
+            addTool(tool, "");
+        }
+        for (const std::string tool : {"/bin/mv", "/bin/rm"}) {
+            addTool(tool, "chmod u+w '" + folder() + "'; exec " + tool + " \"$@\"");
+        }
+        fs::create_directories(folder());
+        recorder->temporaryDirectory();
+    }
+    ~QVLaunchdTest() override {
+        setWritable(folder(), true);
+        setWritable(recorder->temporaryDirectory(), true);
+        QVAuthorization::sharedController().authEnd();
+    }
+
+    std::string folder() const { return recorder->root() + "/Library/LaunchAgents"; }
+    std::string path() const { return folder() + "/" + label + ".plist"; }
+    std::string temporary() const {
+        return recorder->temporaryDirectory() + "/" + label + ".plist";
+    }
+    static void setWritable(const std::string& place, bool writable) {
+        fs::permissions(place, fs::perms::owner_write,
+                        writable ? fs::perm_options::add : fs::perm_options::remove);
+    }
+    void putOldFile() const { std::ofstream(path()) << "old"; }
+
+    /// Works on a thread of its own, presses the button of every alert, and says what was seen: the
+    /// commands, the alerts, the console.
+    Lines seenDuring(const std::function<void()>& work) {
+        Lines alerts;
+        auto thread = NSThread(work);
+        thread.start();
+        NSRunLoop::mainRunLoop().runUntil([&] {
+            for (auto* widget : QApplication::topLevelWidgets()) {
+                auto* box = qobject_cast<QMessageBox*>(widget);
+                if (box != nullptr && box->isVisible()) {
+                    alerts.push_back("ALERT " + box->text().toStdString() + " / " +
+                                     box->informativeText().toStdString());
+                    box->buttons().front()->click();
+                }
+            }
+            return thread.isFinished();
+        });
+        auto seen = recorder->recorded();
+        seen.insert(seen.end(), alerts.begin(), alerts.end());
+        for (const auto& line : recorder->consoleLines()) {
+            seen.push_back("LOG " + line);
+        }
+        return seen;
+    }
+
+    std::shared_ptr<RecordingMachine> recorder =
+        std::make_shared<RecordingMachine>(directory.path(), clock);
+    const WithoutOverride withoutOverride;
+
+private:
+    void addTool(const std::string& tool, const std::string& script) const {
+        const auto place = recorder->root() + tool;
+        fs::create_directories(fs::path(place).parent_path());
+        std::ofstream(place) << "#!/bin/sh\n" << script << "\n";
+        fs::permissions(place, fs::perms::owner_all);
+    }
+};
+
+} // namespace
+
+TEST_F(QVLaunchdTest, InstallsIntoAFolderThatItMayWrite) {
+    struct Case {
+        bool user, launchAgent, shouldAuth, isThere;
+        std::optional<std::string> kill;
+        double pauses;
+    };
+    const Case cases[] = {
+        {false, true, false, false, "Tolvin", 0},      {false, true, true, true, "Tolvin", 1.0005},
+        {true, true, false, true, std::nullopt, 0},    {true, true, true, false, "Tolvin", 1.0005},
+        {false, false, false, false, std::nullopt, 0},
+    };
+    for (const auto& row : cases) {
+        recorder = std::make_shared<RecordingMachine>(directory.path(), clock);
+        Machine::install(recorder);
+        const auto library =
+            row.user ? recorder->homeDirectory() + "/Library" : recorder->root() + "/Library";
+        const auto place = library + (row.launchAgent ? "/LaunchAgents" : "/LaunchDaemons");
+        const auto file = place + "/" + label + ".plist";
+        fs::remove_all(place);
+        if (row.isThere) {
+            fs::create_directories(place);
+            std::ofstream(file) << "old";
+        }
+        Lines expected;
+        if (row.isThere) {
+            expected = {"/bin/launchctl unload " + file, "/bin/launchctl remove " + label};
+        }
+        if (row.kill) {
+            expected.push_back("/usr/bin/killall " + *row.kill);
+        }
+        const std::string sudo = row.shouldAuth ? "sudo " : "";
+        if (!row.user) {
+            expected.push_back(sudo + "/usr/sbin/chown root:wheel " + file);
+        }
+        expected.push_back(sudo + "/bin/chmod 644 " + file);
+        expected.push_back("/bin/launchctl unload " + file);
+        expected.push_back("/bin/launchctl load " + file);
+
+        const auto before = clock->seconds();
+        EXPECT_EQ(seenDuring([&] {
+                      EXPECT_TRUE(QVLaunchd::startJob(label, {.settings = settings,
+                                                              .user = row.user,
+                                                              .launchAgent = row.launchAgent,
+                                                              .shouldAuth = row.shouldAuth,
+                                                              .killProcessName = row.kill}));
+                  }),
+                  expected);
+        EXPECT_NEAR(clock->seconds() - before, row.pauses, 1e-6);
+        EXPECT_EQ(dictionaryWithContentsOfFile(file), settings);
+    }
+}
+
+TEST_F(QVLaunchdTest, InstallsWithRightsWhereItMayNotWrite) {
+    putOldFile();
+    setWritable(folder(), false);
+    const auto before = clock->seconds();
+    EXPECT_EQ(seenDuring([&] { EXPECT_TRUE(QVLaunchd::startLaunchAgent(label, settings, false)); }),
+              (Lines{"/bin/launchctl unload " + path(), "/bin/launchctl remove " + label,
+                     "sudo /bin/rm -Rdf " + path(), "sudo /bin/mv -f " + temporary() + " " + path(),
+                     "sudo /usr/sbin/chown root:wheel " + path(), "sudo /bin/chmod 644 " + path(),
+                     "/bin/launchctl unload " + path(), "/bin/launchctl load " + path(),
+                     "LOG Unable to write plist - trying to authorize..."}));
+    // After the failed and the privileged delete, the move, and between and after owner and mode.
+    EXPECT_NEAR(clock->seconds() - before, 0.0005 + 0.0005 + 1 + 0.0005 + 1, 1e-6);
+    EXPECT_EQ(dictionaryWithContentsOfFile(path()), settings);
+    EXPECT_FALSE(fs::exists(temporary()));
+}
+
+TEST_F(QVLaunchdTest, ToldWhyAJobCannotBeInstalled) {
+    const auto please = "Please check you have correct permissions for the directory " + folder();
+    setWritable(folder(), false);
+    recorder->authorization = AuthorizationMode::deny;
+    const auto install = [&] {
+        EXPECT_FALSE(QVLaunchd::startJob(label, {.settings = settings,
+                                                 .launchAgent = true,
+                                                 .shouldAuth = true,
+                                                 .killProcessName = "Tolvin"}));
+    };
+    const Lines refused = {"ALERT Error: Unable to create LaunchAgent / " + please + ".",
+                           "LOG Unable to write plist - trying to authorize...",
+                           "LOG Error: Unable to create LaunchAgent. " + please};
+    EXPECT_EQ(seenDuring(install), refused);
+    EXPECT_FALSE(fs::exists(temporary()));
+
+    recorder->clearConsole();
+    setWritable(recorder->temporaryDirectory(), false);
+    EXPECT_EQ(seenDuring(install),
+              (Lines{"ALERT Error: Unable to write LaunchAgent data / " + please + ".",
+                     "LOG Error: Unable to write LaunchAgent data. " + please}));
+    EXPECT_FALSE(fs::exists(path()));
+}
+
+TEST_F(QVLaunchdTest, RemovesAJob) {
+    const std::string alert = "ALERT Error: Unable to remove LaunchAgent / Please check you have "
+                              "correct permissions for the directory ";
+    struct Case {
+        bool isThere, writable, shouldAuth;
+        AuthorizationMode mode;
+        bool usesRights, tells, stays;
+        double pause;
+    };
+    constexpr auto grant = AuthorizationMode::grant, deny = AuthorizationMode::deny;
+    const Case cases[] = {
+        {false, true, true, grant, false, false, false, 0},
+        {true, true, true, grant, false, false, false, 0},
+        {true, false, false, grant, false, false, true, 0.0005},
+        {true, false, true, deny, false, true, true, 0},
+        {true, false, true, grant, true, false, false, 0.0005},
+    };
+    for (const auto& row : cases) {
+        setWritable(folder(), true);
+        fs::remove(path());
+        recorder = std::make_shared<RecordingMachine>(directory.path(), clock);
+        recorder->authorization = row.mode;
+        Machine::install(recorder);
+        if (row.isThere) {
+            putOldFile();
+        }
+        setWritable(folder(), row.writable);
+        Lines expected = {"/bin/launchctl unload " + path(), "/bin/launchctl remove " + label};
+        if (row.usesRights) {
+            expected.push_back("sudo /bin/rm -Rdf " + path());
+        }
+        if (row.tells) {
+            expected.push_back(alert + folder() + ".");
+        }
+        const auto before = clock->seconds();
+        EXPECT_EQ(seenDuring([&] {
+                      QVLaunchd::removeJob(label,
+                                           {.launchAgent = true, .shouldAuth = row.shouldAuth});
+                  }),
+                  expected);
+        EXPECT_EQ(fs::exists(path()), row.stays);
+        if (!row.tells) {
+            EXPECT_NEAR(clock->seconds() - before, row.pause, 1e-6);
+        }
+    }
+}
+
+TEST_F(QVLaunchdTest, TheConvenienceFormsHonourTheirUser) {
+    const auto own = recorder->homeDirectory() + "/Library/LaunchAgents/" + label + ".plist";
+    EXPECT_EQ(seenDuring([&] {
+                  EXPECT_TRUE(QVLaunchd::startLaunchAgent(label, settings, true));
+                  QVLaunchd::removeLaunchAgent(label, true);
+                  EXPECT_FALSE(fs::exists(own));
+                  QVLaunchd::removeLaunchAgent(label, false);
+              }),
+              (Lines{"/bin/chmod 644 " + own, "/bin/launchctl unload " + own,
+                     "/bin/launchctl load " + own, "/bin/launchctl unload " + own,
+                     "/bin/launchctl remove " + label, "/bin/launchctl unload " + path(),
+                     "/bin/launchctl remove " + label}));
+}
