@@ -10,10 +10,10 @@
 #include "Shared/QVLocalPaths.h"
 #include "Shared/QVTask.h"
 
-static constexpr const char* launchctl = "/bin/launchctl";
-static constexpr const char* chown = "/usr/sbin/chown";
-static constexpr const char* chmod = "/bin/chmod";
-static constexpr const char* killall = "/usr/bin/killall";
+static constexpr const char* launchctlPath = "/bin/launchctl";
+static constexpr const char* chownPath = "/usr/sbin/chown";
+static constexpr const char* chmodPath = "/bin/chmod";
+static constexpr const char* killallPath = "/usr/bin/killall";
 static constexpr double launchctlTimeout = 10;
 
 // A privileged tool is not waited for, so it is given a moment.
@@ -73,18 +73,18 @@ static bool writeWithRights(const NSDictionary& settings, const std::string& pat
 
 static void setOwnerAndMode(const std::string& path, bool user) {
     if (!user) {
-        QVTask::runTask(chown, {"root:wheel", path});
+        QVTask::runTask(chownPath, {"root:wheel", path});
     }
-    QVTask::runTask(chmod, {"644", path});
+    QVTask::runTask(chmodPath, {"644", path});
 }
 
 static void setOwnerAndModeWithRights(const std::string& path, bool user) {
     auto& rights = QVAuthorization::sharedController();
     if (!user) {
-        rights.authExecTask(chown, {"root:wheel", path});
+        rights.authExecTask(chownPath, {"root:wheel", path});
     }
     NSThread::sleepForTimeInterval(shortPause);
-    rights.authExecTask(chmod, {"644", path});
+    rights.authExecTask(chmodPath, {"644", path});
     NSThread::sleepForTimeInterval(longPause);
 }
 
@@ -107,11 +107,11 @@ bool QVLaunchd::startJob(const std::string& label, const Install& job) {
         withRights = true;
     }
     if (job.killProcessName) {
-        QVTask::runTask(killall, {*job.killProcessName});
+        QVTask::runTask(killallPath, {*job.killProcessName});
     }
     (withRights ? setOwnerAndModeWithRights : setOwnerAndMode)(path, job.user);
-    QVTask::runTask(launchctl, {"unload", path}, launchctlTimeout);
-    QVTask::runTask(launchctl, {"load", path}, launchctlTimeout);
+    QVTask::runTask(launchctlPath, {"unload", path}, launchctlTimeout);
+    QVTask::runTask(launchctlPath, {"load", path}, launchctlTimeout);
     return true;
 }
 
@@ -121,8 +121,8 @@ bool QVLaunchd::startLaunchAgent(const std::string& label, const NSDictionary& s
 }
 
 void QVLaunchd::stopJob(const std::string& label, const Place& place) {
-    QVTask::runTask(launchctl, {"unload", jobPath(label, place)});
-    QVTask::runTask(launchctl, {"remove", label});
+    QVTask::runTask(launchctlPath, {"unload", jobPath(label, place)});
+    QVTask::runTask(launchctlPath, {"remove", label});
 }
 
 void QVLaunchd::removeJob(const std::string& label, const Place& place) {

@@ -1,5 +1,6 @@
 #include "Shared/QVLaunchd.h"
 
+#include "AppKit/NSAlert.h"
 #include "AppKit/NSApplication.h"
 #include "Foundation/NSFileManager.h"
 #include "Foundation/NSRunLoop.h"
@@ -10,8 +11,6 @@
 
 #include <fstream>
 #include <linux/capability.h>
-#include <QApplication>
-#include <QMessageBox>
 #include <QPushButton>
 #include <sys/stat.h>
 #include <sys/syscall.h>
@@ -32,8 +31,9 @@ public:
     using TestMachine::TestMachine;
 
     std::unique_ptr<LaunchedProcess> launch(const LaunchRequest& request) override {
-        // A privileged tool has nobody's input; the others inherit it.
-        auto line = request.standardInput >= 0 ? std::string("sudo ") : std::string();
+        // A privileged tool has nobody's input; the others have this process's own.
+        const bool isPrivileged = request.standardInput > STDIN_FILENO;
+        auto line = isPrivileged ? std::string("sudo ") : std::string();
         line += request.launchPath.substr(root().size());
         for (const auto& argument : request.arguments) {
             line += " " + argument;
@@ -43,7 +43,7 @@ public:
             commands.push_back(line);
         }
         auto process = TestMachine::launch(request);
-        if (request.standardInput >= 0) {
+        if (isPrivileged) {
             process->waitUntilExit(); // nobody else does
         }
         return process;
@@ -116,18 +116,21 @@ protected:
     /// commands, the alerts, the console.
     Lines seenDuring(const std::function<void()>& work) {
         Lines alerts;
-        auto thread = NSThread(work);
-        thread.start();
+        bool done = false;
+        NSThread::detachNewThread([&] {
+            const auto before = clock->seconds();
+            work();
+            elapsed = clock->seconds() - before;
+            performOnMainThread([&done] { done = true; }, true);
+        });
         NSRunLoop::mainRunLoop().runUntil([&] {
-            for (auto* widget : QApplication::topLevelWidgets()) {
-                auto* box = qobject_cast<QMessageBox*>(widget);
-                if (box != nullptr && box->isVisible()) {
-                    alerts.push_back("ALERT " + box->text().toStdString() + " / " +
-                                     box->informativeText().toStdString());
-                    box->buttons().front()->click();
-                }
+            while (!NSAlert::shownAlerts().empty()) {
+                const auto* alert = NSAlert::shownAlerts().front();
+                alerts.push_back("ALERT " + alert->messageText() + " / " +
+                                 alert->informativeText());
+                alert->buttonWithTitle("OK")->click();
             }
-            return thread.isFinished();
+            return done;
         });
         auto seen = recorder->recorded();
         seen.insert(seen.end(), alerts.begin(), alerts.end());
@@ -140,6 +143,7 @@ protected:
     std::shared_ptr<RecordingMachine> recorder =
         std::make_shared<RecordingMachine>(directory.path(), clock);
     const WithoutOverride withoutOverride;
+    double elapsed = 0; // by the virtual clock, during the last work
 
 private:
     void addTool(const std::string& tool, const std::string& script) const {
@@ -190,7 +194,6 @@ TEST_F(QVLaunchdTest, InstallsIntoAFolderThatItMayWrite) {
         expected.push_back("/bin/launchctl unload " + file);
         expected.push_back("/bin/launchctl load " + file);
 
-        const auto before = clock->seconds();
         EXPECT_EQ(seenDuring([&] {
                       EXPECT_TRUE(QVLaunchd::startJob(label, {.settings = settings,
                                                               .user = row.user,
@@ -199,7 +202,7 @@ TEST_F(QVLaunchdTest, InstallsIntoAFolderThatItMayWrite) {
                                                               .killProcessName = row.kill}));
                   }),
                   expected);
-        EXPECT_NEAR(clock->seconds() - before, row.pauses, 1e-6);
+        EXPECT_NEAR(elapsed, row.pauses, 1e-6);
         EXPECT_EQ(dictionaryWithContentsOfFile(file), settings);
     }
 }
@@ -207,7 +210,6 @@ TEST_F(QVLaunchdTest, InstallsIntoAFolderThatItMayWrite) {
 TEST_F(QVLaunchdTest, InstallsWithRightsWhereItMayNotWrite) {
     putOldFile();
     setWritable(folder(), false);
-    const auto before = clock->seconds();
     EXPECT_EQ(seenDuring([&] { EXPECT_TRUE(QVLaunchd::startLaunchAgent(label, settings, false)); }),
               (Lines{"/bin/launchctl unload " + path(), "/bin/launchctl remove " + label,
                      "sudo /bin/rm -Rdf " + path(), "sudo /bin/mv -f " + temporary() + " " + path(),
@@ -215,7 +217,7 @@ TEST_F(QVLaunchdTest, InstallsWithRightsWhereItMayNotWrite) {
                      "/bin/launchctl unload " + path(), "/bin/launchctl load " + path(),
                      "LOG Unable to write plist - trying to authorize..."}));
     // After the failed and the privileged delete, the move, and between and after owner and mode.
-    EXPECT_NEAR(clock->seconds() - before, 0.0005 + 0.0005 + 1 + 0.0005 + 1, 1e-6);
+    EXPECT_NEAR(elapsed, 0.0005 + 0.0005 + 1 + 0.0005 + 1, 1e-6);
     EXPECT_EQ(dictionaryWithContentsOfFile(path()), settings);
     EXPECT_FALSE(fs::exists(temporary()));
 }
@@ -278,7 +280,6 @@ TEST_F(QVLaunchdTest, RemovesAJob) {
         if (row.tells) {
             expected.push_back(alert + folder() + ".");
         }
-        const auto before = clock->seconds();
         EXPECT_EQ(seenDuring([&] {
                       QVLaunchd::removeJob(label,
                                            {.launchAgent = true, .shouldAuth = row.shouldAuth});
@@ -286,7 +287,7 @@ TEST_F(QVLaunchdTest, RemovesAJob) {
                   expected);
         EXPECT_EQ(fs::exists(path()), row.stays);
         if (!row.tells) {
-            EXPECT_NEAR(clock->seconds() - before, row.pause, 1e-6);
+            EXPECT_NEAR(elapsed, row.pause, 1e-6);
         }
     }
 }
