@@ -305,3 +305,58 @@ TEST_F(QVLaunchdTest, TheConvenienceFormsHonourTheirUser) {
                      "/bin/launchctl remove " + label, "/bin/launchctl unload " + path(),
                      "/bin/launchctl remove " + label}));
 }
+
+// The whole way as an ordinary user: polkit, the privileged helper, chown, launchctl.
+class QVLaunchdSystemTest : public PolkitFixture {
+protected:
+    QVLaunchdSystemTest()
+        : PolkitFixture(TOOLS_DIRECTORY "/authorization-helper",
+                        BINARY_DIRECTORY "/packaging/com.quorvane.tessaline.policy") {}
+
+    /// A disk whose Library is the superuser's, with the user's real home.
+    class Disk : public SandboxMachine {
+    public:
+        Disk(const std::string& root, std::string home)
+            : SandboxMachine(root, AuthorizationMode::system), home(std::move(home)) {}
+        std::string homeDirectory() const override { return home; }
+
+    private:
+        const std::string home;
+    };
+    TemporaryDirectory directory;
+};
+
+TEST_F(QVLaunchdSystemTest, AJobFileBecomesTheSuperusersAndTheJobRunsForTheUser) {
+    const auto folder = directory.path() + "/Library/LaunchAgents";
+    const auto path = folder + "/" + label + ".plist";
+    fs::create_directories(folder);
+    fs::permissions(directory.path(), fs::perms(0755));
+    EXPECT_TRUE(user().run([&] {
+        setenv("XDG_RUNTIME_DIR", user().home().c_str(), 1);
+        setenv("TESSALINE_LAUNCHD_ENGINE", "supervisor", 1);
+        chmod(user().home().c_str(), 0700);
+        Machine::install(std::make_shared<Disk>(directory.path(), user().home()));
+        const auto mark = user().home() + "/ran";
+        const NSDictionary job{{"Label", label},
+                               {"ProgramArguments", NSArray{"/usr/bin/touch", mark}},
+                               {"RunAtLoad", true}};
+        EXPECT_TRUE(QVAuthorization::sharedController().authStart());
+        EXPECT_TRUE(
+            QVLaunchd::startJob(label, {.settings = job, .launchAgent = true, .shouldAuth = true}));
+        struct stat status {};
+        EXPECT_EQ(stat(path.c_str(), &status), 0);
+        EXPECT_EQ(status.st_uid, 0U);
+        EXPECT_EQ(status.st_gid, 0U);
+        EXPECT_EQ(status.st_mode & 07777, 0644U);
+        for (int i = 0; i < 500 && !fs::exists(mark); ++i) {
+            usleep(10'000);
+        }
+        EXPECT_TRUE(fs::exists(mark));
+        QVLaunchd::removeJob(label, {.launchAgent = true, .shouldAuth = true});
+        for (int i = 0; i < 500 && fs::exists(path); ++i) {
+            usleep(10'000);
+        }
+        EXPECT_FALSE(fs::exists(path));
+        EXPECT_NE(std::system(TOOLS_DIRECTORY "/launchctl remove com.example.job 2>/dev/null"), 0);
+    }));
+}
