@@ -12,6 +12,8 @@ bool writeSnapshot(NSWindow& window, const std::string& path) {
             QRect place(QPoint(), sheet->size());
             place.moveCenter(window.rect().center());
             painter.drawPixmap(place.topLeft(), sheet->grab());
+            painter.setPen(window.palette().color(QPalette::Mid)); // stands for the frame
+            painter.drawRect(place.adjusted(-1, -1, 0, 0));
         }
     }
     painter.end();

@@ -1,5 +1,6 @@
 // A pane with the real one's layout and little behind it, so that the settings application can be
-// tested alone: the first checkbox asks for an answer in a sheet and writes it into the status line.
+// tested alone: the first checkbox asks for an answer in a sheet and writes it into the status
+// line.
 #include "AppKit/NSApplication.h"
 #include "AppKit/NSButton.h"
 #include "AppKit/NSPopUpButton.h"
