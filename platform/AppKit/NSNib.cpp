@@ -51,6 +51,14 @@ std::unique_ptr<Loader> makeLoader() {
     return std::make_unique<Loader>();
 }
 
+/// The loader tells of a broken file by its result and on the console; once is enough.
+std::unique_ptr<QWidget> loadQuietly(Loader& loader, QFile& file) {
+    const auto before = qInstallMessageHandler([](auto, const auto&, const auto&) {});
+    std::unique_ptr<QWidget> view(loader.load(&file));
+    qInstallMessageHandler(before);
+    return view;
+}
+
 QList<QWidget*> allWidgets(QWidget& view) {
     return QList<QWidget*>{&view} + view.findChildren<QWidget*>();
 }
@@ -63,20 +71,25 @@ std::unique_ptr<QWidget> NSNib::instantiateWithOwner(NSNibOwner& owner) const {
         raise("cannot be read: " + file.errorString().toStdString());
     }
     const auto loader = makeLoader();
-    std::unique_ptr<QWidget> view(loader->load(&file));
+    auto view = loadQuietly(*loader, file);
     if (!loader->unknownClass.empty()) {
         raise("unknown class " + loader->unknownClass);
     }
     if (!view) {
         raise("no layout file: " + loader->errorString().simplified().toStdString());
     }
-    connectOutlets(*view, owner);
-    connectActions(*view, owner);
-    view->adjustSize();
-    if (view->layout()) {
-        view->layout()->activate(); // views have their size when they are woken
+    try {
+        connectOutlets(*view, owner);
+        connectActions(*view, owner);
+        view->adjustSize();
+        if (view->layout()) {
+            view->layout()->activate(); // views have their size when they are woken
+        }
+        awakeViews(*view);
+    } catch (...) {
+        owner.disconnectOutlets(); // the view goes
+        throw;
     }
-    awakeViews(*view);
     return view;
 }
 

@@ -10,6 +10,12 @@ bool NSNibOwner::connectOutlet(const std::string& name, NSObject* object) {
     return found->second.connected;
 }
 
+void NSNibOwner::disconnectOutlets() {
+    for (auto& [name, place] : outlets) {
+        place.connected = place.connect(nullptr);
+    }
+}
+
 const NSControl::Action* NSNibOwner::actionNamed(const std::string& selector) const {
     const auto found = actions.find(selector);
     return found == actions.end() ? nullptr : &found->second;

@@ -16,6 +16,8 @@ public:
     /// Puts the object into the outlet. False when it is of another class; raises
     /// NSUndefinedKeyException for an outlet that was not named.
     bool connectOutlet(const std::string& name, NSObject* object);
+    /// Makes every outlet null again.
+    void disconnectOutlets();
     /// None for an action that was not named.
     const NSControl::Action* actionNamed(const std::string& selector) const;
     bool hasOutlet(const std::string& name) const { return outlets.contains(name); }
