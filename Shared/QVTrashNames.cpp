@@ -55,7 +55,7 @@ std::string QVTrashNames::freeName(const std::string& wanted) {
     const auto ending = extension.empty() ? "" : "." + extension;
     auto name = stem + ending;
     for (int number = 2; isTaken(name); ++number) {
-        name = stem + "_" + std::to_string(number) + ending;
+        name = stringWithFormat("%@_%d%@", stem, number, ending);
     }
     return name;
 }

@@ -80,7 +80,7 @@ std::optional<Request> decode(std::string_view bytes) {
     bytes.remove_prefix(headerSize);
     const auto next = [&bytes] {
         const auto end = bytes.find('\0');
-        const auto text = std::string(bytes.substr(0, end));
+        std::string text(bytes.substr(0, end));
         bytes.remove_prefix(end + 1);
         return text;
     };

@@ -17,7 +17,7 @@
 namespace AuthorizationProtocol {
 
 inline constexpr std::string_view ready = "tessaline authorization helper 1";
-inline constexpr std::size_t maximumRequest = 96 * 1024;
+inline constexpr std::size_t maximumRequest = 98304;
 inline constexpr std::size_t maximumArguments = 1024;
 /// Names, in a tool's environment, the helper process that started it.
 inline constexpr const char* parentVariable = "TESSALINE_AUTHORIZATION";
