@@ -126,8 +126,13 @@ void NSRunLoop::removeTimer(const NSTimer& timer) {
 
 /// Keeps the descriptor that another loop watches in step with the first timer of the mode.
 void NSRunLoop::armTimerDescriptor() {
+    const auto next = nextTimer();
+    if (next == armedFor) {
+        return;
+    }
+    armedFor = next;
     itimerspec spec{};
-    if (const auto next = nextTimer()) {
+    if (next) {
         const auto nanoseconds = std::max<std::int64_t>(next->time_since_epoch().count(), 1);
         spec.it_value.tv_sec = nanoseconds / 1'000'000'000;
         spec.it_value.tv_nsec = nanoseconds % 1'000'000'000;
@@ -192,6 +197,9 @@ void NSRunLoop::pollDescriptors(Clock::Deadline deadline) {
         const auto& event = events[static_cast<std::size_t>(index)];
         if (event.data.fd == wakeDescriptor || event.data.fd == timerDescriptor) {
             drain(event.data.fd);
+            if (event.data.fd == timerDescriptor) {
+                armedFor.reset(); // it rings once
+            }
             continue;
         }
         const auto found = handlers.find(event.data.fd);

@@ -81,6 +81,7 @@ private:
     int epollDescriptor = -1;
     int wakeDescriptor = -1;
     int timerDescriptor = -1;
+    Clock::Deadline armedFor; // when the timer descriptor will ring
     Parking parking;
     NSRunLoopMode mode = NSRunLoopMode::defaultMode;
     std::set<Due> timers;
