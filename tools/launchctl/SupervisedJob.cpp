@@ -20,7 +20,7 @@ static struct flock wholeFile() {
 }
 
 std::string SupervisedJob::folder() {
-    const auto path = Machine::current().temporaryDirectory() + "/launchd";
+    auto path = Machine::current().temporaryDirectory() + "/launchd";
     if (mkdir(path.c_str(), S_IRWXU) != 0 && errno != EEXIST) {
         fail("Cannot make the folder %@: %@", path, std::strerror(errno));
     }
