@@ -8,7 +8,7 @@ NSBezierPath NSBezierPath::bezierPathWithRoundedRect(CGRect rect, double xRadius
     QPainterPath path;
     path.addRoundedRect(QRectF(rect.origin.x, rect.origin.y, rect.size.width, rect.size.height),
                         xRadius, yRadius);
-    return NSBezierPath(std::move(path));
+    return NSBezierPath(path);
 }
 
 CGRect NSBezierPath::bounds() const {

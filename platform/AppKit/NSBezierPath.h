@@ -18,7 +18,7 @@ public:
     const QPainterPath& painterPath() const { return path; }
 
 private:
-    explicit NSBezierPath(QPainterPath path) : path(std::move(path)) {}
+    explicit NSBezierPath(const QPainterPath& path) : path(path) {}
 
     QPainterPath path;
     double width = 1.0;

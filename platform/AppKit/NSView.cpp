@@ -5,7 +5,6 @@
 #include "AppKit/NSGraphicsContext.h"
 #include "QuartzCore/CATransaction.h"
 
-#include <cmath>
 #include <QPainter>
 #include <QPaintEvent>
 #include <QScreen>
@@ -25,6 +24,12 @@ QRect downwards(const CGRect& rect, const QWidget& inside) {
     return QRectF(rect.origin.x, inside.height() - CGRectGetMaxY(rect), rect.size.width,
                   rect.size.height)
         .toAlignedRect();
+}
+
+/// The screen's pace; some virtual screens say that they have none.
+double framesPerSecond(const QWidget& widget) {
+    const double pace = widget.screen()->refreshRate();
+    return pace >= 1 ? pace : 60;
 }
 
 } // namespace
@@ -111,8 +116,7 @@ void NSView::layerTreeChanged(const CGRect& dirty) {
     if (frameTimer != 0 || !rootLayer->isMoving())
         return;
     movingRect = dirty;
-    const double pace = screen() ? screen()->refreshRate() : 60;
-    frameTimer = startTimer(static_cast<int>(std::lround(1000 / pace)), Qt::PreciseTimer);
+    frameTimer = startTimer(static_cast<int>(1000 / framesPerSecond(*this)), Qt::PreciseTimer);
 }
 
 void NSView::updateRect(const CGRect& dirty) { update(downwards(dirty, *this)); }

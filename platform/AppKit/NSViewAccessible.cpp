@@ -17,7 +17,7 @@ QAccessible::State NSViewAccessible::state() const {
 }
 
 QString NSViewAccessible::text(QAccessible::Text kind) const {
-    const QString given = QAccessibleWidget::text(kind);
+    QString given = QAccessibleWidget::text(kind);
     if (kind != QAccessible::Name || !given.isEmpty())
         return given;
     return QString::fromStdString(view().accessibilityDescription().label);

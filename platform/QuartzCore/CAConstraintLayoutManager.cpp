@@ -91,8 +91,7 @@ CGRect frameByConstraints(const CALayer& layer, const CGRect& around) {
 } // namespace
 
 void CAConstraintLayoutManager::layoutSublayersOfLayer(CALayer& layer) const {
-    const auto sublayers = layer.sublayers();
-    for (const auto& each : sublayers)
+    for (const auto& each : layer.sublayers())
         if (!each->constraints().empty())
             each->setFrame(frameByConstraints(*each, layer.bounds()));
 }

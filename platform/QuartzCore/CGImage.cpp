@@ -2,8 +2,8 @@
 
 #include <QPainter>
 
-CGImage::CGImage(QSize size, QPicture recorded)
-    : drawing(std::move(recorded)), pixels(draw(size, size)) {}
+CGImage::CGImage(QSize size, const QPicture& recorded)
+    : drawing(recorded), pixels(draw(size, size)) {}
 
 const QImage& CGImage::rendition(QSize size) const {
     if (size == pixels.size())

@@ -19,7 +19,7 @@ enum : std::uint32_t {
 
 class CGImage {
 public:
-    CGImage(QSize size, QPicture drawing);
+    CGImage(QSize size, const QPicture& recorded);
 
     std::size_t width() const { return static_cast<std::size_t>(pixels.width()); }
     std::size_t height() const { return static_cast<std::size_t>(pixels.height()); }
