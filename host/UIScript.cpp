@@ -97,7 +97,6 @@ void UIScript::lookAgain() {
 
 /// Runs work of the script. What it raises ends the script with the line that it was about.
 void UIScript::guarded(const std::function<void()>& work) {
-    const std::string text = line;
     try {
         work();
     } catch (const NSException& exception) {

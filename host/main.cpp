@@ -18,7 +18,7 @@
 
 namespace {
 
-constexpr int usageStatus = 2;
+constexpr int failureStatus = 2;
 constexpr double secondsForUnfinishedWork = 0.9;
 
 /// Ends the program without waiting for threads that sleep, but with every log line written and no
@@ -87,6 +87,6 @@ int main(int count, char** arguments) {
         end(runPane(options));
     } catch (const std::exception& exception) {
         std::cerr << "Preferences: " << exception.what() << std::endl;
-        return usageStatus;
+        end(failureStatus);
     }
 }
