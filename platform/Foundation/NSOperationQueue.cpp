@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <condition_variable>
 #include <cstdint>
+#include <set>
 #include <utility>
 #include <vector>
 
@@ -21,7 +22,9 @@ struct NSOperationQueue::State {
     Clock* busyClock = nullptr;
     bool workerSleeps = false;
     bool ending = false;
-    std::size_t drainers = 0;
+    // What the waiting drains wait for: that so many have finished. Nothing less wakes them, since
+    // whoever runs operations sees to it that somebody goes on.
+    std::multiset<std::uint64_t> targets;
 
     bool canRun() const { return !waiting.empty() && runner == std::thread::id(); }
     void runOne(std::unique_lock<std::mutex>& lock);
@@ -66,7 +69,7 @@ void NSOperationQueue::State::runOne(std::unique_lock<std::mutex>& lock) {
     lock.lock();
     runner = {};
     ++finished;
-    if (drainers > 0) {
+    if (!targets.empty() && finished >= *targets.begin()) {
         progress.notifyAll();
     }
     if (waiting.empty() && busyClock != nullptr) {
@@ -99,9 +102,9 @@ void NSOperationQueue::State::drain() {
         if (canRun()) {
             runOne(lock);
         } else {
-            ++drainers;
-            progress.wait(lock, [&] { return finished >= target || canRun(); });
-            --drainers;
+            const auto entry = targets.insert(target);
+            progress.wait(lock, [&] { return finished >= target; });
+            targets.erase(entry);
         }
     }
     if (workerSleeps && canRun()) {
