@@ -40,7 +40,7 @@ void RealClock::unpark(Parking& parking) {
     parking.wake.notify_one();
 }
 
-void RealClock::parkInPoll(Parking&, Deadline deadline, const std::function<void(Deadline)>& poll) {
+void RealClock::parkInPoll(Parking&, Deadline deadline, const std::function<bool(Deadline)>& poll) {
     poll(deadline);
 }
 

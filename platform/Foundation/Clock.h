@@ -47,7 +47,7 @@ public:
     /// Runs `poll`, which blocks until `parking`'s descriptor is readable or something else that it
     /// watches happens. `poll` is given the deadline that it has to keep itself, if any.
     virtual void parkInPoll(Parking& parking, Deadline deadline,
-                            const std::function<void(Deadline)>& poll) = 0;
+                            const std::function<bool(Deadline)>& poll) = 0;
 
     /// Told by the thread that starts another one, before it runs, and by that one as it ends.
     virtual void threadStarts() {}
@@ -68,7 +68,7 @@ public:
     void park(Parking& parking, Deadline deadline) override;
     void unpark(Parking& parking) override;
     void parkInPoll(Parking& parking, Deadline deadline,
-                    const std::function<void(Deadline)>& poll) override;
+                    const std::function<bool(Deadline)>& poll) override;
 };
 
 /// A condition variable that waits by the machine's clock. The state that `ready` reads is guarded

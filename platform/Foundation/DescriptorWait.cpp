@@ -82,7 +82,7 @@ void DescriptorWait::pollOnce(Clock::Deadline deadline) {
     }
     Machine::current().clock().parkInPoll(parking, deadline, [&](Clock::Deadline limit) {
         const auto left = limit ? timeLeft(*limit) : timespec{};
-        ppoll(polled.data(), polled.size(), limit ? &left : nullptr, nullptr);
+        return ppoll(polled.data(), polled.size(), limit ? &left : nullptr, nullptr) > 0;
     });
     if (polled.front().revents != 0) {
         eventfd_t count = 0;

@@ -131,13 +131,13 @@ void NSRunLoop::armTimerDescriptor() {
         return;
     }
     armedFor = next;
-    itimerspec spec{};
+    itimerspec alarm{};
     if (next) {
         const auto nanoseconds = std::max<std::int64_t>(next->time_since_epoch().count(), 1);
-        spec.it_value.tv_sec = nanoseconds / 1'000'000'000;
-        spec.it_value.tv_nsec = nanoseconds % 1'000'000'000;
+        alarm.it_value.tv_sec = nanoseconds / 1'000'000'000;
+        alarm.it_value.tv_nsec = nanoseconds % 1'000'000'000;
     }
-    timerfd_settime(timerDescriptor, TFD_TIMER_ABSTIME, &spec, nullptr);
+    timerfd_settime(timerDescriptor, TFD_TIMER_ABSTIME, &alarm, nullptr);
 }
 
 /// Runs what was waiting at the call; what that adds comes next time, so that timers and
@@ -185,6 +185,7 @@ void NSRunLoop::pollDescriptors(Clock::Deadline deadline) {
         }
         count = epoll_pwait2(epollDescriptor, events.data(), events.size(), limit ? &wait : nullptr,
                              nullptr);
+        return count > 0;
     };
     if (deadline == Clock::Time::min()) {
         poll(deadline);

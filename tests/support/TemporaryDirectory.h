@@ -7,8 +7,9 @@
 
 class TemporaryDirectory {
 public:
-    TemporaryDirectory() {
-        std::string pattern = std::filesystem::temp_directory_path() / "tessaline-test-XXXXXX";
+    explicit TemporaryDirectory(
+        const std::string& parent = std::filesystem::temp_directory_path()) {
+        std::string pattern = parent + "/tessaline-test-XXXXXX";
         folder = std::filesystem::canonical(mkdtemp(pattern.data())).string();
     }
     ~TemporaryDirectory() {

@@ -44,7 +44,10 @@ void VirtualClock::unpark(Parking& parking) {
 }
 
 void VirtualClock::parkInPoll(Parking& parking, Deadline deadline,
-                              const std::function<void(Deadline)>& poll) {
+                              const std::function<bool(Deadline)>& poll) {
+    if (poll(Time::min())) {
+        return; // something waits: no time may pass
+    }
     {
         std::lock_guard lock(mutex);
         if (!parking.unparked && (!deadline || *deadline > time)) {

@@ -18,7 +18,7 @@ public:
     void park(Parking& parking, Deadline deadline) override;
     void unpark(Parking& parking) override;
     void parkInPoll(Parking& parking, Deadline deadline,
-                    const std::function<void(Deadline)>& poll) override;
+                    const std::function<bool(Deadline)>& poll) override;
     void threadStarts() override;
     void threadEnds() override;
     void outsideWorkBegins() override;
@@ -38,7 +38,8 @@ private:
     void wake(std::list<Parked>::iterator entry);
     void jumpIfAllSleep();
 
-    static constexpr Time start{std::chrono::hours(1)};
+    // Later than any machine has been up, so that no real timer set by this clock ever rings.
+    static constexpr Time start{std::chrono::hours(1'000'000)};
     mutable std::mutex mutex;
     std::list<Parked> parked;
     Time time = start;

@@ -1,0 +1,112 @@
+// The machine's network interfaces, and the menu in which one is chosen.
+#include "Foundation/NSException.h"
+#include "Foundation/NSLog.h"
+#include "Foundation/NSPropertyList.h"
+#include "pane/Tessaline_Network_ClientPref.h"
+#include "pane/Tolvin.h"
+#include "Shared/QVException.h"
+#include "Shared/QVTask.h"
+
+namespace {
+
+constexpr double profilerTimeOut = 10.0; // seconds
+
+/// The entry under a key in one form; none when it is missing or of another form.
+const NSArray* arrayUnder(const NSDictionary& dictionary, const std::string& key) {
+    const PropertyList* value = dictionary.objectForKey(key);
+    return value != nullptr ? value->array() : nullptr;
+}
+
+const std::string& textOf(const PropertyList& value, const std::string& key) {
+    if (const std::string* text = value.string()) {
+        return *text;
+    }
+    throw NSException(NSInvalidArgumentException, "The value of \"" + key + "\" is no text");
+}
+
+const NSDictionary& dictionaryOf(const PropertyList& value, const std::string& key) {
+    if (const NSDictionary* dictionary = value.dictionary()) {
+        return *dictionary;
+    }
+    throw NSException(NSInvalidArgumentException, "The value of \"" + key + "\" is no dictionary");
+}
+
+/// One service of the report; none when it has no hardware address or no name.
+std::optional<NetworkInterface> interfaceOf(const PropertyList& service) {
+    const NSDictionary* entry = service.dictionary();
+    const PropertyList* ethernet = entry ? entry->objectForKey("Ethernet") : nullptr;
+    if (ethernet == nullptr) {
+        return std::nullopt;
+    }
+    const PropertyList* address = dictionaryOf(*ethernet, "Ethernet").objectForKey("MAC Address");
+    const PropertyList* name = entry->objectForKey("_name");
+    if (address == nullptr || name == nullptr) {
+        return std::nullopt;
+    }
+    auto title = textOf(*name, "_name");
+    if (const PropertyList* interface = entry->objectForKey("interface")) {
+        title += stringWithFormat(" - %@", textOf(*interface, "interface"));
+    }
+    return NetworkInterface{title, textOf(*address, "MAC Address")};
+}
+
+std::optional<std::vector<NetworkInterface>> refuse(const char* message) {
+    NSLog("%@", message);
+    return std::nullopt;
+}
+
+std::optional<std::vector<NetworkInterface>> interfacesOf(const PropertyList& report) {
+    const NSArray* sections = report.array();
+    if (sections == nullptr) {
+        return refuse("Error 1 - Invalid system profile data");
+    }
+    const NSDictionary* section = sections->empty() ? nullptr : sections->front().dictionary();
+    if (section == nullptr) {
+        return refuse("Error 3 - Invalid system profile data");
+    }
+    const PropertyList* type = section->objectForKey("_dataType");
+    const NSArray* services = arrayUnder(*section, "_items");
+    if (type == nullptr || *type != PropertyList("SPNetworkDataType") || services == nullptr) {
+        return refuse("Invalid system profile data format");
+    }
+    std::vector<NetworkInterface> interfaces;
+    for (const PropertyList& service : *services) {
+        if (auto interface = interfaceOf(service)) {
+            interfaces.push_back(std::move(*interface));
+        }
+    }
+    return interfaces;
+}
+
+} // namespace
+
+std::optional<std::vector<NetworkInterface>> Tessaline_Network_ClientPref::networkInterfaces() {
+    try {
+        const auto report = QVTask::stringFromTask("/usr/sbin/system_profiler",
+                                                   {"SPNetworkDataType", "-xml"}, profilerTimeOut);
+        if (!report) {
+            return refuse("Unable to get system profile data");
+        }
+        return interfacesOf(propertyListFromData(*report));
+    } catch (const NSException& exception) {
+        QVException::logException(exception, "-[Tessaline_Network_ClientPref networkInterfaces]");
+        return std::nullopt;
+    }
+}
+
+void Tessaline_Network_ClientPref::populateNetworkInterfaces() {
+    const auto interfaces = networkInterfaces();
+    const auto settings = dictionaryWithContentsOfFile(settingsPath(Tolvin::settingsFile));
+    const PropertyList* entry = settings ? settings->objectForKey("selectedMACAddress") : nullptr;
+    const std::string* saved = entry ? entry->string() : nullptr;
+    networkInterfacePopUp->removeAllItems();
+    networkInterfacePopUp->addItemWithTitle("Any (recommended)");
+    for (const auto& interface : interfaces.value_or(std::vector<NetworkInterface>())) {
+        const auto item = std::make_shared<NSMenuItem>(interface.name, nullptr, "");
+        item->setRepresentedObject(interface.macAddress);
+        networkInterfacePopUp->menu().addItem(item);
+        if (saved != nullptr && interface.macAddress == *saved) {
+            networkInterfacePopUp->selectItem(*item);
+        }
+    }
+}

@@ -1,0 +1,202 @@
+#include "Foundation/NSException.h"
+#include "pane/PaneFixture.h"
+#include "pane/Tolvin.h"
+
+#include <filesystem>
+
+namespace {
+
+class LifecycleTest : public PaneTest {
+protected:
+    /// The commands run since the pane was loaded, each with its second.
+    std::vector<std::string> commands() {
+        std::vector<std::string> lines;
+        const auto all = machine->commands();
+        const double start = all.empty() ? 0 : all.front().time; // the profiler's, at load
+        for (const auto& command : all) {
+            if (!command.line.starts_with("system_profiler")) {
+                auto line =
+                    command.line + "@" + std::to_string(static_cast<int>(command.time - start));
+                for (auto found = line.find(machine->root()); found != std::string::npos;
+                     found = line.find(machine->root())) {
+                    line.erase(found, machine->root().size());
+                }
+                lines.push_back(line);
+            }
+        }
+        return lines;
+    }
+    using Lines = std::vector<std::string>;
+    const std::string job = "/Library/LaunchAgents/com.quorvane.Tolvin.plist";
+};
+
+TEST_F(LifecycleTest, OnInstallsTheJobAndOffTakesAllOfItAwayStepByStep) {
+    machine->setTool("launchctl", [this](const auto& arguments) {
+        machine->clientRuns = arguments[0] == "load";
+        return ToolResult();
+    });
+    load();
+    listen();
+    runFor(2);
+    EXPECT_EQ(status(), "Status: Not loaded");
+    toggle();
+    EXPECT_FALSE(masterSwitch().isEnabled());
+    runFor(0.0001);
+    EXPECT_EQ(status(), "Status: Creating job...");
+    runFor(2);
+    EXPECT_EQ(status(), "Status: Launching client...");
+    EXPECT_TRUE(masterSwitch().isEnabled());
+    EXPECT_TRUE(masterSwitch().isOn());
+    EXPECT_EQ(commands(), (Lines{"killall Tolvin@2", "chown root:wheel " + job + "@2",
+                                 "chmod 644 " + job + "@2", "launchctl unload " + job + "@3",
+                                 "launchctl load " + job + "@3"}));
+    const auto executable = machine->clientExecutable();
+    EXPECT_EQ(dictionaryWithContentsOfFile(machine->jobFile()),
+              (NSDictionary{{"Label", "com.quorvane.Tolvin"},
+                            {"Program", executable},
+                            {"WorkingDirectory", executable.substr(0, executable.rfind('/'))},
+                            {"RunAtLoad", true},
+                            {"KeepAlive", NSDictionary{{"SuccessfulExit", false}}}}));
+    clientSays("Connected");
+    runFor(36);
+    EXPECT_EQ(commands().size(), 5U) << "the client runs: it is not started a second time";
+
+    heard.clear();
+    toggle();
+    runFor(1);
+    EXPECT_EQ(status(), "Status: Disconnecting...");
+    runFor(2);
+    EXPECT_EQ(status(), "Status: Not loaded");
+    EXPECT_FALSE(masterSwitch().isOn());
+    EXPECT_FALSE(std::filesystem::exists(machine->jobFile()));
+    const auto all = commands();
+    EXPECT_EQ(Lines(all.begin() + 5, all.end()),
+              (Lines{"launchctl unload " + job + "@42", "launchctl remove com.quorvane.Tolvin@42",
+                     "killall Tolvin@42"}));
+    EXPECT_EQ(heard.front(), "TolvinDisconnect@40");
+}
+
+TEST_F(LifecycleTest, AClientThatLaunchdDoesNotStartIsStartedDirectly) {
+    load();
+    runFor(2);
+    toggle();
+    runFor(1.5);
+    ASSERT_EQ(status(), "Status: Launching client...");
+    runFor(30);
+    EXPECT_EQ(commands().back(), "Tolvin@21");
+}
+
+TEST_F(LifecycleTest, RefusedRightsChangeNothingOnTheWayOnAndLeaveOnlyTheFileOnTheWayOff) {
+    load();
+    runFor(2);
+    machine->authorization = AuthorizationMode::deny;
+    toggle();
+    runFor(1);
+    EXPECT_TRUE(commands().empty());
+    EXPECT_FALSE(masterSwitch().isOn());
+    EXPECT_TRUE(masterSwitch().isEnabled());
+    EXPECT_EQ(status(), "Status: Not loaded");
+
+    writeJobFile();
+    clientSays("Connected");
+    toggle();
+    runFor(5);
+    EXPECT_EQ(commands(), (Lines{"launchctl unload " + job + "@5",
+                                 "launchctl remove com.quorvane.Tolvin@5", "killall Tolvin@5"}));
+}
+
+TEST_F(LifecycleTest, AClientOfAnotherVersionIsRelaunchedOnlyWhereItsJobIs) {
+    struct Case {
+        std::optional<PropertyList> last;
+        bool jobFile, client;
+        bool relaunched;
+        std::optional<PropertyList> lastAfterwards;
+    };
+    for (const Case& each : std::vector<Case>{
+             {"1.0", true, true, false, "1.0"},
+             {"0.9", true, true, true, "1.0"},
+             {"0.9", false, true, false, "1.0"},
+             {std::nullopt, true, true, false, "1.0"},
+             {9, true, true, false, "1.0"}, // no text: as if it were missing
+             {"0.9", true, false, true, "0.9"},
+         }) {
+        NSDictionary stored = {{"kept", 1}};
+        if (each.last) {
+            stored.setObject(*each.last, "lastRunVersion");
+        }
+        writeSettings("com.quorvane.Tolvin.plist", stored);
+        std::filesystem::remove(machine->jobFile());
+        std::filesystem::remove_all(machine->root() + "/Applications/Tolvin.app");
+        if (each.jobFile) {
+            writeJobFile();
+        }
+        if (each.client) {
+            machine->installClient("1.0");
+        }
+        const auto before = commands().size();
+        machine->clearConsole();
+        load();
+        heard.clear();
+        listen();
+        toggle(); // ignored: still loading
+        runFor(5);
+        const auto all = commands();
+        EXPECT_EQ(all.size() - before, each.relaunched ? 2U : 0U);
+        EXPECT_EQ(std::count(heard.begin(), heard.end(), "TolvinDisconnect"), 0);
+        const auto* after = settings().objectForKey("lastRunVersion");
+        EXPECT_EQ(after != nullptr ? std::optional(*after) : std::nullopt, each.lastAfterwards);
+        const auto lines = machine->consoleLines();
+        const bool reported = std::any_of(lines.begin(), lines.end(), [](const auto& line) {
+            return line.starts_with(
+                "Exception in -[Tessaline_Network_ClientPref reloadClientIfNew].");
+        });
+        EXPECT_EQ(reported, !each.client);
+        pane = nullptr;
+        runUntilIdle();
+    }
+    std::filesystem::remove(machine->preferences("com.quorvane.Tolvin.plist"));
+    load();
+    runFor(2);
+    EXPECT_FALSE(std::filesystem::exists(machine->preferences("com.quorvane.Tolvin.plist")));
+}
+
+TEST_F(LifecycleTest, ARunningClientShowsAtOnceAndOnlyAWholeNameCounts) {
+    writeJobFile();
+    EXPECT_TRUE((load(), status() == "Status: Checking..."));
+    EXPECT_EQ(text("versionLabel").stringValue(), "v1.0");
+    EXPECT_FALSE(pane->isProcessRunning("Tolvin"));
+    EXPECT_TRUE(pane->isProcessRunning("NoTolvin"));
+    machine->clientRuns = true;
+    EXPECT_TRUE(pane->isProcessRunning("Tolvin"));
+    EXPECT_FALSE(pane->isProcessRunning("MacOS"));
+    std::filesystem::remove_all(machine->root() + "/Applications/Tolvin.app");
+    load();
+    EXPECT_EQ(status(), "Status: Connected");
+    EXPECT_EQ(text("versionLabel").stringValue(), "Tolvin");
+}
+
+TEST_F(LifecycleTest, AnExceptionLeavesTheFinalStepsToRun) {
+    load();
+    runFor(2);
+    for (const char* tool : {"launchctl", "killall"}) {
+        machine->setTool(tool, [](auto&) -> ToolResult { throw NSException("Name", "reason %@"); });
+    }
+    for (const char* method : {"setupClient", "stopClient"}) {
+        if (method == std::string("stopClient")) {
+            writeJobFile();
+            clientSays("Connected");
+        }
+        machine->clearConsole();
+        toggle();
+        runFor(30);
+        const auto lines = machine->consoleLines();
+        const auto line = "Exception in -[Tessaline_Network_ClientPref " + std::string(method) +
+                          "]. Name - reason %@.";
+        EXPECT_NE(std::find(lines.begin(), lines.end(), line), lines.end()) << method;
+        EXPECT_TRUE(masterSwitch().isEnabled());
+        EXPECT_EQ(control<NSProgressIndicator>("statusSpinner").valueForKey("value"),
+                  PropertyList(false));
+    }
+}
+
+} // namespace

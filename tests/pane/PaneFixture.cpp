@@ -1,0 +1,78 @@
+#include "pane/PaneFixture.h"
+
+#include "Foundation/NSRunLoop.h"
+#include "pane/Tolvin.h"
+#include "Shared/QVAuthorization.h"
+
+#include <filesystem>
+#include <fstream>
+
+PaneTest::PaneTest() {
+    Machine::install(machine);
+    NSApplication::sharedApplication();
+    NSDistributedNotificationCenter::defaultCenter().reset();
+    QVAuthorization::sharedController().authEnd();
+    machine->installClient("1.0");
+    machine->setTool("system_profiler", [](auto&) {
+        return ToolResult{.output = xmlDataFromPropertyList(NSArray{NSDictionary{
+                              {"_dataType", "SPNetworkDataType"}, {"_items", NSArray()}}})};
+    });
+}
+
+PaneTest::~PaneTest() {
+    pane = nullptr;
+    runUntilIdle();
+    EXPECT_EQ(NSThread::running(), 0U) << "a thread outlives its pane";
+    NSDistributedNotificationCenter::defaultCenter().reset();
+    Machine::install(nullptr);
+}
+
+void PaneTest::load() {
+    pane = makeForMainThread<Tessaline_Network_ClientPref>();
+    pane->loadMainView(SOURCE_DIRECTORY "/pane/Resources/Tessaline_Network_ClientPref.ui");
+    pane->mainViewDidLoad();
+}
+
+void PaneTest::runFor(double seconds) {
+    NSRunLoop::mainRunLoop().runUntil([] { return false; },
+                                      clock->now() + durationOfSeconds(seconds));
+}
+
+void PaneTest::runUntilIdle() {
+    NSRunLoop::mainRunLoop().runUntil([] { return NSThread::running() == 0; },
+                                      clock->now() + std::chrono::minutes(5));
+    NSThread::waitForAll(5); // the last one may still be on its last instructions
+}
+
+void PaneTest::toggle() { masterSwitch().accessibilityPerformPress(); }
+
+void PaneTest::clientSays(const std::string& status) {
+    NSDistributedNotificationCenter::defaultCenter().postNotification(
+        {.name = Tolvin::statusUpdate, .object = {}, .userInfo = NSDictionary{{"status", status}}});
+    runFor(0.001);
+}
+
+void PaneTest::writeSettings(const std::string& file, const NSDictionary& settings) {
+    ASSERT_TRUE(writeDictionaryToFile(settings, machine->preferences(file)));
+}
+
+NSDictionary PaneTest::settings(const std::string& file) {
+    return dictionaryWithContentsOfFile(machine->preferences(file)).value_or(NSDictionary());
+}
+
+void PaneTest::writeJobFile() {
+    std::filesystem::create_directories(machine->root() + "/Library/LaunchAgents");
+    ASSERT_TRUE(writeDictionaryToFile({{"Label", "com.quorvane.Tolvin"}}, machine->jobFile()));
+}
+
+void PaneTest::listen() {
+    for (const auto& name :
+         {Tolvin::currentStatus, Tolvin::disconnect, Tolvin::relaunch, Tolvin::menuBarIconShow,
+          Tolvin::menuBarIconHide, Tolvin::maintenanceEnable, Tolvin::maintenanceDisable}) {
+        NSDistributedNotificationCenter::defaultCenter().addObserver(
+            listener, name, [this](const NSNotification& notification) {
+                heard.push_back(notification.name.substr(2) + "@" +
+                                std::to_string(static_cast<int>(clock->seconds())));
+            });
+    }
+}

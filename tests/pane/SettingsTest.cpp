@@ -1,0 +1,252 @@
+#include "Foundation/NSFileManager.h"
+#include "pane/PaneFixture.h"
+
+#include <filesystem>
+
+namespace {
+
+const std::string clientFile = "com.quorvane.Tolvin.plist";
+const std::string globalFile = "com.quorvane.global.plist";
+
+class SettingsTest : public PaneTest {
+protected:
+    SettingsTest() { writeJobFile(); } // the client's checkboxes can be used
+
+    /// Loads a pane on one value under every key, and tells how the controls come up: the four
+    /// client checkboxes, the two network ones, the port.
+    std::string controlsFor(const std::optional<PropertyList>& value) {
+        NSDictionary client, global;
+        if (value) {
+            for (const char* key :
+                 {"autoUpdateCheck", "showMenuBarIcon", "customPort", "enableMaintenanceRequests",
+                  "customPortSet", "disableBonjour"}) {
+                client.setObject(*value, key);
+            }
+            global.setObject(*value, "SUCheckAtStartup");
+        }
+        writeSettings(clientFile, client);
+        writeSettings(globalFile, global);
+        return loadedControls();
+    }
+    std::string loadedControls() {
+        load();
+        std::string result;
+        for (const char* name :
+             {"autoUpdateCheck", "showMenuBarIconCheck", "enableMaintenanceCheck",
+              "preventUpdateDialogsCheck", "networkCustomPortCheck", "networkDisableBonjour"}) {
+            result += std::to_string(check(name).state());
+        }
+        result += " " + text("networkCustomPortText").stringValue();
+        pane = nullptr;
+        runUntilIdle();
+        return result;
+    }
+    void writeBytes(const std::string& file, const std::string& bytes) {
+        ASSERT_EQ(writeFileAtomically(bytes, machine->preferences(file)), std::nullopt);
+    }
+};
+
+TEST_F(SettingsTest, ControlsComeUpAsTheStoredValuesSay) {
+    const std::vector<std::pair<std::optional<PropertyList>, std::string>> cases = {
+        {std::nullopt, "111100 "},
+        {0, "000000 "},
+        {1, "111111 1"},
+        {2, "111100 2"},
+        {-1, "111100 "},
+        {true, "111111 1"},
+        {false, "000000 "},
+        {0.0, "000000 "},
+        {1.0, "111111 1"},
+        {0.5, "111100 "},
+        {8080.0, "111100 8080"},
+        {"0", "000000 "},
+        {"1", "111111 1"},
+        {"8080", "111100 8080"},
+        {"on", "111100 "},
+        {NSArray{1}, "111100 "},
+        {NSDictionary(), "111100 "},
+    };
+    for (std::size_t index = 0; index < cases.size(); ++index) {
+        EXPECT_EQ(controlsFor(cases[index].first), cases[index].second) << "case " << index;
+    }
+}
+
+TEST_F(SettingsTest, FilesThatAreNoDictionaryCountAsMissingAndEveryFormIsRead) {
+    for (const char* bytes :
+         {"", "no property list {", "<plist><array/></plist>", "bplist00garbage"}) {
+        writeBytes(clientFile, bytes);
+        writeBytes(globalFile, bytes);
+        EXPECT_EQ(loadedControls(), "111100 ") << bytes;
+    }
+    writeBytes(clientFile, "{ autoUpdateCheck = 0; customPort = \"99\"; customPortSet = 1; }");
+    EXPECT_EQ(loadedControls(), "011110 99");
+}
+
+TEST_F(SettingsTest, ASaveChangesItsKeysInTheirOrderAndNothingElse) {
+    writeSettings(clientFile, {{"zebra", NSDictionary{{"nested", NSArray{1.5, "\xE2\x82\xAC"}}}},
+                               {"lastRunVersion", "1.0"},
+                               {"big", NSInteger64{-1, true}},
+                               {"data", NSData{0, 255}},
+                               {"date", NSDate(std::chrono::seconds(1794861907))}});
+    writeSettings(globalFile, {{"SUCheckAtStartup", 0}, {"disable-logging", "0"}});
+    load();
+    text("networkCustomPortText").setStringValue("  8080abc");
+    check("preventUpdateDialogsCheck").click();
+    const auto client = settings();
+    std::vector<std::string> keys;
+    for (const auto& [key, value] : client) {
+        keys.push_back(key);
+    }
+    EXPECT_EQ(keys, (std::vector<std::string>{"zebra", "lastRunVersion", "big", "data", "date",
+                                              "autoUpdateCheck", "showMenuBarIcon",
+                                              "enableMaintenanceRequests", "customPortSet",
+                                              "customPort", "disableBonjour"}));
+    EXPECT_EQ(*client.objectForKey("customPort"), PropertyList(8080));
+    EXPECT_EQ(*client.objectForKey("big"), PropertyList(NSInteger64{-1, true}));
+    EXPECT_EQ(*client.objectForKey("data"), PropertyList(NSData{0, 255}));
+    EXPECT_EQ(settings(globalFile),
+              (NSDictionary{{"SUCheckAtStartup", 1}, {"disable-logging", "0"}}));
+}
+
+TEST_F(SettingsTest, TheGlobalFileIsNeverMadeAndALinkStaysALink) {
+    const auto real = machine->root() + "/elsewhere.plist";
+    ASSERT_TRUE(writeDictionaryToFile({{"kept", 1}}, real));
+    std::filesystem::create_symlink(real, machine->preferences(clientFile));
+    load();
+    check("networkDisableBonjour").click();
+    EXPECT_TRUE(std::filesystem::is_symlink(machine->preferences(clientFile)));
+    const auto written = dictionaryWithContentsOfFile(real);
+    EXPECT_EQ(*written->objectForKey("disableBonjour"), PropertyList(1));
+    EXPECT_EQ(*written->objectForKey("kept"), PropertyList(1));
+    EXPECT_FALSE(std::filesystem::exists(machine->preferences(globalFile)));
+    writeBytes(globalFile, "no property list {");
+    check("preventUpdateDialogsCheck").click();
+    EXPECT_EQ(contentsOfFile(machine->preferences(globalFile)), "no property list {");
+}
+
+TEST_F(SettingsTest, AFileThatCannotBeWrittenIsMovedIntoPlaceWithRights) {
+    // A folder in the file's place refuses every plain write, the superuser's too.
+    std::filesystem::create_directories(machine->preferences(clientFile) + "/in the way");
+    writeSettings(globalFile, {{"SUCheckAtStartup", 0}});
+    load();
+    check("preventUpdateDialogsCheck").click();
+    EXPECT_EQ(machine->commandLines().back(), "mv -f " + machine->homeDirectory() + "/tmp/" +
+                                                  clientFile + " " + machine->homeDirectory() +
+                                                  "/Library/Preferences");
+    EXPECT_EQ(settings(globalFile), (NSDictionary{{"SUCheckAtStartup", 1}}));
+}
+
+class InterfacesTest : public PaneTest {
+protected:
+    void reports(const std::string& output) {
+        machine->setTool("system_profiler",
+                         [output](auto&) { return ToolResult{.output = output}; });
+    }
+    static NSArray report(NSArray services) {
+        return {NSDictionary{{"_dataType", "SPNetworkDataType"}, {"_items", std::move(services)}},
+                "ignored"};
+    }
+    static NSDictionary service(const PropertyList& name, const PropertyList& address) {
+        return {{"_name", name}, {"Ethernet", NSDictionary{{"MAC Address", address}}}};
+    }
+    std::vector<std::string> titles() {
+        std::vector<std::string> result;
+        for (const auto& item :
+             control<NSPopUpButton>("networkInterfacePopUp").menu().itemArray()) {
+            result.push_back(item->title());
+        }
+        return result;
+    }
+    std::string selected() {
+        return control<NSPopUpButton>("networkInterfacePopUp").selectedItem()->title();
+    }
+};
+
+TEST_F(InterfacesTest, AReportThatCannotBeUnderstoodGivesOneLineThatSaysWhy) {
+    load();
+    const std::string exception = "Exception in -[Tessaline_Network_ClientPref networkInterfaces].";
+    const std::string parse = exception + " NSParseErrorException";
+    const std::vector<std::pair<std::string, std::string>> cases = {
+        {"caf\xC3\xA9", "Unable to get system profile data"},
+        {"", parse},
+        {"<plist><array>", parse},
+        {"<plist><dict/></plist>", "Error 1 - Invalid system profile data"},
+        {"<plist><array/></plist>", "Error 3 - Invalid system profile data"},
+        {"<plist><array><string>x</string></array></plist>",
+         "Error 3 - Invalid system profile data"},
+        {xmlDataFromPropertyList(NSArray{NSDictionary{{"_items", NSArray()}}}),
+         "Invalid system profile data format"},
+        {xmlDataFromPropertyList(
+             NSArray{NSDictionary{{"_dataType", "spnetworkdatatype"}, {"_items", NSArray()}}}),
+         "Invalid system profile data format"},
+        {xmlDataFromPropertyList(
+             NSArray{NSDictionary{{"_dataType", "SPNetworkDataType"}, {"_items", NSDictionary()}}}),
+         "Invalid system profile data format"},
+        {xmlDataFromPropertyList(report({NSDictionary{{"Ethernet", "text"}}})),
+         exception + " NSInvalidArgumentException"},
+    };
+    for (const auto& [output, line] : cases) {
+        reports(output);
+        machine->clearConsole();
+        EXPECT_EQ(pane->networkInterfaces(), std::nullopt) << output;
+        auto lines = machine->consoleLines();
+        std::erase_if(lines, [](const std::string& each) { // the log has no file in this test
+            return each.starts_with("Unable to log") || each.starts_with("Unable to open log");
+        });
+        ASSERT_EQ(lines.size(), 1U) << output;
+        EXPECT_TRUE(lines[0].starts_with(line)) << lines[0];
+    }
+}
+
+TEST_F(InterfacesTest, AReportCutShortAnywhereNeverGivesAListAndNeverMoreThanOneFailure) {
+    load();
+    const auto whole = xmlDataFromPropertyList(report({service("Ethernet", "00:11:22:33:44:55")}));
+    const auto end = whole.find("</plist>") + std::string("</plist>").size();
+    for (std::size_t length = 0; length < end; ++length) {
+        reports(whole.substr(0, length));
+        EXPECT_EQ(pane->networkInterfaces(), std::nullopt) << length;
+    }
+    reports(whole);
+    EXPECT_EQ(pane->networkInterfaces(),
+              (std::vector<NetworkInterface>{{"Ethernet", "00:11:22:33:44:55"}}));
+}
+
+TEST_F(InterfacesTest, TheMenuShowsWhatHasAnAddressAndTheLastOfTheSavedOnesIsSelected) {
+    auto named = service("Ethernet", "00:11:22:33:44:55");
+    named.setObject("en0", "interface");
+    NSArray services = {named,
+                        NSDictionary{{"_name", "no ethernet"}},
+                        NSDictionary{{"_name", "no address"}, {"Ethernet", NSDictionary()}},
+                        NSDictionary{{"Ethernet", NSDictionary{{"MAC Address", "no name"}}}},
+                        "no dictionary",
+                        service("Twin", "aa:bb:cc:dd:ee:ff"),
+                        service("Other twin", "aa:bb:cc:dd:ee:ff")};
+    reports(xmlDataFromPropertyList(report(services)));
+    writeSettings("com.quorvane.Tolvin.plist", {{"selectedMACAddress", "aa:bb:cc:dd:ee:ff"}});
+    load();
+    EXPECT_EQ(titles(), (std::vector<std::string>{"Any (recommended)", "Ethernet - en0", "Twin",
+                                                  "Other twin"}));
+    EXPECT_EQ(selected(), "Other twin");
+    writeSettings("com.quorvane.Tolvin.plist", {{"selectedMACAddress", "AA:BB:CC:DD:EE:FF"}});
+    pane->populateNetworkInterfaces();
+    EXPECT_EQ(selected(), "Any (recommended)");
+    pane->savePrefs(nullptr);
+    EXPECT_EQ(settings().objectForKey("selectedMACAddress"), nullptr);
+
+    services.erase(services.begin() + 1, services.end());
+    for (int number = 0; number < 999; ++number) {
+        services.emplace_back(service("Port " + std::to_string(number), std::to_string(number)));
+    }
+    reports(xmlDataFromPropertyList(report(services)));
+    pane->populateNetworkInterfaces();
+    EXPECT_EQ(titles().size(), 1001U);
+}
+
+TEST_F(InterfacesTest, AProfilerThatHangsIsEndedAfterTenSeconds) {
+    machine->setTool("system_profiler", [](auto&) { return ToolResult{.seconds = 60}; });
+    load();
+    EXPECT_EQ(clock->seconds(), 10);
+    EXPECT_EQ(titles(), (std::vector<std::string>{"Any (recommended)"}));
+}
+
+} // namespace

@@ -1,0 +1,154 @@
+#include "pane/SimulatedLogin.h"
+
+#include "Foundation/NSDistributedNotificationCenter.h"
+#include "Foundation/NSPropertyList.h"
+#include "Foundation/NSThread.h"
+#include "pane/Tolvin.h"
+
+#include <filesystem>
+#include <fstream>
+
+void Schedule::start() {
+    NSThread::detachNewThread([this] { run(); });
+}
+
+void Schedule::after(double seconds, std::function<void()> event) {
+    std::lock_guard lock(mutex);
+    events.emplace(clock.now() + durationOfSeconds(seconds), std::move(event));
+    changed.notifyAll();
+}
+
+void Schedule::stop() {
+    std::lock_guard lock(mutex);
+    stopped = true;
+    changed.notifyAll();
+}
+
+void Schedule::run() {
+    std::unique_lock lock(mutex);
+    while (!stopped) {
+        const auto first = events.empty() ? Clock::Deadline() : events.begin()->first;
+        if (first && *first <= clock.now()) {
+            auto event = std::move(events.begin()->second);
+            events.erase(events.begin());
+            lock.unlock();
+            performOnMainThread(event, true);
+            lock.lock();
+            continue;
+        }
+        const auto count = events.size();
+        changed.wait(
+            lock, [&] { return stopped || events.size() != count; }, first);
+    }
+}
+
+SimulatedLogin::SimulatedLogin(SimulatedMachine& machine, Schedule& schedule, unsigned seed)
+    : machine(machine), schedule(schedule), random(seed) {}
+
+bool SimulatedLogin::chance(double probability) { return upTo(1) < probability; }
+
+double SimulatedLogin::upTo(double seconds) {
+    std::lock_guard lock(mutex);
+    return std::uniform_real_distribution<>(0, seconds)(random);
+}
+
+void SimulatedLogin::prepare() {
+    if (!chance(0.9)) {
+        std::filesystem::remove_all(machine.root() + "/Applications/Tolvin.app");
+    }
+    const auto agents = machine.root() + "/Library/LaunchAgents";
+    if (chance(0.1)) {
+        std::ofstream{agents} << "in the way"; // no job file can be written here
+    } else if (chance(0.4)) {
+        std::filesystem::create_directories(agents);
+        std::ofstream{machine.jobFile()} << "{ Label = x; }";
+        jobLoaded = true;
+        startClient();
+    }
+    if (chance(0.5)) {
+        const char* versions[] = {"1.0", "0.9"};
+        writeDictionaryToFile({{"lastRunVersion", versions[below(2)]}},
+                              machine.preferences(Tolvin::settingsFile));
+    }
+    silent = chance(0.2);
+    machine.setTool("launchctl", [this](const auto& arguments) { return launchctl(arguments); });
+    machine.setTool("killall", [this](auto&) {
+        schedule.after(0, [this] { endClient(true); });
+        return ToolResult{.seconds = upTo(0.2)};
+    });
+    machine.setTool("Tolvin", [this](auto&) {
+        schedule.after(0, [this] { startClient(); });
+        return ToolResult{.seconds = 1000};
+    });
+    for (const auto& name : {Tolvin::currentStatus, Tolvin::disconnect, Tolvin::relaunch}) {
+        NSDistributedNotificationCenter::defaultCenter().addObserver(
+            client, name, [this, name](const NSNotification&) { hear(name); });
+    }
+}
+
+ToolResult SimulatedLogin::launchctl(const std::vector<std::string>& arguments) {
+    const bool load = arguments[0] == "load";
+    if (load && std::filesystem::exists(arguments[1])) {
+        jobLoaded = true;
+        if (chance(0.8)) {
+            schedule.after(upTo(chance(0.8) ? 1 : 25), [this] { startClient(); });
+        }
+    } else if (!load) {
+        jobLoaded = false;
+        schedule.after(0, [this] { endClient(false); });
+    }
+    return {.seconds = chance(0.1) ? upTo(15) : upTo(0.3), .status = below(2)};
+}
+
+void SimulatedLogin::startClient() {
+    if (!machine.clientRuns.exchange(true)) {
+        ++generation;
+        say("Connected", upTo(2));
+        if (!calm && chance(0.3)) {
+            schedule.after(upTo(30), [this] { endClient(true); });
+        }
+    }
+}
+
+void SimulatedLogin::endClient(bool crashed) {
+    if (machine.clientRuns.exchange(false)) {
+        ++generation;
+        if (crashed && jobLoaded) {
+            schedule.after(10, [this] {
+                if (jobLoaded) {
+                    startClient();
+                }
+            });
+        }
+    }
+}
+
+void SimulatedLogin::say(const std::string& status, double afterSeconds) {
+    if (silent && !calm) {
+        return;
+    }
+    schedule.after(afterSeconds, [this, status, speaker = generation.load()] {
+        if (machine.clientRuns && generation == speaker) {
+            NSDistributedNotificationCenter::defaultCenter().postNotification(
+                {.name = Tolvin::statusUpdate,
+                 .object = {},
+                 .userInfo = NSDictionary{{"status", status}}});
+        }
+    });
+}
+
+void SimulatedLogin::hear(const std::string& name) {
+    if (!machine.clientRuns) {
+        return;
+    }
+    if (name == Tolvin::disconnect) {
+        say("Disconnected", upTo(1));
+    } else if (name == Tolvin::relaunch) {
+        say("Relaunching...", 0.1);
+        say("Connected", 0.1 + upTo(3));
+    } else if (!calm && chance(0.2)) {
+        say(chance(0.5) ? "Disconnected" : "Busy: 3 %@ %d", upTo(12));
+    } else {
+        say("Connected", calm ? 0.1 : upTo(chance(0.9) ? 1 : 14));
+    }
+}

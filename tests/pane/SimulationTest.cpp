@@ -1,0 +1,175 @@
+#include "pane/PaneFixture.h"
+#include "pane/SimulatedLogin.h"
+#include "Shared/QVAuthorization.h"
+
+#include <cstdlib>
+#include <filesystem>
+#include <QApplication>
+#include <QMessageBox>
+#include <QPushButton>
+#include <thread>
+
+namespace {
+
+/// Refuses or grants late, as a person at a password dialog does.
+class MachineWithDialog : public SimulatedMachine {
+public:
+    using SimulatedMachine::SimulatedMachine;
+
+    AuthorizationMode authorizationMode() const override {
+        if (!NSThread::isMainThread() && login != nullptr) {
+            NSThread::sleepForTimeInterval(login->upTo(6));
+            return login->chance(0.7) ? AuthorizationMode::grant : AuthorizationMode::deny;
+        }
+        return AuthorizationMode::grant;
+    }
+    SimulatedLogin* login = nullptr;
+};
+
+class SimulationTest : public PaneTest {
+protected:
+    static int environment(const char* name, int otherwise) {
+        const char* value = std::getenv(name);
+        return value != nullptr ? std::atoi(value) : otherwise;
+    }
+    static std::size_t openDescriptors() {
+        return static_cast<std::size_t>(
+            std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {}));
+    }
+
+    void live(unsigned seed);
+    void scheduleUser(SimulatedLogin& login, Schedule& schedule);
+    void expectRest();
+    void expectNoTwoOperationsAtOnce();
+    static void answerSheets();
+    bool spins() {
+        return control<NSProgressIndicator>("statusSpinner").valueForKey("value") ==
+               PropertyList(true);
+    }
+    bool toggledWhileLoading = false;
+};
+
+void SimulationTest::answerSheets() {
+    for (QWidget* widget : QApplication::topLevelWidgets()) {
+        auto* box = dynamic_cast<QMessageBox*>(widget);
+        if (box != nullptr && box->isVisible() && !box->buttons().isEmpty()) {
+            box->buttons().first()->click();
+        }
+    }
+}
+
+void SimulationTest::scheduleUser(SimulatedLogin& login, Schedule& schedule) {
+    for (int count = login.below(8); count >= 0; --count) {
+        schedule.after(login.upTo(60), [this, &login] {
+            if (!pane) {
+                return;
+            }
+            switch (login.below(5)) {
+            case 0:
+                check("showMenuBarIconCheck").click();
+                break;
+            case 1:
+                check("networkDisableBonjour").click();
+                break;
+            default:
+                toggle();
+                // Nobody acts on a toggle while the pane loads, and nothing need put it back.
+                toggledWhileLoading = masterSwitch().isEnabled() && !spins();
+            }
+        });
+    }
+    if (login.chance(0.2)) {
+        schedule.after(login.upTo(60), [this] { pane = nullptr; });
+    }
+    for (int second = 1; second < 150; second += 3) {
+        schedule.after(second, answerSheets);
+    }
+}
+
+/// The commands of one operation's thread stand together: another one's never come between.
+void SimulationTest::expectNoTwoOperationsAtOnce() {
+    std::vector<int> operations;
+    for (const auto& command : machine->commands()) {
+        const bool byOperation = !command.line.starts_with("system_profiler") &&
+                                 !command.line.starts_with("Tolvin") &&
+                                 command.thread != SimulatedMachine::numberOfThisThread();
+        if (byOperation && (operations.empty() || operations.back() != command.thread)) {
+            EXPECT_EQ(std::count(operations.begin(), operations.end(), command.thread), 0)
+                << "two operations at once, at " << command.line;
+            operations.push_back(command.thread);
+        }
+    }
+}
+
+void SimulationTest::expectRest() {
+    EXPECT_FALSE(spins());
+    EXPECT_TRUE(masterSwitch().isEnabled());
+    const std::vector<std::string> down = {"Status: Disconnected", "Status: Timed out",
+                                           "Status: Not loaded", "Status: Relaunching..."};
+    const bool up = std::filesystem::is_regular_file(machine->jobFile()) &&
+                    std::find(down.begin(), down.end(), status()) == down.end();
+    // A client that went away in the middle of a relaunch leaves the switch where the user put it.
+    EXPECT_TRUE(masterSwitch().isOn() == up || status() == "Status: Relaunching..." ||
+                toggledWhileLoading)
+        << status();
+    EXPECT_EQ(check("autoUpdateCheck").isEnabled(), up);
+    EXPECT_EQ(check("enableMaintenanceCheck").isEnabled(),
+              up && check("showMenuBarIconCheck").state() == 1);
+}
+
+void SimulationTest::live(unsigned seed) {
+    TemporaryDirectory disk("/dev/shm");
+    clock = std::make_shared<VirtualClock>();
+    const auto withDialog = std::make_shared<MachineWithDialog>(disk.path(), clock);
+    machine = withDialog;
+    Machine::install(machine);
+    NSDistributedNotificationCenter::defaultCenter().reset();
+    QVAuthorization::sharedController().authEnd();
+    machine->installClient("1.0");
+    Schedule schedule(*clock);
+    SimulatedLogin login(*machine, schedule, seed);
+    withDialog->login = &login;
+    toggledWhileLoading = false;
+    schedule.start();
+    login.prepare();
+    load();
+    scheduleUser(login, schedule);
+    runFor(65);
+    login.calmDown();
+    runFor(85);
+    expectNoTwoOperationsAtOnce();
+    for (int tries = 0; tries < 1000 && NSThread::running() > 1; ++tries) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1)); // for its last instructions
+    }
+    EXPECT_EQ(NSThread::running(), 1U) << "only the schedule's own thread";
+    if (pane) {
+        expectRest();
+    }
+    const std::weak_ptr<Tessaline_Network_ClientPref> weak = pane;
+    pane = nullptr;
+    schedule.stop();
+    runUntilIdle();
+    EXPECT_TRUE(weak.expired());
+    withDialog->login = nullptr;
+}
+
+TEST_F(SimulationTest, WhateverHappensThePaneComesToRestInAgreementWithTheClient) {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    const int usual = 300;
+#else
+    const int usual = 10000;
+#endif
+    const int first = environment("TESSALINE_SEED", 1);
+    const int count = std::getenv("TESSALINE_SEED") ? 1 : environment("TESSALINE_SCHEDULES", usual);
+    std::size_t descriptors = 0;
+    for (int seed = first; seed < first + count; ++seed) {
+        live(static_cast<unsigned>(seed));
+        ASSERT_FALSE(HasFailure()) << "replay with TESSALINE_SEED=" << seed;
+        if (seed == first + count / 2) { // by then, whatever is opened once is open
+            descriptors = openDescriptors();
+        }
+    }
+    EXPECT_EQ(openDescriptors(), descriptors);
+}
+
+} // namespace
