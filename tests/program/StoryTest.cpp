@@ -1,0 +1,145 @@
+// The whole program: a real window on a virtual screen, a real bus, the real client under each of
+// the job managers, as an ordinary user and as the superuser.
+#include "support/TemporaryDirectory.h"
+#include "support/UserManager.h"
+
+#include <filesystem>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <iterator>
+#include <unistd.h>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+const std::string scripts = SOURCE_DIRECTORY "/scripts/";
+
+std::string contentOf(const fs::path& path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+/// Runs a shell's command line; its output, errors included, goes into a file.
+int shell(const std::string& line, const std::string& output) {
+    return runCommand({"bash", "-c", "exec >" + output + " 2>&1; " + line});
+}
+
+std::string inSession(const std::string& root, const std::string& command) {
+    return scripts + "with-session --headless " + scripts + "with-login " BINARY_DIRECTORY " " +
+           root + " " + command;
+}
+
+std::vector<std::string> processesThatMention(const std::string& folder) {
+    std::vector<std::string> found;
+    for (const auto& entry : fs::directory_iterator("/proc")) {
+        std::error_code gone;
+        const auto executable = fs::read_symlink(entry.path() / "exe", gone).string();
+        const auto commandLine = contentOf(entry.path() / "cmdline");
+        if (executable.starts_with(folder) || commandLine.find(folder) != std::string::npos) {
+            found.push_back(entry.path().filename().string() + " " + executable);
+        }
+    }
+    return found;
+}
+
+struct Teller {
+    const char* name;
+    bool ordinaryUser;
+    bool userManager;
+};
+void PrintTo(const Teller& teller, std::ostream* out) { *out << teller.name; }
+
+class StoryTest : public testing::TestWithParam<Teller> {
+protected:
+    void SetUp() override {
+        if (!GetParam().ordinaryUser) {
+            return;
+        }
+        if (geteuid() != 0) {
+            GTEST_SKIP() << "Only the superuser can make another user.";
+        }
+        user = std::make_unique<TestUser>("story");
+        if (!user->run([] { EXPECT_EQ(access(BINARY_DIRECTORY "/bin/Preferences", X_OK), 0); })) {
+            GTEST_SKIP() << "Another user cannot reach " BINARY_DIRECTORY ".";
+        }
+        if (GetParam().userManager) {
+            manager = std::make_unique<UserManager>(*user);
+            if (!manager->isRunning()) {
+                GTEST_SKIP() << "No user manager can run here.";
+            }
+        }
+        [[maybe_unused]] const int given = chown(folder.path().c_str(), user->id(), gid_t(-1));
+    }
+
+    /// As the test's user, with the user manager's or no runtime folder.
+    bool run(const std::function<void()>& work) {
+        const auto prepared = [&] {
+            if (manager) {
+                setenv("XDG_RUNTIME_DIR", manager->runtimeDirectory().c_str(), 1);
+            } else {
+                unsetenv("XDG_RUNTIME_DIR");
+            }
+            work();
+        };
+        if (user) {
+            return user->run(prepared);
+        }
+        prepared();
+        return !HasFailure();
+    }
+
+    TemporaryDirectory folder;
+    const std::string root = folder.path() + "/disk";
+    const std::string output = folder.path() + "/output";
+    std::unique_ptr<TestUser> user;
+    std::unique_ptr<UserManager> manager;
+};
+
+} // namespace
+
+TEST_P(StoryTest, TheSwitchBringsTheClientAndTakesItAway) {
+    EXPECT_TRUE(run([&] {
+        ASSERT_EQ(shell(scripts + "make-sandbox " BINARY_DIRECTORY " " + root, output), 0);
+        EXPECT_EQ(shell(inSession(root, scripts + "story " BINARY_DIRECTORY " " + root + " " +
+                                            folder.path()),
+                        output),
+                  0);
+    })) << contentOf(output);
+
+    const std::string told = contentOf(output);
+    std::size_t place = 0;
+    for (const char* line : {"The pane is open:", "masterSwitch = 0", "The switch is turned on:",
+                             "Status: Connected", "masterSwitch = 1", "client: process",
+                             "The switch is turned off:", "Status: Not loaded"}) {
+        place = told.find(line, place);
+        ASSERT_NE(place, std::string::npos) << line << " is missing, or too early, in:\n" << told;
+    }
+    EXPECT_NE(contentOf(folder.path() + "/pane-on.png"),
+              contentOf(folder.path() + "/pane-off.png"));
+    EXPECT_TRUE(fs::is_empty(root + "/Library/LaunchAgents"));
+    EXPECT_EQ(processesThatMention(folder.path()), std::vector<std::string>());
+}
+
+TEST_P(StoryTest, AWindowClosedWhileOnLeavesTheJobForTheNextLoginAndNothingElse) {
+    const std::string first = folder.path() + "/first", second = folder.path() + "/second";
+    std::ofstream(first)
+        << "sleep 2\npress masterSwitch\nwait statusLabel \"Status: Connected\" 30\n";
+    std::ofstream(second) << "wait statusLabel \"Status: Connected\" 30\nshow masterSwitch\n";
+    const std::string host = BINARY_DIRECTORY "/bin/Preferences --root " + root + " --script ";
+    EXPECT_TRUE(run([&] {
+        ASSERT_EQ(shell(scripts + "make-sandbox " BINARY_DIRECTORY " " + root, output), 0);
+        EXPECT_EQ(shell(inSession(root, host + first), output), 0);
+        EXPECT_EQ(processesThatMention(root + "/"), std::vector<std::string>());
+        EXPECT_TRUE(fs::exists(root + "/Library/LaunchAgents/com.quorvane.Tolvin.plist"));
+        EXPECT_EQ(shell(inSession(root, host + second), output), 0);
+    })) << contentOf(output);
+    EXPECT_NE(contentOf(output).find("masterSwitch = 1 (enabled)"), std::string::npos)
+        << contentOf(output);
+}
+
+INSTANTIATE_TEST_SUITE_P(Tellers, StoryTest,
+                         testing::Values(Teller{"Superuser", false, false},
+                                         Teller{"UserWithTheSupervisor", true, false},
+                                         Teller{"UserWithSystemd", true, true}),
+                         [](const auto& test) { return std::string(test.param.name); });
