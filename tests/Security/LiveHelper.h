@@ -7,21 +7,10 @@
 #include "Security/Authorization.h"
 #include "Security/AuthorizationProtocol.h"
 
-#include <fcntl.h>
-#include <memory>
 #include <poll.h>
-#include <string>
 #include <sys/socket.h>
 #include <sys/syscall.h>
 #include <unistd.h>
-#include <utility>
-#include <vector>
-
-inline std::pair<FileDescriptor, FileDescriptor> socketPair() {
-    int ends[2] = {-1, -1};
-    socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends);
-    return {FileDescriptor(ends[0]), FileDescriptor(ends[1])};
-}
 
 /// Whether the process is gone within ten seconds of real time.
 inline bool ends(pid_t process) {
@@ -30,35 +19,34 @@ inline bool ends(pid_t process) {
     return !life || poll(&awaited, 1, 10'000) == 1;
 }
 
-class LiveHelper {
-public:
-    explicit LiveHelper(std::pair<FileDescriptor, FileDescriptor> pair = socketPair())
-        : socket(std::move(pair.first)) {
+struct SocketPair {
+    SocketPair() {
+        int ends[2] = {-1, -1};
+        socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends);
+        ours.reset(ends[0]);
+        theirs.reset(ends[1]);
+    }
+    FileDescriptor ours, theirs;
+};
+
+struct LiveHelper {
+    explicit LiveHelper(SocketPair pair = {}) : socket(std::move(pair.ours)) {
         process = Machine::current().launch({.launchPath = TOOLS_DIRECTORY "/authorization-helper",
-                                             .arguments = {},
-                                             .standardOutput = pair.second.get(),
-                                             .workingDirectory = {}});
-        pair.second.reset();
+                                             .standardOutput = pair.theirs.get()});
+        pair.theirs.reset();
         isReady = AuthorizationProtocol::receiveReady(socket.get());
     }
-
     /// The answer's status; errAuthorizationInternal when the helper is gone.
     OSStatus send(const std::string& packet) const {
-        if (!AuthorizationProtocol::sendRequest(socket.get(), packet)) {
-            return errAuthorizationInternal;
-        }
+        AuthorizationProtocol::sendRequest(socket.get(), packet);
         const auto reply = AuthorizationProtocol::receiveReply(socket.get());
         return reply ? reply->status : errAuthorizationInternal;
     }
     OSStatus run(const std::string& tool, const std::vector<std::string>& arguments) const {
-        return send(*AuthorizationProtocol::encode(
-            {.wantsOutput = false, .path = tool, .arguments = arguments}));
+        return send(*AuthorizationProtocol::encode({false, tool, arguments}));
     }
-    pid_t processIdentifier() const { return process->processIdentifier(); }
 
     FileDescriptor socket;
     bool isReady = false;
-
-private:
     std::unique_ptr<LaunchedProcess> process;
 };

@@ -1,0 +1,44 @@
+// Notes every program that is started, by its path inside the sandbox, with "sudo" before those
+// that run with administrator rights, and waits for it, so that what it did can be looked at.
+#pragma once
+
+#include "support/TestMachine.h"
+
+#include <unistd.h>
+
+class RecordingMachine : public TestMachine {
+public:
+    using TestMachine::TestMachine;
+
+    std::unique_ptr<LaunchedProcess> launch(const LaunchRequest& request) override {
+        // A privileged tool has nobody's input; the others have this process's own.
+        std::string line = request.standardInput > STDIN_FILENO ? "sudo " : "";
+        line +=
+            request.launchPath.substr(request.launchPath.starts_with(root()) ? root().size() : 0);
+        for (const auto& argument : request.arguments) {
+            line += " " + argument;
+        }
+        {
+            const std::lock_guard lock(mutex);
+            commands.push_back(line);
+        }
+        LaunchRequest actual = request;
+        actual.launchPath = runs ? request.launchPath : "/bin/true";
+        auto process = TestMachine::launch(actual);
+        if (waits) {
+            process->waitUntilExit();
+        }
+        return process;
+    }
+    /// Since the last look.
+    std::vector<std::string> launches() {
+        const std::lock_guard lock(mutex);
+        return std::exchange(commands, {});
+    }
+
+    std::atomic<bool> runs = true, waits = true;
+
+private:
+    std::mutex mutex;
+    std::vector<std::string> commands;
+};
