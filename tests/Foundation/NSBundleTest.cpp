@@ -5,6 +5,7 @@
 
 #include <dlfcn.h>
 #include <plist/plist.h>
+#include <typeinfo>
 
 namespace fs = std::filesystem;
 
@@ -29,45 +30,28 @@ TEST_F(NSBundleTest, ApplicationsAreFoundByIdentifierTheUsersFirst) {
     EXPECT_EQ(pathOf("com.quorvane.Tolvin"), "") << "no Applications folder at all";
     makeBundle("/Applications/Tolvin.app", tolvin);
     makeBundle("/Applications/A.app", {{"CFBundleIdentifier", "com.quorvane.Tolvin.other"}});
-    makeBundle("/Applications/A.folder", {{"CFBundleIdentifier", "com.quorvane.folder"}});
+    makeBundle("/Applications/A.folder", tolvin);
     makeBundle("/Applications/B.app", {{"CFBundleIdentifier", 7}});
-    fs::create_directories(machine->root() + "/Applications/C.app");
     writeFileAtomically("<plist>", makeBundle("/Applications/D.app", {}) + "/Contents/Info.plist");
     writeFileAtomically("no folder", machine->root() + "/Applications/E.app");
     EXPECT_EQ(pathOf("com.quorvane.Tolvin"), "/Applications/Tolvin.app");
-    EXPECT_EQ(pathOf("com.quorvane.folder"), "");
     EXPECT_EQ(pathOf("com.quorvane"), "");
     makeBundle("/Users/anna/Applications/Z.app", tolvin);
     EXPECT_EQ(pathOf("com.quorvane.Tolvin"), "/Users/anna/Applications/Z.app");
 }
 
-TEST_F(NSBundleTest, TellsWhatItHolds) {
-    const std::string path = makeBundle(
-        "/P.prefPane", {{"CFBundleExecutable", "P"}, {"n", 1}, {"CFBundleVersion", "2"}});
-    writeFileAtomically("x", path + "/Contents/Resources/p.ui");
-    const auto bundle = NSBundle::bundleWithPath(path);
-    ASSERT_TRUE(bundle);
-    EXPECT_EQ(bundle->executablePath(), path + "/Contents/MacOS/P");
-    EXPECT_EQ(bundle->infoString("CFBundleVersion"), "2");
-    EXPECT_FALSE(bundle->infoString("n") || bundle->infoString("missing"));
-    EXPECT_EQ(bundle->pathForResource("p.ui"), path + "/Contents/Resources/p.ui");
-    EXPECT_FALSE(bundle->pathForResource("q.ui"));
-    EXPECT_FALSE(NSBundle::bundleWithPath(path + "/Contents"));
-}
-
-TEST_F(NSBundleTest, CodeBelongsToTheBundleOfItsModule) {
-    static const int ownData = 0;
-    EXPECT_FALSE(NSBundle::bundleForCode(&ownData)) << "the test program has none";
+TEST_F(NSBundleTest, CodeBelongsToTheInnermostBundleOfItsModule) {
+    EXPECT_FALSE(NSBundle::bundleForCode(&typeid(NSBundleTest))) << "the test program has none";
     EXPECT_FALSE(NSBundle::bundleForCode(this)) << "no module at all";
     EXPECT_EQ(fs::path(NSBundle::mainExecutablePath()).filename(), "FoundationTests");
-    const std::string path = makeBundle("/Outer.app/Contents/PlugIns/In.prefPane", {{"a", "in"}});
-    makeBundle("/Outer.app", {{"a", "out"}});
+    makeBundle("/Outer.app", {{"CFBundleVersion", "outer"}});
+    const std::string path = makeBundle("/Outer.app/Contents/PlugIns/In.prefPane",
+                                        {{"CFBundleExecutable", "In"}, {"CFBundleVersion", 1}});
     fs::create_directories(path + "/Contents/MacOS");
-    const std::string module = path + "/Contents/MacOS/In";
+    fs::create_symlink(path, machine->root() + "/link");
     Dl_info library{}; // any shared library does for a module
     ASSERT_NE(dladdr(reinterpret_cast<void*>(&plist_new_dict), &library), 0);
-    fs::copy_file(library.dli_fname, module);
-    fs::create_symlink(path, machine->root() + "/link");
+    fs::copy_file(library.dli_fname, path + "/Contents/MacOS/In");
     void* const handle = dlopen((machine->root() + "/link/Contents/MacOS/In").c_str(), RTLD_NOW);
     ASSERT_TRUE(handle) << dlerror();
     void* const code = dlsym(handle, "plist_new_dict");
@@ -77,7 +61,11 @@ TEST_F(NSBundleTest, CodeBelongsToTheBundleOfItsModule) {
     dlclose(handle);
     ASSERT_TRUE(inner && outer);
     EXPECT_EQ(inner->bundlePath(), path);
-    EXPECT_EQ(outer->infoString("a"), "out");
+    EXPECT_EQ(inner->executablePath(), path + "/Contents/MacOS/In");
+    EXPECT_FALSE(inner->infoString("CFBundleVersion") || inner->infoString("missing"));
+    EXPECT_EQ(inner->pathForResource("../MacOS/In"), path + "/Contents/Resources/../MacOS/In");
+    EXPECT_FALSE(inner->pathForResource("missing.ui"));
+    EXPECT_EQ(outer->infoString("CFBundleVersion"), "outer");
 }
 
 } // namespace

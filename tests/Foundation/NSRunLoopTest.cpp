@@ -1,12 +1,12 @@
 #include "Foundation/NSRunLoop.h"
 #include "Foundation/NSException.h"
 #include "Foundation/NSOperationQueue.h"
+#include "Foundation/NSPipe.h"
 #include "Foundation/NSThread.h"
 #include "support/TestMachine.h"
 
 #include <sys/epoll.h>
 #include <sys/resource.h>
-#include <unistd.h>
 
 namespace {
 
@@ -56,14 +56,9 @@ TEST_F(NSRunLoopTest, TimersRestInTheModalPanelModeAndFireAfterIt) {
     runFor(6);
     // Late once, not three times, and then at its old pace.
     EXPECT_EQ(events, (Events{"performed@0", "poll@35", "poll@40"}));
-    poll->invalidate();
-}
-
-TEST_F(NSRunLoopTest, ATimerWhoseTargetIsGoneNeverFires) {
-    const auto poll = timer(1, "poll", true);
     target.reset();
-    runFor(3);
-    EXPECT_TRUE(events.empty());
+    runFor(20);
+    EXPECT_EQ(events.size(), 3U) << "a timer whose target is gone never fires";
     EXPECT_FALSE(poll->isValid());
 }
 
@@ -78,31 +73,24 @@ TEST_F(NSRunLoopTest, WaitingWorkFromAnotherThreadRunsInOrderAndHandsBackWhatItR
             performOnMainThread([&] { note(*exception.name()); }, true);
         }
     });
-    ASSERT_TRUE(loop.runUntil([&] { return NSThread::running() == 0; }, clock->now() + 60s));
+    // Not until the thread has ended: time may jump to the deadline before it is counted as gone.
+    ASSERT_TRUE(loop.runUntil([&] { return events.size() == 3; }, clock->now() + 60s));
     EXPECT_EQ(events, (Events{"not waited for@18", "waited for@18", "Name@18"}));
 }
 
-TEST_F(NSRunLoopTest, AnExceptionInTheLoopIsReportedAndStopsNothing) {
-    loop.performBlock([] { throw NSException("Name", "reason"); });
-    loop.performBlock([this] { note("next"); });
-    runFor(1);
-    EXPECT_EQ(events, (Events{"next@0"}));
-    EXPECT_EQ(machine->consoleLines(), (Events{"Uncaught exception: Name - reason"}));
-}
-
 TEST_F(NSRunLoopTest, ADescriptorIsServedUntilItIsRemovedEvenByItsOwnHandler) {
-    int ends[2];
-    ASSERT_EQ(pipe(ends), 0);
-    ASSERT_EQ(write(ends[1], "ab", 2), 2);
-    loop.addDescriptor(ends[0], EPOLLIN, [&](std::uint32_t) {
+    const NSPipe pipe;
+    pipe.fileHandleForWriting()->writeData("ab");
+    const int descriptor = pipe.fileHandleForReading()->fileDescriptor();
+    loop.addDescriptor(descriptor, EPOLLIN, [&](std::uint32_t) {
         note("readable");
-        loop.removeDescriptor(ends[0]);
+        loop.removeDescriptor(descriptor);
+        throw NSException("Name", "reason");
     });
     runFor(1);
     runFor(1);
     EXPECT_EQ(events, (Events{"readable@0"}));
-    close(ends[0]);
-    close(ends[1]);
+    EXPECT_EQ(machine->consoleLines(), (Events{"Uncaught exception: Name - reason"}));
 }
 
 TEST_F(NSRunLoopTest, APaneFullOfWaitersSleepsInsteadOfPolling) {
@@ -115,7 +103,7 @@ TEST_F(NSRunLoopTest, APaneFullOfWaitersSleepsInsteadOfPolling) {
     EXPECT_LE(after.ru_nvcsw - before.ru_nvcsw, 5);
 }
 
-class NSOperationQueueTest : public MachineTest {};
+using NSOperationQueueTest = MachineTest;
 
 TEST_F(NSOperationQueueTest, WhatIsAddedRunsInOrderNeverTwoAtOnceWhoeverDrains) {
     NSOperationQueue queue;

@@ -25,14 +25,6 @@ TEST(NSStringEncoding, decodesByThePlatformsNumbers) {
         {30, "\xDB", "\xE2\x82\xAC"},
         {0x94000100, {"\xAC\x20", 2}, "\xE2\x82\xAC"},
         {0x8c000100, {"\x00\x00\x20\xAC", 4}, "\xE2\x82\xAC"},
-        {5, std::string(5000, '\xE9') + "!",
-         [] {
-             std::string text;
-             for (int count = 0; count < 5000; ++count) {
-                 text += "\xC3\xA9";
-             }
-             return text + "!";
-         }()},
         {10, "", ""},
         {77, "a", std::nullopt},
     };
