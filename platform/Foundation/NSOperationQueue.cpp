@@ -27,7 +27,7 @@ struct NSOperationQueue::State {
     std::multiset<std::uint64_t> targets;
 
     bool canRun() const { return !waiting.empty() && runner == std::thread::id(); }
-    void runOne(std::unique_lock<std::mutex>& lock);
+    void runOne(std::unique_lock<std::mutex>& lock, bool isWorker);
     void work();
     void drain();
     bool add(std::function<void()> operation);
@@ -59,21 +59,31 @@ bool NSOperationQueue::State::add(std::function<void()> operation) {
     return workerSleeps && canRun();
 }
 
-void NSOperationQueue::State::runOne(std::unique_lock<std::mutex>& lock) {
+void NSOperationQueue::State::runOne(std::unique_lock<std::mutex>& lock, bool isWorker) {
     auto operation = std::move(waiting.front());
     waiting.pop_front();
     runner = std::this_thread::get_id();
+    // Whoever drains counts as busy without the queue; counted twice, no time could pass while the
+    // operation sleeps.
+    Clock& clock = *busyClock;
+    if (!isWorker) {
+        clock.threadEnds();
+    }
     lock.unlock();
     reportExceptions(operation);
     operation = nullptr;
     lock.lock();
+    if (!isWorker) {
+        clock.threadStarts();
+    }
     runner = {};
     ++finished;
     if (!targets.empty() && finished >= *targets.begin()) {
         progress.notifyAll();
     }
-    if (waiting.empty() && busyClock != nullptr) {
-        std::exchange(busyClock, nullptr)->threadEnds();
+    if (waiting.empty()) {
+        busyClock = nullptr;
+        clock.threadEnds();
     }
 }
 
@@ -81,7 +91,7 @@ void NSOperationQueue::State::work() {
     std::unique_lock lock(mutex);
     for (;;) {
         while (canRun()) {
-            runOne(lock);
+            runOne(lock, true);
         }
         if (ending && waiting.empty()) {
             return;
@@ -100,7 +110,7 @@ void NSOperationQueue::State::drain() {
     const auto target = added;
     while (finished < target) {
         if (canRun()) {
-            runOne(lock);
+            runOne(lock, false);
         } else {
             const auto entry = targets.insert(target);
             progress.wait(lock, [&] { return finished >= target; });
