@@ -343,13 +343,17 @@ void NSDistributedNotificationCenter::State::disconnect() {
 /// Waits, though not for ever, until everything posted has left this process. What comes meanwhile
 /// is not for anybody any more.
 void NSDistributedNotificationCenter::State::flush() {
-    for (int tries = 0; bus && tries < flushTries && (firstPosted() || bus->hasUnsent());) {
+    int tries = 0;
+    while (bus && tries < flushTries && (firstPosted() || bus->hasUnsent())) {
         received.clear();
         read();
         send();
         if (bus && !bus->waitForBus(flushWait)) {
             ++tries;
         }
+    }
+    if (bus && tries < flushTries) {
+        bus->settle();
     }
 }
 

@@ -208,6 +208,14 @@ bool NotificationBus::waitForBus(std::uint64_t milliseconds) {
     return unread > 0 || sd_bus_wait(bus, milliseconds * 1000) != 0;
 }
 
+void NotificationBus::settle() {
+    if (isReady()) {
+        sd_bus_set_method_call_timeout(bus, 1'000'000);
+        sd_bus_call_method(bus, "org.freedesktop.DBus", "/org/freedesktop/DBus",
+                           "org.freedesktop.DBus.Peer", "Ping", nullptr, nullptr, nullptr);
+    }
+}
+
 int NotificationBus::fileDescriptor() const { return sd_bus_get_fd(bus); }
 
 std::optional<std::uint32_t> NotificationBus::events() const {

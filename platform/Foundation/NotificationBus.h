@@ -13,7 +13,7 @@
 struct sd_bus;
 
 /// One connection, from joining to the moment it is lost. Nothing here waits for the bus, except
-/// waitForBus(). Main thread only; the static functions may be called from any thread.
+/// waitForBus() and settle(). Main thread only; the static functions may be called from any thread.
 class NotificationBus {
 public:
     /// What a notification may weigh: its texts together, and the entries of its user info. Larger
@@ -52,6 +52,11 @@ public:
     bool hasUnsent() const;
     /// Waits in real time until process() has something to do. False when the time has run out.
     bool waitForBus(std::uint64_t milliseconds);
+
+    /// Waits, for a second at most, until the bus has taken everything that has left this process:
+    /// it drops what it has not read yet of a connection that is closed before its end has read
+    /// all.
+    void settle();
 
     int fileDescriptor() const;
     /// What to watch the descriptor for, as epoll has it. None once the connection is lost.
