@@ -45,8 +45,6 @@ private:
 TEST_F(AuthorizationHelperTest, ServesTheProcessThatStartedIt) {
     const LiveHelper helper;
     ASSERT_TRUE(helper.isReady);
-    EXPECT_EQ(helper.run("/bin/true", {}), errAuthorizationSuccess);
-    EXPECT_EQ(helper.run("/no/such/tool", {}), errAuthorizationToolExecuteFailure);
     EXPECT_EQ(helper.run(directory.path(), {}), errAuthorizationToolExecuteFailure);
     EXPECT_EQ(helper.send("1-true\0"), errAuthorizationInvalidSet);
     EXPECT_EQ(helper.send(std::string(AuthorizationProtocol::maximumRequest + 1, '/')),

@@ -87,15 +87,6 @@ TEST_F(AuthorizationTest, ChecksWhatItIsGiven) {
     EXPECT_EQ(execute("/bin/true", {}), errAuthorizationInvalidRef);
 }
 
-TEST_F(AuthorizationTest, GrantRunsToolsAsThisUserAndDenyRefuses) {
-    machine->authorization = AuthorizationMode::deny;
-    EXPECT_EQ(copyRights(), errAuthorizationDenied);
-    machine->authorization = AuthorizationMode::grant;
-    EXPECT_EQ(copyRights(), errAuthorizationSuccess);
-    EXPECT_EQ(outputOf("/bin/echo", {"two  blanks", "\xff"}), "two  blanks \xff\n");
-    EXPECT_EQ(execute("/no/such/tool", {}), errAuthorizationToolExecuteFailure);
-}
-
 TEST_F(AuthorizationTest, TellsARefusalFromADismissedDialog) {
     const std::pair<const char*, OSStatus> answers[] = {
         {"exit 126", errAuthorizationCanceled},

@@ -294,12 +294,9 @@ TEST_F(LaunchctlTest, RefusesFilesThatOthersCouldHaveWrittenAndFilesThatAreNoJob
         ASSERT_EQ(chown(path.c_str(), 0, gid_t(-1)), 0);
     }
     const std::pair<NSDictionary, std::string> cases[] = {
-        {{{"Label", ""}}, "\"Label\" is missing"},
         {{{"Label", 7}}, "\"Label\" must be a string"},
         {{{"Label", std::string(300, 'x')}}, "is too long"},
-        {{{"Program", "true"}}, "\"Program\" must be an absolute path"},
         {{{"ProgramArguments", "-v"}}, "\"ProgramArguments\" must be an array of strings"},
-        {{{"RunAtLoad", "yes"}}, "\"RunAtLoad\" must be true or false"},
         {{{"KeepAlive", NSDictionary{{"NetworkState", true}}}}, "is not supported"},
         {{{"ExitTimeOut", 0}}, "\"ExitTimeOut\" must be a number of seconds"},
         {{{"Disabled", true}}, "the job is disabled"},

@@ -89,14 +89,14 @@ TEST_F(SystemProfilerTest, ListsWhatTheMachineHasAndNothingElse) {
     const auto text = report();
     EXPECT_TRUE(std::all_of(text.begin(), text.end(), [](char byte) { return byte > 0; })) << text;
     const auto found = interfacesIn(text);
-    EXPECT_EQ(found.at("b0"), std::pair(std::string("02:00:00:00:00:0a"), std::string("Bridge")));
-    EXPECT_EQ(found.at("v0"),
-              std::pair(std::string("02:00:00:00:00:0b"), std::string("Virtual Ethernet")));
-    std::string names;
-    for (const auto& [name, rest] : found) {
-        names += name + " ";
+    std::string all;
+    for (const auto& [interface, entry] : found) {
+        // What is not set above comes from chance.
+        all += interface + (entry.first.starts_with("02:00:00:00:00:") ? " " + entry.first : "") +
+               " " + entry.second + "|";
     }
-    EXPECT_EQ(names, "b0 n?? nü v0 v1 ");
+    EXPECT_EQ(all, "b0 02:00:00:00:00:0a Bridge|n?? Virtual|nü Virtual|v0 02:00:00:00:00:0b "
+                   "Virtual Ethernet|v1 Virtual Ethernet|");
 }
 
 TEST_F(SystemProfilerTest, TakesTheNamesThatNetworkManagerHasAndDoesNotWaitForThem) {
@@ -133,32 +133,14 @@ TEST(SystemProfiler, SaysWhatItWasAskedForWrongly) {
         {"-xml -detail", "unknown option \"-detail\"", 1},
         {"SPNetworkDataType -xml >/dev/full", "could not be written", 1},
         {"SPPowerDataType -xml", "<array/>", 0},
-        {"SPPowerDataType SPNetworkDataType -xml", "SPNetworkDataType", 0},
         {"-xml", "SPNetworkDataType", 0},
         {"-listDataTypes", "SPNetworkDataType\n", 0},
-        {"--help", "usage: system_profiler", 0},
     };
     for (const auto& each : cases) {
         const auto [status, text] = shell("(" + tool + each.arguments + ") 2>&1");
         EXPECT_EQ(status, each.status) << each.arguments;
         EXPECT_NE(text.find(each.text), std::string::npos) << each.arguments << text;
     }
-}
-
-TEST(Chown, ReadsWheelAsTheSuperusersGroup) {
-    const TemporaryDirectory folder;
-    const auto path = folder.path() + "/-a b:wheel";
-    std::ofstream(path) << "";
-    const bool isSuperuser = chown(path.c_str(), 12345, 12345) == 0;
-    const auto run = [&path](const std::string& owner) {
-        return shell(TOOLS_DIRECTORY "/chown -- " + owner + " '" + path + "' 2>/dev/null").first;
-    };
-    // Nobody but the superuser may give a file away.
-    EXPECT_EQ(run("root:wheel") == 0, isSuperuser);
-    struct stat status {};
-    stat(path.c_str(), &status);
-    EXPECT_EQ(status.st_uid + status.st_gid == 0, isSuperuser);
-    EXPECT_NE(run("root:no-such-group"), 0);
 }
 
 } // namespace
