@@ -196,17 +196,6 @@ TEST_F(QVLaunchdTest, RemovesAJob) {
     }
 }
 
-TEST_F(QVLaunchdTest, TheConvenienceFormsHonourTheirUser) {
-    const auto file = recorder->homeDirectory() + "/Library/LaunchAgents/" + label + ".plist";
-    EXPECT_EQ(seenDuring(file,
-                         [&] {
-                             EXPECT_TRUE(QVLaunchd::startLaunchAgent(label, settings, true));
-                             QVLaunchd::removeLaunchAgent(label, true);
-                             EXPECT_FALSE(fs::exists(file));
-                         }),
-              mode + load + stop);
-}
-
 // The whole way as an ordinary user: polkit, the privileged helper, chown, launchctl.
 TEST(QVLaunchdSystemTest, AJobFileBecomesTheSuperusersAndTheJobRunsForTheUser) {
     const TestUser user("user");

@@ -2,11 +2,9 @@
 #include "support/TemporaryDirectory.h"
 #include "support/TestUser.h"
 
-#include <array>
 #include <csignal>
 #include <fcntl.h>
 #include <fstream>
-#include <future>
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <sys/socket.h>
@@ -245,20 +243,6 @@ TEST_F(LaunchctlTest, AKilledSupervisorTakesItsJobAlongAndLeavesNoJobBehind) {
     EXPECT_EQ(launchctl("list"), nothing);
     EXPECT_TRUE(says("load " + job.path, 0, ""));
     EXPECT_NE(job.process(), process);
-    EXPECT_TRUE(says("unload " + job.path, 0, ""));
-}
-
-TEST_F(LaunchctlTest, OfManyLoadsAtOnceOneSucceeds) {
-    const TalkingJob job;
-    std::array<std::future<std::string>, 8> loads;
-    for (auto& load : loads) {
-        load = std::async(std::launch::async, launchctl, "load " + job.path);
-    }
-    EXPECT_EQ(std::count_if(loads.begin(), loads.end(),
-                            [](auto& load) { return load.get().starts_with("0"); }),
-              1);
-    job.line();
-    EXPECT_TRUE(job.isSilent());
     EXPECT_TRUE(says("unload " + job.path, 0, ""));
 }
 
