@@ -10,8 +10,8 @@
 #include <sys/prctl.h>
 #include <unistd.h>
 
-/// How long it takes to connect to nothing: long enough to be seen.
-static constexpr double connectingTime = 0.5;
+/// Seconds that it takes to connect to nothing: long enough for the status to show.
+static constexpr double connectingTime = 0.1;
 
 static NSDistributedNotificationCenter& centre() {
     return NSDistributedNotificationCenter::defaultCenter();
