@@ -120,11 +120,11 @@ TEST_F(LifecycleTest, AClientOfAnotherVersionIsRelaunchedOnlyWhereItsJobIs) {
              {9, true, true, false, "1.0"}, // no text: as if it were missing
              {"0.9", true, false, true, "0.9"},
          }) {
-        NSDictionary stored = {{"kept", 1}};
+        NSDictionary before = {{"kept", 1}};
         if (each.last) {
-            stored.setObject(*each.last, "lastRunVersion");
+            before.setObject(*each.last, "lastRunVersion");
         }
-        writeSettings("com.quorvane.Tolvin.plist", stored);
+        writeSettings("com.quorvane.Tolvin.plist", before);
         std::filesystem::remove(machine->jobFile());
         std::filesystem::remove_all(machine->root() + "/Applications/Tolvin.app");
         if (each.jobFile) {
@@ -133,7 +133,7 @@ TEST_F(LifecycleTest, AClientOfAnotherVersionIsRelaunchedOnlyWhereItsJobIs) {
         if (each.client) {
             machine->installClient("1.0");
         }
-        const auto before = commands().size();
+        const auto commandsBefore = commands().size();
         machine->clearConsole();
         load();
         heard.clear();
@@ -141,9 +141,10 @@ TEST_F(LifecycleTest, AClientOfAnotherVersionIsRelaunchedOnlyWhereItsJobIs) {
         toggle(); // ignored: still loading
         runFor(5);
         const auto all = commands();
-        EXPECT_EQ(all.size() - before, each.relaunched ? 2U : 0U);
+        EXPECT_EQ(all.size() - commandsBefore, each.relaunched ? 2U : 0U);
         EXPECT_EQ(std::count(heard.begin(), heard.end(), "TolvinDisconnect"), 0);
-        const auto* after = settings().objectForKey("lastRunVersion");
+        const auto stored = settings();
+        const auto* after = stored.objectForKey("lastRunVersion");
         EXPECT_EQ(after != nullptr ? std::optional(*after) : std::nullopt, each.lastAfterwards);
         const auto lines = machine->consoleLines();
         const bool reported = std::any_of(lines.begin(), lines.end(), [](const auto& line) {

@@ -169,7 +169,7 @@ TEST_F(SimulationTest, WhateverHappensThePaneComesToRestInAgreementWithTheClient
             descriptors = openDescriptors();
         }
     }
-    EXPECT_EQ(openDescriptors(), descriptors);
+    EXPECT_LE(openDescriptors(), descriptors);
 }
 
 } // namespace
