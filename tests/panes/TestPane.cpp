@@ -19,43 +19,29 @@ public:
         for (std::size_t index = 0; index < labels.size(); ++index) {
             outlet(labelNames[index], labels[index]);
         }
+        for (std::size_t index = 0; index < checks.size(); ++index) {
+            outlet(checkNames[index], checks[index]);
+        }
         outlet("statusSpinner", spinner);
         outlet("masterSwitch", masterSwitch);
-        outlet("autoUpdateCheck", asks);
-        outlet("preventUpdateDialogsCheck", plain);
-        outlet("showMenuBarIconCheck", background);
-        outlet("enableMaintenanceCheck", disabled);
         outlet("networkInterfacePopUp", popUp);
-        outlet("networkCustomPortCheck", portCheck);
-        outlet("networkDisableBonjour", bonjour);
         action("savePrefs:", [this](NSObject* sender) {
-            if (sender == asks) {
-                answered(ask());
+            if (sender == checks[0]) {
+                tell("answer", ask());
             }
         });
-        action("showHideMenuBarIcon:", [this](NSObject*) {
-            NSThread::detachNewThread([this, keep = shared_from_this()] {
-                const long answer = ask();
-                performOnMainThread([&] { answered(answer); }, true);
-            });
-        });
+        action("showHideMenuBarIcon:", [](NSObject*) {});
         action("enableDisableMaintenance:", [](NSObject*) {});
-        action("updateNetworkSettings:", [this](NSObject*) {
-            status().setStringValue("network " + std::to_string(++networkActions));
-        });
+        action("updateNetworkSettings:", [this](NSObject*) { tell("network", ++networkActions); });
     }
     ~TestPane() override { NSLog("teardown"); }
 
     void mainViewDidLoad() override {
         masterSwitch->setEnabled(true);
         masterSwitch->setOn(true, false);
-        disabled->setEnabled(false);
+        checks[1]->setEnabled(false);
         popUp->addItemWithTitle("Any");
-        for (const char* title : {"Ethernet", "Wi-Fi & more"}) {
-            popUp->menu().addItem(std::make_shared<NSMenuItem>(title, nullptr, ""));
-        }
-        spinner->startAnimation();
-        spinner->stopAnimation();
+        popUp->addItemWithTitle("Wi-Fi & more");
     }
 
 private:
@@ -67,17 +53,21 @@ private:
                                                    .parentWindow = NSApp().mainWindow(),
                                                    .block = true});
     }
-    NSTextField& status() { return *labels[1]; }
-    void answered(long code) { status().setStringValue("answer " + std::to_string(code)); }
+    void tell(const std::string& what, long number) {
+        labels[1]->setStringValue(what + " " + std::to_string(number));
+    }
 
     static constexpr std::array labelNames{"versionLabel", "statusLabel", "masterOffLabel",
                                            "masterOnLabel", "networkCustomPortText"};
+    static constexpr std::array checkNames{"autoUpdateCheck",           "enableMaintenanceCheck",
+                                           "preventUpdateDialogsCheck", "showMenuBarIconCheck",
+                                           "networkCustomPortCheck",    "networkDisableBonjour"};
     std::array<NSTextField*, 5> labels{};
+    std::array<NSButton*, 6> checks{};
     NSProgressIndicator* spinner;
     QVSwitch* masterSwitch;
-    NSButton *asks, *plain, *background, *disabled, *portCheck, *bonjour;
     NSPopUpButton* popUp;
-    int networkActions = 0;
+    long networkActions = 0;
 };
 
 NS_PRINCIPAL_CLASS(TestPane)
