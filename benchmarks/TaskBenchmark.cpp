@@ -4,11 +4,11 @@
 #include "Foundation/Machine.h"
 #include "Shared/QVTask.h"
 
-#include <QProcess>
 #include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
+#include <QProcess>
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>

@@ -6,7 +6,6 @@
 #include "Foundation/NSRunLoop.h"
 
 #include <atomic>
-#include <atomic>
 #include <memory>
 
 class NSWindow;
@@ -25,7 +24,7 @@ public:
     /// Makes the innermost run return. Main thread.
     void stop(int status);
 
-    /// The window that carries the pane; null when there is none. Any thread may ask. Any thread may ask, but use it on
+    /// The window that carries the pane; null when there is none. Any thread may ask, but use it on
     /// the main thread only.
     NSWindow* mainWindow() const { return window; }
     void setMainWindow(NSWindow* mainWindow) { window = mainWindow; }

@@ -46,7 +46,7 @@ std::shared_ptr<const NSBundle> NSBundle::bundleWithIdentifier(const std::string
             if (pathExtension(name) != "app") {
                 continue;
             }
-            const auto bundle = bundleWithPath(stringByAppendingPathComponent(folder, name));
+            auto bundle = bundleWithPath(stringByAppendingPathComponent(folder, name));
             if (bundle && bundle->infoString("CFBundleIdentifier") == identifier) {
                 return bundle;
             }
