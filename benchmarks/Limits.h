@@ -41,9 +41,9 @@ public:
             const double value =
                 values.at(limit.subject) / (limit.peer.empty() ? 1 : times.at(limit.peer));
             kept = kept && value <= limit.factor;
-            std::printf("%-6s %s%s%s: %.3g, at most %.3g\n", value <= limit.factor ? "kept" : "MISSED",
-                        limit.subject.c_str(), limit.peer.empty() ? "" : " / ", limit.peer.c_str(),
-                        value, limit.factor);
+            std::printf("%-6s %s%s%s: %.3g, at most %.3g\n",
+                        value <= limit.factor ? "kept" : "MISSED", limit.subject.c_str(),
+                        limit.peer.empty() ? "" : " / ", limit.peer.c_str(), value, limit.factor);
         }
         return kept;
     }
