@@ -22,8 +22,9 @@ private:
 };
 
 timespec timeLeft(Clock::Time deadline) {
-    const auto left =
-        std::max(deadline - Machine::current().clock().now(), Clock::Duration::zero());
+    // Compared first: the difference to a deadline at the beginning of time is not representable.
+    const auto now = Machine::current().clock().now();
+    const auto left = deadline > now ? deadline - now : Clock::Duration::zero();
     const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(left);
     return {seconds.count(), (left - seconds).count()};
 }

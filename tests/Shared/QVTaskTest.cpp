@@ -9,19 +9,23 @@
 #include <csignal>
 #include <fcntl.h>
 #include <filesystem>
-#include <fstream>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <thread>
 
 namespace {
 
-using Lines = std::vector<std::string>;
-
+/// The tools are scripts of the shell, which find the test's folder in $0.
 class TaskTest : public WithLog<MachineTest> {
 protected:
-    TaskTest() { QVLog::createNewLog("App"); }
-
+    TaskTest() {
+        QVLog::createNewLog("App");
+        mkfifo((directory.path() + "/ready").c_str(), 0600);
+        mkfifo((directory.path() + "/gate").c_str(), 0600);
+    }
+    QVTask::Arguments script(const std::string& text) const {
+        return {"-c", text, directory.path()};
+    }
     /// Does the work here, on the main thread, and then on another one.
     static void onBothThreads(const std::function<void()>& work) {
         work();
@@ -32,67 +36,54 @@ protected:
         });
         NSRunLoop::mainRunLoop().runUntil([&] { return done; });
     }
-    /// Lets virtual time pass once the tool has come to its "r:" argument, whatever waits for it.
+    /// Lets virtual time pass once the tool has written to the fifo, whatever waits for it.
     std::thread timePassesWhenReady() {
-        mkfifo(fifo.c_str(), 0600);
         clock->toolsCountAsIdle = false;
         return std::thread([this] {
-            close(open(fifo.c_str(), O_RDONLY));
+            close(open((directory.path() + "/ready").c_str(), O_RDONLY));
             clock->toolsCountAsIdle = true;
             clock->outsideWorkEnds();
         });
     }
-    void expectTimeoutReported(bool expected) {
+    void expectLog(const Lines& expected) {
         QVLog::finishWriting();
-        EXPECT_EQ(console(), expected ? Lines{"Task timed out. Terminating..."} : Lines{});
-        const auto messages = messagesIn(file(1));
-        EXPECT_EQ(!messages.empty() &&
-                      messages.back() == "Task " + says + " timed out. Terminating...",
-                  expected);
-        machine->clearConsole();
+        EXPECT_EQ(messagesIn(file(1)), expected);
         QVLog::createNewLog();
     }
-
-    const std::string says = TEST_PROGRAMS "/says";
-    const std::string fifo = directory.path() + "/ready";
-};
-
-std::size_t openDescriptors() {
-    std::size_t count = 0;
-    for ([[maybe_unused]] const auto& entry :
-         std::filesystem::directory_iterator("/proc/self/fd")) {
-        ++count;
+    void expectTimeoutReported(bool expected) {
+        EXPECT_EQ(console(), Lines(expected ? 1 : 0, "Task timed out. Terminating..."));
+        expectLog(Lines(expected ? 1 : 0, "Task /bin/sh timed out. Terminating..."));
+        machine->clearConsole();
     }
-    return count;
-}
+
+    const std::string shell = "/bin/sh";
+};
 
 TEST_F(TaskTest, handsBackWhatTheToolWrote) {
     const struct {
-        Lines arguments;
+        const char* script;
         std::optional<std::string> text;
         NSStringEncoding encoding = NSASCIIStringEncoding;
     } cases[] = {
-        {{"o:abc"}, "abc"},
-        {{"o:abc", "e:!", "o:def"}, "!"},
-        {{"e:one ", "o:x", "e:two ", "o:y", "e:three"}, "one two three"},
-        {{}, ""},
-        {{"x:3"}, ""},
-        {{"o:gone", "k:9"}, "gone"},
-        {{"o:caf\xC3\xA9"}, std::nullopt},
-        {{"o:caf\xC3\xA9"}, "caf\xC3\xA9", NSUTF8StringEncoding},
-        {{"o:caf\xE9"}, "caf\xC3\xA9", NSISOLatin1StringEncoding},
-        {{"o:caf\xE9"}, std::nullopt, NSUTF8StringEncoding},
+        {"printf abc", "abc"},
+        {"printf abc; printf ! >&2; printf def", "!"},
+        {"printf 'one ' >&2; printf x; printf 'two ' >&2; printf y; printf 3 >&2", "one two 3"},
+        {"exit 3", ""},
+        {"printf gone; kill -9 $$", "gone"},
+        {"printf 'caf\\303\\251'", std::nullopt},
+        {"printf 'caf\\303\\251'", "caf\xC3\xA9", NSUTF8StringEncoding},
+        {"printf 'caf\\351'", "caf\xC3\xA9", NSISOLatin1StringEncoding},
+        {"printf 'caf\\351'", std::nullopt, NSUTF8StringEncoding},
+        {"cat", ""}, // its input is empty
     };
     onBothThreads([&] {
-        for (const auto& each : cases) {
-            EXPECT_EQ(QVTask::stringFromTask(says, each.arguments, each.encoding, nullptr),
-                      each.text);
-            EXPECT_EQ(QVTask::stringFromTask(says, each.arguments, each.encoding, 10.0), each.text);
+        for (const auto& [text, result, encoding] : cases) {
+            EXPECT_EQ(QVTask::stringFromTask(shell, script(text), encoding, nullptr), result);
+            EXPECT_EQ(QVTask::stringFromTask(shell, script(text), encoding, 10.0), result);
         }
-        EXPECT_EQ(QVTask::terminationCodeFromTask(says, {"x:3"}), 3);
-        EXPECT_EQ(QVTask::terminationCodeFromTask(says, {"k:11"}, 10.0), 11);
-        EXPECT_TRUE(QVTask::runTask(says, {"x:1"}));
-        EXPECT_EQ(QVTask::stringFromTask("/bin/cat"), "") << "its input has to be empty";
+        EXPECT_EQ(QVTask::terminationCodeFromTask(shell, script("exit 3")), 3);
+        EXPECT_EQ(QVTask::terminationCodeFromTask(shell, script("kill -11 $$"), 10.0), 11);
+        EXPECT_TRUE(QVTask::runTask(shell, script("exit 1")));
     });
     NSRunLoop::mainRunLoop().runUntil([] { return false; },
                                       clock->now() + std::chrono::seconds(11));
@@ -100,12 +91,11 @@ TEST_F(TaskTest, handsBackWhatTheToolWrote) {
 }
 
 TEST_F(TaskTest, readsBothPipesAtOnce) {
-    constexpr std::size_t size = 64 << 20;
     onBothThreads([&] {
-        const auto bytes = QVTask::dataFromTask(says, {"f:64"}, nullptr);
-        ASSERT_TRUE(bytes);
-        EXPECT_EQ(bytes->size(), size);
-        EXPECT_EQ(std::count(bytes->begin(), bytes->end(), 'e'), static_cast<long>(size));
+        const auto bytes = QVTask::dataFromTask(
+            shell, script("head -c 64M /dev/zero >&2; head -c 64M /dev/zero | tr '\\0' o"),
+            nullptr);
+        EXPECT_TRUE(bytes == NSData(64 << 20, 0)) << "not the error output alone and whole";
     });
 }
 
@@ -114,8 +104,7 @@ TEST_F(TaskTest, refusesWhatIsNotExecutable) {
     std::filesystem::create_directories(app + "/Contents/MacOS");
     std::ofstream(machine->root() + "/data") << "data";
     machine->tools[app] = app; // as if the lookup let it pass
-    for (const std::string& path : {std::string("/data"), app, std::string("/no/such/tool-here"),
-                                    std::string("relative"), std::string()}) {
+    for (const std::string path : {"/data", app.c_str(), "/no/such/tool-here", "relative", ""}) {
         machine->clearConsole();
         onBothThreads([&] {
             EXPECT_FALSE(QVTask::runTask(path));
@@ -124,140 +113,113 @@ TEST_F(TaskTest, refusesWhatIsNotExecutable) {
             EXPECT_EQ(QVTask::stringFromTask(path, {}, NSUTF8StringEncoding, 0.0), "");
             QVTask::runTaskAndReturn(path);
         });
-        const auto text = "Error: " + path + " is not executable";
-        EXPECT_EQ(console(), Lines(10, text));
-        QVLog::finishWriting();
-        EXPECT_EQ(messagesIn(file(1)), Lines(10, text));
-        QVLog::createNewLog();
+        const Lines expected(10, "Error: " + path + " is not executable");
+        EXPECT_EQ(console(), expected);
+        expectLog(expected);
     }
 }
 
 TEST_F(TaskTest, endsWhatTakesTooLong) {
+    const std::string stays = ": > $0/ready; exec sleep 120";
     const struct {
-        Lines arguments;
-        std::string text;
+        std::string script, text;
         int status;
         double timeout, ended; // seconds
-        bool reported;
     } cases[] = {
-        {{"o:before", "r", "s"}, "before", SIGTERM, 10, 10, true},
-        {{"c", "r", "s"}, "", SIGTERM, 2.9, 2, true},
-        {{"i", "o:deaf", "r", "s"}, "deaf", SIGKILL, 10, 15, true},
-        {{"i", "g", "o:both", "r", "s"}, "both", SIGKILL, 10, 15, true},
-        {{"o:gone", "g"}, "gone", 0, 10, 10, false},
+        {"printf before; " + stays, "before", SIGTERM, 10, 10},
+        {"exec >&- 2>&-; " + stays, "", SIGTERM, 2.9, 2},
+        {"trap '' TERM; sleep 120 & printf both; " + stays, "both", SIGKILL, 10, 15},
+        // Ends at once, and leaves one behind that holds the outputs: it reads to the end of what
+        // the script has opened for writing.
+        {"{ read x < $0/gate; " + stays + "; } & exec 3> $0/gate; printf gone", "gone", 0, 10, 10},
     };
-    for (auto each : cases) {
-        for (auto& argument : each.arguments) {
-            argument += argument == "r" || (argument == "g" && !each.reported) ? ":" + fifo : "";
-        }
+    for (const auto& each : cases) {
+        const auto run = script(each.script);
         onBothThreads([&] {
             const auto start = clock->seconds();
             auto ready = timePassesWhenReady();
-            EXPECT_EQ(QVTask::stringFromTask(says, each.arguments, each.timeout), each.text);
+            EXPECT_EQ(QVTask::stringFromTask(shell, run, each.timeout), each.text);
             ready.join();
             // A tool that ends by itself when asked to may be seen to do so later.
             EXPECT_GE(clock->seconds() - start, each.ended);
             EXPECT_LE(clock->seconds() - start, 15 + each.timeout);
-            performOnMainThread([&] { expectTimeoutReported(each.reported); }, true);
-            if (each.reported) {
+            performOnMainThread([&] { expectTimeoutReported(each.status != 0); }, true);
+            if (each.status != 0) {
                 ready = timePassesWhenReady();
-                EXPECT_EQ(QVTask::terminationCodeFromTask(says, each.arguments, each.timeout),
-                          each.status);
+                EXPECT_EQ(QVTask::terminationCodeFromTask(shell, run, each.timeout), each.status);
                 ready.join();
-                performOnMainThread([&] { expectTimeoutReported(true); }, true);
             }
+            performOnMainThread([&] { expectTimeoutReported(each.status != 0); }, true);
         });
     }
 }
 
-TEST_F(TaskTest, letsAnotherThreadEndTheTool) {
-    onBothThreads([&] {
-        TaskSlot slot;
-        auto ready = timePassesWhenReady();
-        std::thread ender([&] {
-            ready.join();
-            slot.task()->terminate();
-        });
-        EXPECT_EQ(QVTask::terminationCodeFromTask(says, {"r:" + fifo, "s"}, &slot), SIGTERM);
-        ender.join();
-    });
-}
-
 struct Listener {
-    std::vector<std::string> chunks;
-    std::vector<std::shared_ptr<void>> objects;
-    bool ended = false;
-    void take(const NSData& bytes, QVTask&, const std::shared_ptr<void>& object) {
-        chunks.emplace_back(bytes.begin(), bytes.end());
-        objects.push_back(object);
-        if (bytes.empty()) {
-            performOnMainThread([this] { ended = true; }, false);
-        }
+    std::string text;
+    int ends = 0;
+    std::shared_ptr<void> object;
+    void take(const NSData& bytes, QVTask&, const std::shared_ptr<void>& context) {
+        text.append(bytes.begin(), bytes.end());
+        ends += bytes.empty() ? 1 : 0;
+        object = context;
     }
 };
 
 TEST_F(TaskTest, deliversOutputAsItComes) {
     const auto object = std::make_shared<int>(7);
-    for (const auto& [path, arguments, expected, message] :
-         {std::tuple(says, Lines{"o:one", "e:hidden", "o:two"}, "onetwo", ""),
-          std::tuple(says, Lines{}, "", ""),
-          std::tuple(std::string("/no/such/tool-here"), Lines{}, "",
-                     "Unable to launch async task - There is no program at /no/such/tool-here")}) {
+    for (const auto& [path, text, expected, messages] :
+         {std::tuple(shell, "printf one; printf hidden >&2; printf two", "onetwo", Lines{}),
+          std::tuple(shell, "", "", Lines{}),
+          std::tuple(std::string("/no/such/tool-here"), "", "",
+                     Lines{"Unable to launch async task - There is no program at "
+                           "/no/such/tool-here"})}) {
         const auto task = QVTask::create();
         const auto listener = std::make_shared<Listener>();
-        task->asyncDataFromTask(path, arguments, listener, &Listener::take, object);
-        NSRunLoop::mainRunLoop().runUntil(
-            [&] { return listener->ended && listener.use_count() == 1; },
-            clock->now() + std::chrono::seconds(1));
-        std::string text;
-        for (const auto& chunk : listener->chunks) {
-            text += chunk;
-        }
-        EXPECT_EQ(text, expected);
-        ASSERT_FALSE(listener->chunks.empty());
-        EXPECT_EQ(std::count(listener->chunks.begin(), listener->chunks.end(), ""), 1);
-        EXPECT_EQ(listener->objects.front(), object);
-        QVLog::finishWriting();
-        EXPECT_EQ(messagesIn(file(1)), *message ? Lines{message} : Lines{});
-        while (NSThread::running() > 0) {
-            NSThread::waitForAll(1);
-        }
+        task->asyncDataFromTask(path, script(text), listener, &Listener::take, object);
+        ASSERT_TRUE(NSThread::waitForAll(60));
+        EXPECT_EQ(listener->text, expected);
+        EXPECT_EQ(listener->ends, 1);
+        EXPECT_EQ(listener->object, object);
         EXPECT_EQ(task->theTask(), nullptr);
         EXPECT_EQ(listener.use_count(), 1) << "the delegate is still kept";
+        expectLog(messages);
     }
     QVTask::create()->launchAsyncTask();
-    EXPECT_EQ(messagesIn(file(1)).back(), "Unable to launch async task - no task set");
+    expectLog({"Unable to launch async task - no task set"});
 }
 
-/// Until no child is left, not even an ended one, and as many descriptors are open as before: what
-/// nobody waits for is taken note of by a thread of its own.
-bool nothingIsLeft(std::size_t descriptors) {
-    const auto patience = std::chrono::steady_clock::now() + std::chrono::seconds(60);
-    siginfo_t child{};
-    while (waitid(P_ALL, 0, &child, WEXITED | WNOHANG | WNOWAIT) == 0 ||
-           openDescriptors() != descriptors) {
-        if (std::chrono::steady_clock::now() > patience) {
-            return false;
-        }
-        std::this_thread::yield();
-    }
-    return true;
+std::ptrdiff_t openDescriptors() {
+    return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
 }
 
 TEST_F(TaskTest, leavesNothingBehind) {
+    const auto work = [] {
+        ASSERT_TRUE(QVTask::runTask("/bin/true"));
+        ASSERT_EQ(QVTask::stringFromTask("/bin/echo", {"hello"}), "hello\n");
+    };
     ProcessReaper::shared(); // it and the null device have a descriptor each for good
-    QVTask::runTask(says);
+    onBothThreads(work);
+    NSThread::waitForAll(60);
     const auto before = openDescriptors();
     onBothThreads([&] {
         for (int run = 0; run < 2'500; ++run) {
-            ASSERT_TRUE(QVTask::runTask("/bin/true"));
-            ASSERT_EQ(QVTask::stringFromTask("/bin/echo", {"hello"}), "hello\n");
+            work();
         }
     });
     for (int run = 0; run < 100; ++run) {
         QVTask::runTaskAndReturn("/bin/true");
     }
-    EXPECT_TRUE(nothingIsLeft(before)) << openDescriptors() << " descriptors instead of " << before;
+    // What nobody waits for is taken note of by a thread of its own, in its own time.
+    const auto patience = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+    const auto childLeft = [] {
+        return waitid(P_ALL, 0, nullptr, WEXITED | WNOHANG | WNOWAIT) == 0;
+    };
+    while ((childLeft() || openDescriptors() != before) &&
+           std::chrono::steady_clock::now() < patience) {
+        std::this_thread::yield();
+    }
+    EXPECT_FALSE(childLeft());
+    EXPECT_EQ(openDescriptors(), before);
 }
 
 TEST_F(TaskTest, givesAToolNothingOfItsOwn) {
@@ -267,7 +229,10 @@ TEST_F(TaskTest, givesAToolNothingOfItsOwn) {
     sigaddset(&some, SIGUSR1);
     pthread_sigmask(SIG_BLOCK, &some, &old);
     const auto handler = std::signal(SIGPIPE, SIG_IGN);
-    EXPECT_EQ(QVTask::stringFromTask(TEST_PROGRAMS "/inherits"), "leader\n");
+    const auto inherited = QVTask::stringFromTask(
+        shell, script("ls /proc/$$/fd; grep -E 'Sig(Blk|Ign)' /proc/self/status;"
+                      "[ $(cut -d' ' -f5 /proc/$$/stat) = $$ ] && echo leader"));
+    EXPECT_EQ(inherited, "0\n1\n2\nSigBlk:\t0000000000000000\nSigIgn:\t0000000000000000\nleader\n");
     std::signal(SIGPIPE, handler);
     pthread_sigmask(SIG_SETMASK, &old, nullptr);
     close(leak);
