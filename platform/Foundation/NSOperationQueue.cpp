@@ -27,7 +27,7 @@ struct NSOperationQueue::State {
     std::multiset<std::uint64_t> targets;
 
     bool canRun() const { return !waiting.empty() && runner == std::thread::id(); }
-    void runOne(std::unique_lock<std::mutex>& lock, bool isWorker);
+    void runWaiting(std::unique_lock<std::mutex>& lock, bool isWorker);
     void work();
     void drain();
     bool add(std::function<void()> operation);
@@ -59,9 +59,10 @@ bool NSOperationQueue::State::add(std::function<void()> operation) {
     return workerSleeps && canRun();
 }
 
-void NSOperationQueue::State::runOne(std::unique_lock<std::mutex>& lock, bool isWorker) {
-    auto operation = std::move(waiting.front());
-    waiting.pop_front();
+/// Takes all that waits at once, so that those who add more seldom meet the one who runs it.
+void NSOperationQueue::State::runWaiting(std::unique_lock<std::mutex>& lock, bool isWorker) {
+    auto operations = std::exchange(waiting, {});
+    const auto count = operations.size();
     runner = std::this_thread::get_id();
     // Whoever drains counts as busy without the queue; counted twice, no time could pass while the
     // operation sleeps.
@@ -70,14 +71,15 @@ void NSOperationQueue::State::runOne(std::unique_lock<std::mutex>& lock, bool is
         clock.threadEnds();
     }
     lock.unlock();
-    reportExceptions(operation);
-    operation = nullptr;
+    for (; !operations.empty(); operations.pop_front()) {
+        reportExceptions(operations.front());
+    }
     lock.lock();
     if (!isWorker) {
         clock.threadStarts();
     }
     runner = {};
-    ++finished;
+    finished += count;
     if (!targets.empty() && finished >= *targets.begin()) {
         progress.notifyAll();
     }
@@ -91,7 +93,7 @@ void NSOperationQueue::State::work() {
     std::unique_lock lock(mutex);
     for (;;) {
         while (canRun()) {
-            runOne(lock, true);
+            runWaiting(lock, true);
         }
         if (ending && waiting.empty()) {
             return;
@@ -110,7 +112,7 @@ void NSOperationQueue::State::drain() {
     const auto target = added;
     while (finished < target) {
         if (canRun()) {
-            runOne(lock, false);
+            runWaiting(lock, false);
         } else {
             const auto entry = targets.insert(target);
             progress.wait(lock, [&] { return finished >= target; });
