@@ -74,9 +74,9 @@ TEST_F(LogTest, waitsOnlyForShortMessagesIntoANearlyEmptyQueue) {
 TEST_F(LogTest, keepsFiveGenerations) {
     // The text of generations 1 to 5, before and after; blank for none, L for a header.
     for (const std::pair<std::string, std::string> each : {std::pair{"12345", "L1234"},
-                                                            {" 23  ", "L23  "},
-                                                            {"1 3 5", "L1 3 "},
-                                                            {"1   5", "L1   "}}) {
+                                                           {" 23  ", "L23  "},
+                                                           {"1 3 5", "L1 3 "},
+                                                           {"1   5", "L1   "}}) {
         std::filesystem::remove_all(folder());
         for (std::size_t index = 0; index < 5; ++index) {
             if (each.first[index] != ' ') {
