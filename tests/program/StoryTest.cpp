@@ -1,12 +1,14 @@
 // The whole program: a real window on a virtual screen, a real bus, the real client under each of
 // the job managers, as an ordinary user and as the superuser.
 #include "support/TemporaryDirectory.h"
-#include "support/UserManager.h"
+#include "support/TestUser.h"
 
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <iterator>
+#include <memory>
+#include <sys/wait.h>
 #include <unistd.h>
 
 namespace {
@@ -22,7 +24,8 @@ std::string contentOf(const fs::path& path) {
 
 /// Runs a shell's command line; its output, errors included, goes into a file.
 int shell(const std::string& line, const std::string& output) {
-    return runCommand({"bash", "-c", "exec >" + output + " 2>&1; " + line});
+    const int status = std::system(("exec >" + output + " 2>&1; " + line).c_str());
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
 std::string inSession(const std::string& root, const std::string& command) {
@@ -56,27 +59,23 @@ protected:
         if (!GetParam().ordinaryUser) {
             return;
         }
-        if (geteuid() != 0) {
+        user = std::make_unique<TestUser>("story");
+        if (!user->prepare("chown " + user->name() + " " + folder.path())) {
             GTEST_SKIP() << "Only the superuser can make another user.";
         }
-        user = std::make_unique<TestUser>("story");
         if (!user->run([] { EXPECT_EQ(access(BINARY_DIRECTORY "/bin/Preferences", X_OK), 0); })) {
             GTEST_SKIP() << "Another user cannot reach " BINARY_DIRECTORY ".";
         }
-        if (GetParam().userManager) {
-            manager = std::make_unique<UserManager>(*user);
-            if (!manager->isRunning()) {
-                GTEST_SKIP() << "No user manager can run here.";
-            }
+        if (GetParam().userManager && !user->prepare("manager")) {
+            GTEST_SKIP() << "No user manager can run here.";
         }
-        [[maybe_unused]] const int given = chown(folder.path().c_str(), user->id(), gid_t(-1));
     }
 
     /// As the test's user, with the user manager's or no runtime folder.
     bool run(const std::function<void()>& work) {
         const auto prepared = [&] {
-            if (manager) {
-                setenv("XDG_RUNTIME_DIR", manager->runtimeDirectory().c_str(), 1);
+            if (GetParam().userManager) {
+                setenv("XDG_RUNTIME_DIR", (user->home() + "/run").c_str(), 1);
             } else {
                 unsetenv("XDG_RUNTIME_DIR");
             }
@@ -93,7 +92,6 @@ protected:
     const std::string root = folder.path() + "/disk";
     const std::string output = folder.path() + "/output";
     std::unique_ptr<TestUser> user;
-    std::unique_ptr<UserManager> manager;
 };
 
 } // namespace
