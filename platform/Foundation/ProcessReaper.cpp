@@ -34,6 +34,9 @@ void ProcessReaper::work() const {
         epoll_event event{};
         if (epoll_wait(children.get(), &event, 1, -1) == 1) {
             const FileDescriptor child(event.data.fd);
+            // Closing is not enough: a program that is just being started holds a copy, the set
+            // would go on telling of it, and the number may be another descriptor's by then.
+            epoll_ctl(children.get(), EPOLL_CTL_DEL, child.get(), nullptr);
             siginfo_t information{};
             waitid(P_PIDFD, static_cast<id_t>(child.get()), &information, WEXITED | WNOHANG);
         }
