@@ -27,7 +27,6 @@ public:
 class QVSwitchTest : public MachineTest {
 protected:
     QVSwitchTest() {
-        testApplication();
         view = dynamic_cast<QVSwitch*>(makeView("QVSwitch", &window));
         window.resize(300, 200);
         view->setGeometry(50, 40, 100, 30);
@@ -63,6 +62,7 @@ protected:
         QApplication::sendEvent(view, &event);
     }
 
+    QApplication& application = testApplication(); // before any widget
     QWidget window;
     QVSwitch* view;
     std::shared_ptr<Controller> controller = std::make_shared<Controller>();
