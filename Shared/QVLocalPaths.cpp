@@ -49,7 +49,7 @@ bool isProtected(const std::string& path) {
 } // namespace
 
 Path QVLocalPaths::pathForDirectory(NSSearchPathDirectory directory, unsigned domainMask) {
-    const auto paths = NSSearchPathForDirectoriesInDomains(directory, domainMask, true);
+    const auto paths = NSSearchPathForDirectoriesInDomains(directory, domainMask);
     if (paths.empty()) {
         return std::nullopt;
     }

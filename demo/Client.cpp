@@ -77,13 +77,12 @@ void Client::answer() {
 
 void Client::readSettings() {
     const auto settings =
-        dictionaryWithContentsOfFile(library + "/Preferences/com.quorvane.Tolvin.plist");
-    const PropertyList* address = settings ? settings->objectForKey("selectedMACAddress") : nullptr;
-    const PropertyList* portSet = settings ? settings->objectForKey("customPortSet") : nullptr;
-    const PropertyList* port = settings ? settings->objectForKey("customPort") : nullptr;
-    log(stringWithFormat("uses %@ and %@",
-                         address && address->string() ? "the interface " + *address->string()
-                                                      : "any interface",
+        dictionaryWithContentsOfFile(library + "/Preferences/com.quorvane.Tolvin.plist")
+            .value_or(NSDictionary());
+    const auto address = settings.stringForKey("selectedMACAddress");
+    const PropertyList* portSet = settings.objectForKey("customPortSet");
+    const PropertyList* port = settings.objectForKey("customPort");
+    log(stringWithFormat("uses %@ and %@", address ? "the interface " + *address : "any interface",
                          portSet && portSet->integer() == 1 && port && port->integer()
                              ? stringWithFormat("port %ld", *port->integer())
                              : "its own port"));

@@ -97,15 +97,14 @@ std::optional<std::vector<NetworkInterface>> Tessaline_Network_ClientPref::netwo
 void Tessaline_Network_ClientPref::populateNetworkInterfaces() {
     const auto interfaces = networkInterfaces();
     const auto settings = dictionaryWithContentsOfFile(settingsPath(Tolvin::settingsFile));
-    const PropertyList* entry = settings ? settings->objectForKey("selectedMACAddress") : nullptr;
-    const std::string* saved = entry ? entry->string() : nullptr;
+    const auto saved = settings ? settings->stringForKey("selectedMACAddress") : std::nullopt;
     networkInterfacePopUp->removeAllItems();
     networkInterfacePopUp->addItemWithTitle("Any (recommended)");
     for (const auto& interface : interfaces.value_or(std::vector<NetworkInterface>())) {
         const auto item = std::make_shared<NSMenuItem>(interface.name, nullptr, "");
         item->setRepresentedObject(interface.macAddress);
         networkInterfacePopUp->menu().addItem(item);
-        if (saved != nullptr && interface.macAddress == *saved) {
+        if (interface.macAddress == saved) {
             networkInterfacePopUp->selectItem(*item);
         }
     }

@@ -23,20 +23,8 @@ static constexpr const char* usage =
 /// who reads one decodes more.
 static std::string asciiXML(const std::string& xml) {
     std::string ascii;
-    for (std::size_t index = 0; index < xml.size();) {
-        const auto lead = static_cast<unsigned char>(xml[index]);
-        const int length = lead < 0x80 ? 1 : lead < 0xe0 ? 2 : lead < 0xf0 ? 3 : 4;
-        if (length == 1) {
-            ascii += xml[index++];
-            continue;
-        }
-        unsigned codePoint = lead & (0x7fU >> length);
-        for (int follower = 1; follower < length; ++follower) {
-            codePoint =
-                codePoint << 6U | (static_cast<unsigned char>(xml[index + follower]) & 0x3fU);
-        }
-        ascii += stringWithFormat("&#x%x;", codePoint);
-        index += static_cast<std::size_t>(length);
+    for (const char32_t character : charactersOfString(xml)) {
+        ascii += stringWithFormat(character < 0x80 ? "%c" : "&#x%x;", character);
     }
     return ascii;
 }

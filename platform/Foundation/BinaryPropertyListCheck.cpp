@@ -1,8 +1,6 @@
-#include "Foundation/NSException.h"
 #include "Foundation/PropertyListCheck.h"
 
 #include <cstdint>
-#include <string>
 #include <vector>
 
 namespace {
@@ -18,33 +16,27 @@ public:
     BinaryCheck(std::string_view bytes, int depthLimit) : bytes(bytes), depthLimit(depthLimit) {}
 
     void run() {
-        require(bytes.size() >= headerSize + trailerSize, "it is cut short");
-        require(bytes.starts_with("bplist00"), "its version is unknown");
+        requireOfPropertyList(bytes.size() >= headerSize + trailerSize, "it is cut short");
+        requireOfPropertyList(bytes.starts_with("bplist00"), "its version is unknown");
         const std::size_t trailer = bytes.size() - trailerSize;
         offsetSize = number(trailer + 6, 1);
         referenceSize = number(trailer + 7, 1);
         objectCount = number(trailer + 8, 8);
         const std::uint64_t top = number(trailer + 16, 8);
         table = number(trailer + 24, 8);
-        require(offsetSize >= 1 && offsetSize <= 8 && referenceSize >= 1 && referenceSize <= 8,
-                "its trailer is damaged");
-        require(table >= headerSize && table < trailer && objectCount > 0 &&
-                    objectCount <= trailer / offsetSize &&
-                    table + objectCount * offsetSize == trailer && top < objectCount,
-                "its trailer is damaged");
+        requireOfPropertyList(offsetSize >= 1 && offsetSize <= 8 && referenceSize >= 1 &&
+                                  referenceSize <= 8,
+                              "its trailer is damaged");
+        requireOfPropertyList(table >= headerSize && table < trailer && objectCount > 0 &&
+                                  objectCount <= trailer / offsetSize &&
+                                  table + objectCount * offsetSize == trailer && top < objectCount,
+                              "its trailer is damaged");
         sizes.assign(objectCount, 0);
         sizeOf(top, 0);
     }
 
 private:
     static constexpr std::uint64_t beingMeasured = UINT64_MAX;
-
-    static void require(bool condition, const char* problem) {
-        if (!condition) {
-            throw NSException(NSParseErrorException,
-                              std::string("No binary property list: ") + problem);
-        }
-    }
 
     /// A big-endian number; the caller knows that it lies within the bytes.
     std::uint64_t number(std::uint64_t position, std::uint64_t size) const {
@@ -57,20 +49,20 @@ private:
 
     /// What an object takes in memory with everything in it.
     std::uint64_t sizeOf(std::uint64_t object, int depth) {
-        require(object < objectCount, "a reference leads nowhere");
-        require(sizes[object] != beingMeasured, "an object contains itself");
-        require(depth < depthLimit, "it is nested too deep");
+        requireOfPropertyList(object < objectCount, "a reference leads nowhere");
+        requireOfPropertyList(sizes[object] != beingMeasured, "an object contains itself");
+        requireOfPropertyList(depth < depthLimit, "it is nested too deep");
         if (sizes[object] != 0) {
             return sizes[object];
         }
         sizes[object] = beingMeasured;
         const std::uint64_t size = measure(number(table + object * offsetSize, offsetSize), depth);
-        require(size <= sizeLimit, "it is too large");
+        requireOfPropertyList(size <= sizeLimit, "it is too large");
         return sizes[object] = size;
     }
 
     std::uint64_t measure(std::uint64_t position, int depth) {
-        require(position >= headerSize && position < table, "an object lies outside");
+        requireOfPropertyList(position >= headerSize && position < table, "an object lies outside");
         const std::uint64_t marker = number(position++, 1);
         const std::uint64_t kind = marker >> 4U;
         const std::uint64_t info = marker & 0xFU;
@@ -81,12 +73,13 @@ private:
             return sizePerObject;
         }
         const std::uint64_t count = info == 0xF ? longCount(position) : info;
-        require(count < table, "an object is cut short");
+        requireOfPropertyList(count < table, "an object is cut short");
         if (!isContainer) {
             return sizePerObject + 2 * count;
         }
         const std::uint64_t references = isDictionary ? 2 * count : count;
-        require(references <= (table - position) / referenceSize, "a container is cut short");
+        requireOfPropertyList(references <= (table - position) / referenceSize,
+                              "a container is cut short");
         std::uint64_t size = sizePerObject;
         for (std::uint64_t index = 0; index < references && size <= sizeLimit; ++index) {
             size += sizeOf(number(position + index * referenceSize, referenceSize), depth + 1);
@@ -96,10 +89,11 @@ private:
 
     /// A count that is an object of its own, after which `position` stands.
     std::uint64_t longCount(std::uint64_t& position) const {
-        require(position < table, "an object is cut short");
+        requireOfPropertyList(position < table, "an object is cut short");
         const std::uint64_t marker = number(position++, 1);
         const std::uint64_t size = 1ULL << (marker & 0xFU);
-        require(marker >> 4U == 1 && size <= 8 && size <= table - position, "a count is damaged");
+        requireOfPropertyList(marker >> 4U == 1 && size <= 8 && size <= table - position,
+                              "a count is damaged");
         const std::uint64_t count = number(position, size);
         position += size;
         return count;

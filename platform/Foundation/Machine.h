@@ -17,9 +17,6 @@
 /// `grant` the tools run as the current user.
 enum class AuthorizationMode { system, grant, deny };
 
-/// Whose folders a lookup is about. The values are the platform's domain masks.
-enum class SearchDomain : unsigned { user = 1, local = 2, system = 8 };
-
 /// What to start. An argument list excludes the program's own name. Descriptors of -1 mean the null
 /// device for output and inheritance for input.
 struct LaunchRequest {

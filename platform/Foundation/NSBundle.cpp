@@ -10,7 +10,8 @@
 
 namespace {
 
-constexpr unsigned userAndLocalDomains = 1U | 2U;
+constexpr unsigned userAndLocalDomains =
+    static_cast<unsigned>(SearchDomain::user) | static_cast<unsigned>(SearchDomain::local);
 
 /// The file that holds the code at an address, all links followed; empty for none.
 std::string moduleOfCode(const void* address) {
@@ -40,7 +41,7 @@ std::shared_ptr<const NSBundle> NSBundle::bundleWithPath(const std::string& path
 std::shared_ptr<const NSBundle> NSBundle::bundleWithIdentifier(const std::string& identifier) {
     const auto& files = NSFileManager::defaultManager();
     for (const std::string& folder : NSSearchPathForDirectoriesInDomains(
-             NSSearchPathDirectory::application, userAndLocalDomains, true)) {
+             NSSearchPathDirectory::application, userAndLocalDomains)) {
         for (const std::string& name :
              files.contentsOfDirectoryAtPath(folder).value_or(std::vector<std::string>())) {
             if (pathExtension(name) != "app") {
@@ -71,12 +72,6 @@ std::shared_ptr<const NSBundle> NSBundle::bundleForCode(const void* address) {
 std::string NSBundle::mainExecutablePath() {
     std::error_code error;
     return std::filesystem::read_symlink("/proc/self/exe", error).string();
-}
-
-std::optional<std::string> NSBundle::infoString(const std::string& key) const {
-    const PropertyList* const value = info.objectForKey(key);
-    const std::string* const text = value ? value->string() : nullptr;
-    return text ? std::optional(*text) : std::nullopt;
 }
 
 std::optional<std::string> NSBundle::executablePath() const {

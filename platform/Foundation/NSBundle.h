@@ -21,9 +21,10 @@ public:
     static std::string mainExecutablePath();
 
     const std::string& bundlePath() const { return path; }
-    const NSDictionary& infoDictionary() const { return info; }
     /// The text under a key of the information dictionary.
-    std::optional<std::string> infoString(const std::string& key) const;
+    std::optional<std::string> infoString(const std::string& key) const {
+        return info.stringForKey(key);
+    }
     /// Contents/MacOS with the name under "CFBundleExecutable"; none without that key.
     std::optional<std::string> executablePath() const;
     /// A file in Contents/Resources; none when it is not there.

@@ -13,8 +13,6 @@ struct NSNotification {
 
     /// The text under a key of the user info; none when there is no such text.
     std::optional<std::string> userInfoString(const std::string& key) const {
-        const PropertyList* entry = userInfo ? userInfo->objectForKey(key) : nullptr;
-        const std::string* text = entry ? entry->string() : nullptr;
-        return text ? std::optional(*text) : std::nullopt;
+        return userInfo ? userInfo->stringForKey(key) : std::nullopt;
     }
 };

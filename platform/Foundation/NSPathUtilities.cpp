@@ -31,18 +31,14 @@ constexpr std::array places{
     Place{applicationSupport, "/Library/Application Support", "/Library/Application Support", ""},
 };
 
-std::string homeOfLookup(bool expandTilde) {
-    if (!expandTilde) {
-        return "~";
-    }
+std::string homeOfLookup() {
     return Machine::current().realUserID() == 0 ? "/var/root" : NSHomeDirectory();
 }
 
 } // namespace
 
 std::vector<std::string> NSSearchPathForDirectoriesInDomains(NSSearchPathDirectory directory,
-                                                             unsigned domainMask,
-                                                             bool expandTilde) {
+                                                             unsigned domainMask) {
     std::vector<std::string> paths;
     const auto add = [&](SearchDomain domain, const std::string& base, std::string_view place) {
         if ((domainMask & static_cast<unsigned>(domain)) != 0 && !place.empty()) {
@@ -51,7 +47,7 @@ std::vector<std::string> NSSearchPathForDirectoriesInDomains(NSSearchPathDirecto
     };
     for (const Place& place : places) {
         if (place.directory == directory) {
-            add(SearchDomain::user, homeOfLookup(expandTilde), place.user);
+            add(SearchDomain::user, homeOfLookup(), place.user);
             add(SearchDomain::local, Machine::current().root(), place.local);
             add(SearchDomain::system, Machine::current().root(), place.system);
         }

@@ -16,11 +16,13 @@ enum class NSSearchPathDirectory : unsigned {
     applicationSupport = 14,
 };
 
-/// The folders of a kind in the domains of a mask (user 1, local 2, system 8), as absolute paths,
-/// user first; empty when there is none. For the superuser the user's home reads "/var/root", as
-/// the platform has it.
+/// Whose folders a lookup is about. The values are the platform's domain masks.
+enum class SearchDomain : unsigned { user = 1, local = 2, system = 8 };
+
+/// The folders of a kind in the domains of a mask, as absolute paths, user first; empty when there
+/// is none. For the superuser the user's home reads "/var/root", as the platform has it.
 std::vector<std::string> NSSearchPathForDirectoriesInDomains(NSSearchPathDirectory directory,
-                                                             unsigned domainMask, bool expandTilde);
+                                                             unsigned domainMask);
 std::string NSHomeDirectory();
 /// The home of a named user; of the process's own for an empty or an unknown name.
 std::string NSHomeDirectoryForUser(const std::string& name);

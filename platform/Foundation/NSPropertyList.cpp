@@ -39,10 +39,16 @@ NSDictionary::NSDictionary(std::initializer_list<std::pair<std::string, Property
     }
 }
 
-const PropertyList* NSDictionary::objectForKey(const std::string& key) const {
+const PropertyList* NSDictionary::objectForKey(const std::string& key) const& {
     const auto entry = std::find_if(entries.begin(), entries.end(),
                                     [&](const auto& candidate) { return candidate.first == key; });
     return entry != entries.end() ? &entry->second : nullptr;
+}
+
+std::optional<std::string> NSDictionary::stringForKey(const std::string& key) const {
+    const PropertyList* const value = objectForKey(key);
+    const std::string* const text = value ? value->string() : nullptr;
+    return text ? std::optional(*text) : std::nullopt;
 }
 
 void NSDictionary::setObject(PropertyList value, const std::string& key) {

@@ -26,8 +26,11 @@ public:
     NSDictionary() = default;
     NSDictionary(std::initializer_list<std::pair<std::string, PropertyList>> entries);
 
-    /// None for a missing key. Valid until the dictionary changes.
-    const PropertyList* objectForKey(const std::string& key) const;
+    /// None for a missing key. Valid until the dictionary changes or goes.
+    const PropertyList* objectForKey(const std::string& key) const&;
+    const PropertyList* objectForKey(const std::string& key) const&& = delete;
+    /// The text under a key; none when there is no such text.
+    std::optional<std::string> stringForKey(const std::string& key) const;
     /// Replaces the value in its place, or adds the key at the end.
     void setObject(PropertyList value, const std::string& key);
     void removeObjectForKey(const std::string& key);

@@ -14,10 +14,6 @@ namespace {
 /// Deep enough for any list that means something, and safe for the stack of any thread.
 constexpr int depthLimit = 512;
 
-[[noreturn]] void fail(const char* problem) {
-    throw NSException(NSParseErrorException, std::string("No property list: ") + problem);
-}
-
 /// libplist reads and prints reals by the locale's decimal separator; with this it is a dot.
 class PlainNumbers {
 public:
@@ -83,15 +79,11 @@ NSDate dateOfNode(plist_t node) {
     int minute = 0;
     int second = 0;
     const std::string text = elementText(node, "date");
-    if (std::sscanf(text.c_str(), "%d-%u-%uT%d:%d:%dZ", &year, &month, &day, &hour, &minute,
-                    &second) != 6) {
-        fail("a date is none");
-    }
+    const int found = std::sscanf(text.c_str(), "%d-%u-%uT%d:%d:%dZ", &year, &month, &day, &hour,
+                                  &minute, &second);
     const std::chrono::year_month_day date{std::chrono::year(year), std::chrono::month(month),
                                            std::chrono::day(day)};
-    if (!date.ok()) {
-        fail("a date is none");
-    }
+    requireOfPropertyList(found == 6 && date.ok(), "a date is none");
     return std::chrono::sys_days(date) + std::chrono::hours(hour) + std::chrono::minutes(minute) +
            std::chrono::seconds(second);
 }
@@ -166,7 +158,7 @@ PropertyList listOfNode(plist_t node) {
         return NSPropertyListUID{value};
     }
     default:
-        fail("a value is of an unknown kind");
+        throw NSException(NSParseErrorException, "No property list: a value is of an unknown kind");
     }
 }
 
@@ -248,10 +240,15 @@ bool isXML(std::string_view text) {
 
 } // namespace
 
-PropertyList propertyListFromData(const std::string& data) {
-    if (data.size() > std::numeric_limits<std::uint32_t>::max()) {
-        fail("it is too large");
+void requireOfPropertyList(bool condition, const char* problem) {
+    if (!condition) {
+        throw NSException(NSParseErrorException, std::string("No property list: ") + problem);
     }
+}
+
+PropertyList propertyListFromData(const std::string& data) {
+    requireOfPropertyList(data.size() <= std::numeric_limits<std::uint32_t>::max(),
+                          "it is too large");
     std::string_view bytes = data;
     if (bytes.starts_with("\xEF\xBB\xBF")) {
         bytes.remove_prefix(3);
@@ -269,9 +266,7 @@ PropertyList propertyListFromData(const std::string& data) {
         return NSOldStylePropertyListParser(bytes, depthLimit).parse();
     }
     const Node owner(node);
-    if (!node) {
-        fail("an element is damaged");
-    }
+    requireOfPropertyList(node != nullptr, "an element is damaged");
     return listOfNode(node);
 }
 

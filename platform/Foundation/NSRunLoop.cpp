@@ -69,19 +69,18 @@ void NSRunLoop::wakeUp() { Machine::current().clock().unpark(parking); }
 bool NSRunLoop::runUntil(const std::function<bool()>& done, Clock::Deadline deadline,
                          NSRunLoopMode newMode) {
     const NSRunLoopModeScope scope(newMode);
-    Clock& clock = Machine::current().clock();
-    for (;;) {
-        runPerformed();
-        runTimers();
-        if (done()) {
-            return true;
-        }
+    const Clock& clock = Machine::current().clock();
+    runReady();
+    while (!done()) {
         if (deadline && clock.now() >= *deadline) {
             return false;
         }
         const auto timer = nextTimer();
         pollDescriptors(timer && deadline ? std::min(*timer, *deadline) : timer ? timer : deadline);
+        runPerformed();
+        runTimers();
     }
+    return true;
 }
 
 void NSRunLoop::runReady() {

@@ -1,6 +1,8 @@
 // The main thread's event loop: timers, file descriptors and work that other threads want done
 // there. Another loop (Qt's) can drive it: it watches fileDescriptor() and calls runReady().
-// While nothing is due, the thread sleeps; there is no polling.
+// While nothing is due, the thread sleeps; there is no polling. Of what became due while the thread
+// was busy, descriptors come first, then performed work, then timers: news from outside is heard
+// before the time-out that waited for it.
 #pragma once
 
 #include "Foundation/Clock.h"

@@ -238,6 +238,17 @@ std::size_t lengthInCharacters(const std::string& text) {
     return count;
 }
 
+std::u32string charactersOfString(const std::string& text) {
+    constexpr char32_t replacement = 0xFFFD;
+    std::u32string characters;
+    for (std::size_t position = 0; position < text.size();) {
+        const auto length = sequenceLength(text, position);
+        characters += length > 0 ? decode(text, position, length) : replacement;
+        position += std::max<std::size_t>(length, 1);
+    }
+    return characters;
+}
+
 bool isValidUTF8(const std::string& bytes) {
     for (std::size_t position = plainPrefix(bytes); position < bytes.size();) {
         const auto length = sequenceLength(bytes, position);

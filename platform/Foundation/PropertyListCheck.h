@@ -7,6 +7,9 @@
 
 #include <string_view>
 
+/// Raises NSParseErrorException, with the problem as its reason, unless the condition holds.
+void requireOfPropertyList(bool condition, const char* problem);
+
 /// Raises NSParseErrorException unless the text is one whole <plist> element with one value in it,
 /// nested `depthLimit` deep at most. Leaves elements and their content to libplist.
 void checkXMLPropertyList(std::string_view text, int depthLimit);

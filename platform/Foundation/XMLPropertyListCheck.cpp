@@ -1,8 +1,6 @@
-#include "Foundation/NSException.h"
 #include "Foundation/PropertyListCheck.h"
 
 #include <algorithm>
-#include <string>
 
 namespace {
 
@@ -16,7 +14,7 @@ public:
                 continue;
             }
             if (text.starts_with("<![CDATA[")) {
-                require(depth > 1, "text stands outside an element");
+                requireOfPropertyList(depth > 1, "text stands outside an element");
                 skipUpTo("<![CDATA[", "]]>");
             } else if (text.starts_with("<!")) {
                 readDocumentType();
@@ -24,22 +22,16 @@ public:
                 readTag();
             }
         }
-        require(ended, "it is cut short");
+        requireOfPropertyList(ended, "it is cut short");
     }
 
 private:
-    static void require(bool condition, const char* problem) {
-        if (!condition) {
-            throw NSException(NSParseErrorException,
-                              std::string("No XML property list: ") + problem);
-        }
-    }
-
     /// Up to the next markup; false at the end of everything.
     bool skipText() {
         const std::size_t markup = std::min(text.find('<'), text.size());
-        require(depth > 1 || text.substr(0, markup).find_first_not_of(" \t\r\n") >= markup,
-                "text stands outside an element");
+        requireOfPropertyList(depth > 1 ||
+                                  text.substr(0, markup).find_first_not_of(" \t\r\n") >= markup,
+                              "text stands outside an element");
         text.remove_prefix(markup);
         return !text.empty();
     }
@@ -49,7 +41,7 @@ private:
             return false;
         }
         const std::size_t found = text.find(end, start.size());
-        require(found != std::string_view::npos, "it is cut short");
+        requireOfPropertyList(found != std::string_view::npos, "it is cut short");
         text.remove_prefix(found + end.size());
         return true;
     }
@@ -58,41 +50,43 @@ private:
     /// that could be read in two ways is refused.
     std::string_view nextTag() {
         const std::size_t end = text.find('>');
-        require(end != std::string_view::npos, "it is cut short");
+        requireOfPropertyList(end != std::string_view::npos, "it is cut short");
         const std::string_view tag = text.substr(1, end - 1);
-        require(tag.find('<') == std::string_view::npos &&
-                    std::count(tag.begin(), tag.end(), '"') % 2 == 0 &&
-                    std::count(tag.begin(), tag.end(), '\'') % 2 == 0,
-                "a tag does not end");
+        requireOfPropertyList(tag.find('<') == std::string_view::npos &&
+                                  std::count(tag.begin(), tag.end(), '"') % 2 == 0 &&
+                                  std::count(tag.begin(), tag.end(), '\'') % 2 == 0,
+                              "a tag does not end");
         text.remove_prefix(end + 1);
         return tag;
     }
 
     void readDocumentType() {
-        require(!started, "a declaration is out of place");
-        require(nextTag().find('[') == std::string_view::npos, "it declares entities");
+        requireOfPropertyList(!started, "a declaration is out of place");
+        requireOfPropertyList(nextTag().find('[') == std::string_view::npos,
+                              "it declares entities");
     }
 
     void readTag() {
         std::string_view tag = nextTag();
-        require(!ended, "there is something after its end");
+        requireOfPropertyList(!ended, "there is something after its end");
         if (tag.starts_with('/')) {
             --depth;
-            require(depth >= 0, "an element ends that was not begun");
+            requireOfPropertyList(depth >= 0, "an element ends that was not begun");
             ended = depth == 0;
-            require(!ended || values == 1, "it holds no value, or more than one");
+            requireOfPropertyList(!ended || values == 1, "it holds no value, or more than one");
             return;
         }
         if (!started) {
-            require(tag == "plist" || tag.starts_with("plist "), "it does not begin with <plist>");
+            requireOfPropertyList(tag == "plist" || tag.starts_with("plist "),
+                                  "it does not begin with <plist>");
             started = true;
         }
         values += depth == 1 ? 1 : 0;
         if (!tag.ends_with('/')) {
             ++depth;
         }
-        require(depth > 0, "it holds no value");
-        require(depth <= depthLimit, "it is nested too deep");
+        requireOfPropertyList(depth > 0, "it holds no value");
+        requireOfPropertyList(depth <= depthLimit, "it is nested too deep");
     }
 
     std::string_view text;

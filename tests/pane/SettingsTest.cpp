@@ -231,7 +231,7 @@ TEST_F(InterfacesTest, TheMenuShowsWhatHasAnAddressAndTheLastOfTheSavedOnesIsSel
     pane->populateNetworkInterfaces();
     EXPECT_EQ(selected(), "Any (recommended)");
     pane->savePrefs(nullptr);
-    EXPECT_EQ(settings().objectForKey("selectedMACAddress"), nullptr);
+    EXPECT_FALSE(settings().stringForKey("selectedMACAddress"));
 
     services.erase(services.begin() + 1, services.end());
     for (int number = 0; number < 999; ++number) {
