@@ -3,7 +3,7 @@
 
 #include "support/TemporaryDirectory.h"
 
-#include <sys/types.h>
+#include <cstdio>
 
 class PrivateBus {
 public:
@@ -23,5 +23,6 @@ public:
 
 private:
     TemporaryDirectory directory;
-    pid_t process = 0;
+    FILE* output = nullptr; // none while no bus runs
+    int process = 0;
 };
