@@ -15,7 +15,7 @@ class NSBundleTest : public MachineTest {
 protected:
     std::string makeBundle(const std::string& place, const NSDictionary& info) const {
         const std::string path = machine->root() + place;
-        fs::create_directories(path + "/Contents/Resources");
+        fs::create_directories(path + "/Contents/MacOS");
         writeDictionaryToFile(info, path + "/Contents/Info.plist");
         return path;
     }
@@ -43,11 +43,9 @@ TEST_F(NSBundleTest, ApplicationsAreFoundByIdentifierTheUsersFirst) {
 TEST_F(NSBundleTest, CodeBelongsToTheInnermostBundleOfItsModule) {
     EXPECT_FALSE(NSBundle::bundleForCode(&typeid(NSBundleTest))) << "the test program has none";
     EXPECT_FALSE(NSBundle::bundleForCode(this)) << "no module at all";
-    EXPECT_EQ(fs::path(NSBundle::mainExecutablePath()).filename(), "FoundationTests");
     makeBundle("/Outer.app", {{"CFBundleVersion", "outer"}});
     const std::string path = makeBundle("/Outer.app/Contents/PlugIns/In.prefPane",
                                         {{"CFBundleExecutable", "In"}, {"CFBundleVersion", 1}});
-    fs::create_directories(path + "/Contents/MacOS");
     fs::create_symlink(path, machine->root() + "/link");
     Dl_info library{}; // any shared library does for a module
     ASSERT_NE(dladdr(reinterpret_cast<void*>(&plist_new_dict), &library), 0);
@@ -60,11 +58,8 @@ TEST_F(NSBundleTest, CodeBelongsToTheInnermostBundleOfItsModule) {
     const auto outer = NSBundle::bundleForCode(code);
     dlclose(handle);
     ASSERT_TRUE(inner && outer);
-    EXPECT_EQ(inner->bundlePath(), path);
     EXPECT_EQ(inner->executablePath(), path + "/Contents/MacOS/In");
-    EXPECT_FALSE(inner->infoString("CFBundleVersion") || inner->infoString("missing"));
-    EXPECT_EQ(inner->pathForResource("../MacOS/In"), path + "/Contents/Resources/../MacOS/In");
-    EXPECT_FALSE(inner->pathForResource("missing.ui"));
+    EXPECT_FALSE(inner->infoString("CFBundleVersion") || inner->pathForResource("missing.ui"));
     EXPECT_EQ(outer->infoString("CFBundleVersion"), "outer");
 }
 

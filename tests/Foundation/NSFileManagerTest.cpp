@@ -19,41 +19,32 @@ namespace {
 class NSFileManagerTest : public testing::Test {
 protected:
     using Names = std::vector<std::string>;
-    /// Names in the folder, to see that no temporary file stays.
+    /// What is in the folder, to see that no temporary file stays.
     Names names() const { return files.contentsOfDirectoryAtPath(folder).value(); }
     unsigned mode() const { return static_cast<unsigned>(fs::status(file).permissions()); }
 
     TemporaryDirectory directory;
     const std::string folder = directory.path() + "/";
-    const std::string file = folder + "a.plist";
+    const std::string file = folder + "a";
     const NSFileManager& files = NSFileManager::defaultManager();
 };
 
-TEST_F(NSFileManagerTest, WritingKeepsTheModeAndLeavesOneFile) {
+TEST_F(NSFileManagerTest, WritingKeepsTheModeFollowsLinksAndReplacesNothingButFiles) {
+    fs::create_directories(folder + "real/deep");
+    fs::create_symlink("real/deep/../b", file); // relative, and nothing there yet
+    fs::create_symlink(file, folder + "chain"); // absolute
+    fs::create_symlink("loop", folder + "loop");
+    ASSERT_EQ(mkfifo((folder + "pipe").c_str(), 0600), 0);
     const mode_t before = umask(027);
-    EXPECT_FALSE(writeFileAtomically("one", file));
+    EXPECT_FALSE(writeFileAtomically("one", folder + "chain"));
     umask(before);
     EXPECT_EQ(mode(), 0640U);
     for (const mode_t kept : {0600U, 0444U, 0666U}) {
         chmod(file.c_str(), kept);
         const std::string content(100000, static_cast<char>('a' + kept % 7));
-        EXPECT_FALSE(writeFileAtomically(content, file));
-        EXPECT_EQ(contentsOfFile(file), content);
-        EXPECT_EQ(mode(), kept);
-    }
-    EXPECT_EQ(names(), Names{"a.plist"});
-}
-
-TEST_F(NSFileManagerTest, WritingFollowsLinksAndReplacesNothingButFiles) {
-    fs::create_directories(folder + "real/deep");
-    fs::create_symlink("real/deep/../b.plist", file); // relative, and nothing there yet
-    fs::create_symlink(file, folder + "chain");       // absolute
-    fs::create_symlink("loop", folder + "loop");
-    ASSERT_EQ(mkfifo((folder + "pipe").c_str(), 0600), 0);
-    const Names before = names();
-    for (const std::string content : {"created", "replaced"}) {
         EXPECT_FALSE(writeFileAtomically(content, folder + "chain"));
-        EXPECT_EQ(contentsOfFile(folder + "real/b.plist"), content);
+        EXPECT_EQ(contentsOfFile(folder + "real/b"), content);
+        EXPECT_EQ(mode(), kept);
     }
     EXPECT_TRUE(fs::is_symlink(file) && fs::is_symlink(folder + "chain"));
     for (const std::string name : {"real", "pipe", "loop", "missing"}) {
@@ -61,7 +52,7 @@ TEST_F(NSFileManagerTest, WritingFollowsLinksAndReplacesNothingButFiles) {
         EXPECT_NE(writeFileAtomically("x", path).value_or("").find(folder + name), path.npos);
         EXPECT_FALSE(contentsOfFile(path)) << name;
     }
-    EXPECT_EQ(names(), before);
+    EXPECT_EQ(names(), (Names{"a", "chain", "loop", "pipe", "real"}));
 }
 
 TEST_F(NSFileManagerTest, AWriteThatFailsKeepsTheOldFile) {
@@ -71,18 +62,13 @@ TEST_F(NSFileManagerTest, AWriteThatFailsKeepsTheOldFile) {
     const std::string old(20000, 'o');
     EXPECT_FALSE(writeFileAtomically(old, file));
     chmod(file.c_str(), 0666);
-    const pid_t child = fork();
-    if (child == 0) {
-        constexpr uid_t nobody = 65534;
-        _exit(setuid(nobody) == 0 && writeFileAtomically("new", file) ? 0 : 1);
-    }
-    int status = -1;
-    waitpid(child, &status, 0);
-    EXPECT_EQ(status, 0) << "a folder of another user's";
+    EXPECT_EXIT(_exit(setuid(65534) == 0 && writeFileAtomically("new", file) ? 0 : 1),
+                testing::ExitedWithCode(0), "")
+        << "a folder of another user's";
     const auto problem = writeFileAtomically(std::string(60000, 'n'), file);
     EXPECT_NE(problem.value_or("").find("No space left"), old.npos);
     EXPECT_EQ(contentsOfFile(file), old);
-    EXPECT_EQ(names(), Names{"a.plist"});
+    EXPECT_EQ(names(), Names{"a"});
     EXPECT_FALSE(writeFileAtomically(old, file)) << "the failed write's space is free again";
     umount(folder.c_str());
 }
@@ -102,9 +88,8 @@ TEST_F(NSFileManagerTest, KilledAtAnyMomentItLeavesAWholeFile) {
         waitpid(child, nullptr, 0);
         const auto content = contentsOfFile(file);
         ASSERT_TRUE(content == contents[0] || content == contents[1]);
-        cutShort += names().size() > 1 ? 1 : 0;
-        for (const std::string& name : names()) {
-            EXPECT_TRUE(name == "a.plist" || fs::remove(folder + name));
+        for (const auto& entry : fs::directory_iterator(folder)) {
+            cutShort += entry.path() != file && fs::remove(entry) ? 1 : 0;
         }
     }
     EXPECT_GT(cutShort, 0U) << "no kill came in the middle of a write";
@@ -124,29 +109,23 @@ TEST_F(NSFileManagerTest, WritersAtTheSameTimeDoNotMix) {
     for (std::thread& writer : writers) {
         writer.join();
     }
-    EXPECT_EQ(names(), Names{"a.plist"});
+    EXPECT_EQ(names(), Names{"a"});
 }
 
-TEST_F(NSFileManagerTest, MovesRemovesAndLists) {
-    EXPECT_TRUE(files.createDirectoryAtPath(folder + "x/y"));
-    EXPECT_TRUE(files.createDirectoryAtPath(folder + "x/y"));
+TEST_F(NSFileManagerTest, MovesOntoNothingAndRemovesLinksThemselves) {
+    EXPECT_TRUE(files.createDirectoryAtPath(folder + "x/y") &&
+                files.createDirectoryAtPath(folder + "x/y"));
     writeFileAtomically("1", folder + "x/y/one");
     writeFileAtomically("2", folder + "two");
+    fs::create_symlink("z", folder + "link");
     EXPECT_FALSE(files.createDirectoryAtPath(folder + "two/z"));
     EXPECT_FALSE(files.moveItemAtPath(folder + "x/y/one", folder + "two"));
-    EXPECT_EQ(contentsOfFile(folder + "two"), "2");
     EXPECT_TRUE(files.moveItemAtPath(folder + "x", folder + "z"));
-    EXPECT_EQ(contentsOfFile(folder + "z/y/one"), "1");
-    fs::create_symlink("z", folder + "link");
-    EXPECT_EQ(names(), (Names{"link", "two", "z"}));
     EXPECT_TRUE(files.removeItemAtPath(folder + "link"));
-    EXPECT_TRUE(files.fileExistsAtPath(folder + "z/y/one")) << "a link's target stays";
-    EXPECT_TRUE(files.isDirectoryAtPath(folder + "z") && !files.isDirectoryAtPath(folder + "two"));
+    EXPECT_EQ(contentsOfFile(folder + "z/y/one"), "1") << "a link's target stays";
+    EXPECT_EQ(names(), (Names{"two", "z"}));
     EXPECT_TRUE(files.removeItemAtPath(folder + "z"));
     EXPECT_FALSE(files.removeItemAtPath(folder + "z"));
-    EXPECT_FALSE(files.contentsOfDirectoryAtPath(folder + "z"));
-    EXPECT_FALSE(files.isExecutableFileAtPath(folder + "two"));
-    EXPECT_TRUE(files.isExecutableFileAtPath("/bin/sh"));
     const std::string other = "/dev/shm/" + fs::path(directory.path()).filename().string();
     EXPECT_TRUE(files.moveItemAtPath(folder + "two", other)) << "onto another disk";
     EXPECT_EQ(contentsOfFile(other), "2");
