@@ -4,7 +4,6 @@
 #include "Foundation/NSFileManager.h"
 #include "support/TemporaryDirectory.h"
 
-#include <array>
 #include <clocale>
 #include <cmath>
 #include <cstdlib>
@@ -17,8 +16,11 @@ using namespace std::chrono_literals;
 
 namespace {
 
+using Texts = std::vector<std::string>;
+
 constexpr auto largest = std::numeric_limits<std::int64_t>::max();
 constexpr auto smallest = std::numeric_limits<std::int64_t>::min();
+const std::string old = "{ a = (\"\\U00e9\\\"\", <0fbd>); 'b' = { c = d; }; /* e */ }";
 
 bool reads(const std::string& bytes) {
     try {
@@ -27,6 +29,12 @@ bool reads(const std::string& bytes) {
     } catch (const NSException& exception) {
         EXPECT_EQ(exception.name(), NSParseErrorException);
         return false;
+    }
+}
+
+void expectReads(bool expected, const Texts& texts) {
+    for (const std::string& text : texts) {
+        EXPECT_EQ(reads(text), expected) << text.substr(0, 100);
     }
 }
 
@@ -84,42 +92,12 @@ std::string binaryChain(unsigned length, unsigned width, bool cycle = false) {
     return bytes + table + zeros.substr(1) + "\1\1" + counts;
 }
 
-TEST(NSPropertyListTest, EveryValueSurvivesWritingAndReadingInOrder) {
-    const std::string text = xmlDataFromPropertyList(everything());
-    for (const std::string& bytes : {text, binary(everything())}) {
-        EXPECT_EQ(propertyListFromData(bytes), PropertyList(everything()));
-        EXPECT_EQ(xmlDataFromPropertyList(propertyListFromData(bytes)), text) << "the order too";
-    }
-}
-
-TEST(NSPropertyListTest, RealsDoNotDependOnTheLocale) {
-    const TemporaryDirectory folder;
-    const std::string make = "cd " + folder.path() +
-                             R"( && localedef -c -i /dev/stdin ./comma >/dev/null 2>&1 << END
-LC_NUMERIC
-decimal_point ","
-thousands_sep ""
-grouping -1
-END LC_NUMERIC
-END)";
-    [[maybe_unused]] const int warnings = std::system(make.c_str());
-    setenv("LOCPATH", folder.path().c_str(), 1);
-    const bool comma = std::setlocale(LC_NUMERIC, "comma") && *localeconv()->decimal_point == ',';
-    const PropertyList read = propertyListFromData(xml("<real>0.5</real>"));
-    const std::string written = xmlDataFromPropertyList(0.25);
-    std::setlocale(LC_NUMERIC, "C");
-    unsetenv("LOCPATH");
-    EXPECT_TRUE(comma);
-    EXPECT_EQ(read, PropertyList(0.5));
-    EXPECT_NE(written.find("<real>0.25</real>"), std::string::npos) << written;
-}
-
-TEST(NSPropertyListTest, ListsCutShortAnywhereAreNone) {
+TEST(NSPropertyListTest, EveryValueSurvivesInOrderAndWhatIsCutShortIsNone) {
     std::string text = xmlDataFromPropertyList(everything());
+    EXPECT_EQ(xmlDataFromPropertyList(propertyListFromData(text)), text) << "the order too";
     text.pop_back(); // the line feed at the end is no part of the list
-    const std::string old = "{ a = \"x\\U00e9\\\"\"; b = ( 1, <0f bd>, { c = d; } ); /* e */ }";
     for (const std::string& bytes : {text, binary(everything()), old}) {
-        ASSERT_TRUE(reads(bytes));
+        EXPECT_TRUE(bytes == old || propertyListFromData(bytes) == PropertyList(everything()));
         for (std::size_t length = 0; length < bytes.size(); ++length) {
             const std::string part = bytes.substr(0, length);
             // The first letters of "bplist00" are a word of the old form.
@@ -129,68 +107,67 @@ TEST(NSPropertyListTest, ListsCutShortAnywhereAreNone) {
     }
 }
 
+TEST(NSPropertyListTest, RealsDoNotDependOnTheLocale) {
+    const TemporaryDirectory folder;
+    const std::string make = R"(printf 'LC_NUMERIC\ndecimal_point ","\nthousands_sep ""\n)"
+                             R"(grouping -1\nEND LC_NUMERIC\n' | localedef -c -i /dev/stdin )" +
+                             folder.path() + "/comma >/dev/null 2>&1";
+    [[maybe_unused]] const int warnings = std::system(make.c_str());
+    setenv("LOCPATH", folder.path().c_str(), 1);
+    EXPECT_TRUE(std::setlocale(LC_NUMERIC, "comma") && *localeconv()->decimal_point == ',');
+    EXPECT_EQ(propertyListFromData(xml("<real>0.5</real>")), PropertyList(0.5));
+    EXPECT_NE(xmlDataFromPropertyList(0.25).find("<real>0.25</real>"), std::string::npos);
+    std::setlocale(LC_NUMERIC, "C");
+    unsetenv("LOCPATH");
+}
+
 TEST(NSPropertyListTest, AcceptsOnlyOneWholeList) {
-    for (const std::string text :
-         {"\xEF\xBB\xBF \n<!-- a > --><plist version='1.0'><!-- <b --><array/></plist>\n<!-- c "
-          "-->\n",
-          "<plist><string><![CDATA[<a>]]></string></plist>", "\xEF\xBB\xBF{a=b;}"}) {
-        EXPECT_TRUE(reads(text)) << text;
-    }
+    expectReads(true, {"\xEF\xBB\xBF \n<!-- a > --><plist version='1.0'><!-- <b --><array/></plist>"
+                       "\n<!-- c -->\n",
+                       "<plist><string><![CDATA[<a>]]></string></plist>", "\xEF\xBB\xBF{a=b;}"});
     for (const std::string content :
          {"", "<true/><false/>", "<array><true/></dict>", "<what/>", "x<true/>",
           "<string>&what;</string>", "<dict><true/></dict>", "<array a='>'></array>",
           "<array a='<array>'></array>", "</plist><plist><true/>"}) {
         EXPECT_FALSE(reads(xml(content))) << content;
     }
-    for (const std::string text :
-         {"", " \n", "<plist/>", "<array/>", "<!-- --><dict></dict>", "<plist><true/></plist>x",
-          "<plist><true/></plist><plist><true/></plist>", "bplist00", "two words", "\1\2",
-          "<!DOCTYPE plist [<!ENTITY a 'b'>]><plist><string>&a;</string></plist>"}) {
-        EXPECT_FALSE(reads(text)) << text;
-    }
+    expectReads(false, {"", " \n", "<plist/>", "<array/>", "<!-- --><dict></dict>",
+                        "<plist><true/></plist>x", "<plist><true/></plist><plist><true/></plist>",
+                        "bplist00", "two words", "\1\2",
+                        "<!DOCTYPE plist [<!ENTITY a 'b'>]><plist><string>&a;</string></plist>"});
 }
 
 TEST(NSPropertyListTest, ReadsTheOldTextForm) {
-    const std::array cases{
-        std::pair(R"(word)", PropertyList("word")),
-        std::pair(R"( // one
-                     "two" /* three */ )",
-                  PropertyList("two")),
-        std::pair(R"("a\n\t\\\"\'\101\e9\U00e9\uD83D\q")",
-                  PropertyList("a\n\t\\\"'Ae9\u00e9uD83Dq")),
-        std::pair(R"('\UD83D\UDE00\351')", PropertyList("😀é")),
-        std::pair("<0fBd 77>", PropertyList(NSData{0x0f, 0xbd, 0x77})),
-        std::pair("<>", PropertyList(NSData{})),
-        std::pair("a = (b, \"c\", ( ), );\n/* x */ \"k 1\" = { d = /usr/bin-1.0; }; e;// y",
-                  PropertyList(NSDictionary{{"a", NSArray{"b", "c", NSArray{}}},
-                                            {"k 1", NSDictionary{{"d", "/usr/bin-1.0"}}},
-                                            {"e", "e"}})),
-        std::pair("{ a = 1; b = 2; a = 3; }", PropertyList(NSDictionary{{"a", "3"}, {"b", "2"}}))};
-    for (const auto& [text, list] : cases) {
+    using Case = std::pair<const char*, PropertyList>;
+    for (const auto& [text, list] :
+         {Case{"// one\n\"two\" /* three */", "two"},
+          Case{R"("a\n\t\\\"\'\101\e9\U00e9\uD83D\q")", "a\n\t\\\"'Ae9\u00e9uD83Dq"},
+          Case{R"('\UD83D\UDE00\351')", "😀é"}, Case{"<0fBd 77>", NSData{0x0f, 0xbd, 0x77}},
+          Case{"<>", NSData{}},
+          Case{"a = (b, \"c\", ( ), );\n/* x */ \"k 1\" = { d = /usr/bin-1.0; }; e;// y",
+               NSDictionary{{"a", NSArray{"b", "c", NSArray{}}},
+                            {"k 1", NSDictionary{{"d", "/usr/bin-1.0"}}},
+                            {"e", "e"}}},
+          Case{"{ a = 1; b = 2; a = 3; }", NSDictionary{{"a", "3"}, {"b", "2"}}}}) {
         EXPECT_EQ(propertyListFromData(text), list) << text;
     }
-    for (const char* const text :
-         {"a b", "{ a = b }", "{ = b; }", "( a b )", "( , )", "<0>", "<0g>", "<fbd", "\"a", "'a\"",
-          R"("\UDE00")", R"("\UD83D\U0041")", R"("\Ux")", "a = b", "a = b; c", "{} {}", "/* a", "é",
-          "(a));"}) {
-        EXPECT_FALSE(reads(text)) << text;
-    }
+    expectReads(false, {"a b", "{ a = b }", "{ = b; }", "( a b )", "( , )", "<0>", "<0g>", "<fbd",
+                        "\"a", "'a\"", R"("\UDE00")", R"("\UD83D\U0041")", R"("\Ux")", "a = b",
+                        "a = b; c", "{} {}", "/* a", "é", "(a));"});
 }
 
 TEST(NSPropertyListTest, HostileNestingAndSharingAreRefused) {
     constexpr std::size_t fine = 500;
     constexpr std::size_t tooDeep = 300000;
     for (const std::size_t depth : {fine, tooDeep}) {
-        for (const std::string& bytes :
-             {xml(nested(depth, "<array>", "</array>")), nested(depth, "(", ")"),
-              nested(depth, "{a=", ";}").replace(depth * 3, 0, "b")}) {
-            EXPECT_EQ(reads(bytes), depth == fine) << bytes.substr(0, 10);
-        }
+        expectReads(depth == fine,
+                    {xml(nested(depth, "<array>", "</array>")), nested(depth, "(", ")"),
+                     nested(depth, "{a=", ";}").replace(depth * 3, 0, "b")});
     }
-    EXPECT_FALSE(reads(xml(nested(tooDeep, "<array>", ""))));
-    EXPECT_TRUE(reads(binaryChain(10, 2)));
-    EXPECT_FALSE(reads(binaryChain(60, 2))) << "two references a level are 2^60 objects";
-    EXPECT_FALSE(reads(binaryChain(1, 1, true))) << "an array within itself";
+    expectReads(true, {binaryChain(10, 2)});
+    expectReads(false, {xml(nested(tooDeep, "<array>", "")),
+                        binaryChain(60, 2),        // two references a level are 2^60 objects
+                        binaryChain(1, 1, true)}); // an array within itself
     PropertyList deep = NSArray{};
     for (std::size_t level = 0; level < 2 * fine; ++level) {
         deep = NSArray{std::move(deep)};
@@ -199,18 +176,16 @@ TEST(NSPropertyListTest, HostileNestingAndSharingAreRefused) {
 }
 
 TEST(NSPropertyListTest, DamagedBytesNeverCrash) {
-    const std::array seeds{xmlDataFromPropertyList(everything()), binary(everything()),
-                           std::string("{ a = (\"\\U00e9\", <0fbd>); 'b' = { c = d; }; } // e")};
+    const Texts seeds{xmlDataFromPropertyList(everything()), binary(everything()), old};
     std::mt19937 random(20240601); // NOLINT: the same damage in every run
     int whole = 0;
-    for (int round = 0; round < 6000; ++round) {
-        std::string bytes = seeds[static_cast<std::size_t>(round) % seeds.size()];
+    for (std::size_t round = 0; round < 6000; ++round) {
+        std::string bytes = seeds[round % seeds.size()];
         for (auto edits = 1 + random() % 4; edits > 0; --edits) {
             const std::size_t place = random() % bytes.size();
-            const auto bit = static_cast<char>(1U << random() % 8);
             const std::string piece = bytes.substr(random() % bytes.size(), random() % 20);
-            bytes[place] = static_cast<char>(bytes[place] ^ (random() % 2 == 0 ? bit : 0));
-            bytes.replace(place, random() % 3 * 5, piece + bit);
+            bytes[place] = static_cast<char>(bytes[place] ^ (1 << random() % 8));
+            bytes.replace(place, random() % 3 * 5, piece);
         }
         whole += reads(bytes) ? 1 : 0;
     }
@@ -244,14 +219,10 @@ TEST(NSPropertyListTest, FilesHoldDictionariesOrNothing) {
     const std::string path = folder.path() + "/a.plist";
     EXPECT_FALSE(dictionaryWithContentsOfFile(path));
     EXPECT_TRUE(writeDictionaryToFile(everything(), path));
-    EXPECT_EQ(dictionaryWithContentsOfFile(path), everything());
     EXPECT_FALSE(writeDictionaryToFile({{"a", std::string("b\0c", 3)}}, path));
     EXPECT_EQ(dictionaryWithContentsOfFile(path), everything()) << "a list that XML cannot hold";
-    for (const std::string content : {"(a)", "word", ""}) {
-        writeFileAtomically(content, path);
-        EXPECT_FALSE(dictionaryWithContentsOfFile(path)) << content;
-    }
-    EXPECT_FALSE(dictionaryWithContentsOfFile(folder.path()));
+    writeFileAtomically("(a)", path);
+    EXPECT_FALSE(dictionaryWithContentsOfFile(path) || dictionaryWithContentsOfFile(folder.path()));
     EXPECT_FALSE(writeDictionaryToFile({}, folder.path() + "/missing/a.plist"));
 }
 
