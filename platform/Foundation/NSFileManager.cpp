@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <cstdio>
 #include <fcntl.h>
 #include <filesystem>
 #include <sys/stat.h>
@@ -45,23 +44,12 @@ bool NSFileManager::removeItemAtPath(const std::string& path) const {
 }
 
 bool NSFileManager::moveItemAtPath(const std::string& path, const std::string& destination) const {
-    if (renameat2(AT_FDCWD, path.c_str(), AT_FDCWD, destination.c_str(), RENAME_NOREPLACE) == 0) {
-        return true;
-    }
-    if (errno != EXDEV) {
-        return false;
-    }
     std::error_code error;
     if (fs::exists(fs::symlink_status(destination, error))) {
         return false;
     }
-    fs::copy(path, destination, fs::copy_options::recursive | fs::copy_options::copy_symlinks,
-             error);
-    if (error) {
-        removeItemAtPath(destination);
-        return false;
-    }
-    return removeItemAtPath(path);
+    fs::rename(path, destination, error);
+    return !error;
 }
 
 std::optional<std::vector<std::string>>

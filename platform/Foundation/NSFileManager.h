@@ -19,7 +19,7 @@ public:
     bool createDirectoryAtPath(const std::string& path) const;
     /// A folder with all that is in it; a symbolic link itself, never its target.
     bool removeItemAtPath(const std::string& path) const;
-    /// Fails when something stands at the destination.
+    /// Within one disk. Fails when something stands at the destination.
     bool moveItemAtPath(const std::string& path, const std::string& destination) const;
     /// Names only, sorted; none when the folder cannot be read.
     std::optional<std::vector<std::string>>

@@ -112,24 +112,4 @@ TEST_F(NSFileManagerTest, WritersAtTheSameTimeDoNotMix) {
     EXPECT_EQ(names(), Names{"a"});
 }
 
-TEST_F(NSFileManagerTest, MovesOntoNothingAndRemovesLinksThemselves) {
-    EXPECT_TRUE(files.createDirectoryAtPath(folder + "x/y") &&
-                files.createDirectoryAtPath(folder + "x/y"));
-    writeFileAtomically("1", folder + "x/y/one");
-    writeFileAtomically("2", folder + "two");
-    fs::create_symlink("z", folder + "link");
-    EXPECT_FALSE(files.createDirectoryAtPath(folder + "two/z"));
-    EXPECT_FALSE(files.moveItemAtPath(folder + "x/y/one", folder + "two"));
-    EXPECT_TRUE(files.moveItemAtPath(folder + "x", folder + "z"));
-    EXPECT_TRUE(files.removeItemAtPath(folder + "link"));
-    EXPECT_EQ(contentsOfFile(folder + "z/y/one"), "1") << "a link's target stays";
-    EXPECT_EQ(names(), (Names{"two", "z"}));
-    EXPECT_TRUE(files.removeItemAtPath(folder + "z"));
-    EXPECT_FALSE(files.removeItemAtPath(folder + "z"));
-    const std::string other = "/dev/shm/" + fs::path(directory.path()).filename().string();
-    EXPECT_TRUE(files.moveItemAtPath(folder + "two", other)) << "onto another disk";
-    EXPECT_EQ(contentsOfFile(other), "2");
-    EXPECT_TRUE(files.removeItemAtPath(other) && names().empty());
-}
-
 } // namespace
