@@ -193,23 +193,18 @@ TEST(NSPropertyListTest, DamagedBytesNeverCrash) {
 }
 
 TEST(NSPropertyListTest, ValuesReadAsNumbersAndDictionariesAreEqualInAnyOrder) {
-    struct Case {
-        PropertyList value;
-        std::int64_t integer;
-        double number;
-    };
-    for (const Case& item : {Case{true, 1, 1}, Case{-2.9, -2, -2.9}, Case{1e30, largest, 1e30},
-                             Case{-1e30, smallest, -1e30},
-                             Case{NSInteger64{-1, true}, largest, 18446744073709551615.0},
-                             Case{"8080", 8080, 8080}, Case{" +1 ", 1, 1}, Case{"-0", 0, 0}}) {
-        EXPECT_EQ(item.value.integer(), item.integer) << xmlDataFromPropertyList(item.value);
-        EXPECT_EQ(item.value.number(), item.number) << xmlDataFromPropertyList(item.value);
+    using Case = std::pair<PropertyList, std::int64_t>;
+    for (const auto& [value, integer] :
+         {Case{true, 1}, Case{-2.9, -2}, Case{1e30, largest}, Case{-1e30, smallest},
+          Case{std::nan(""), 0}, Case{NSInteger64{-1, true}, largest}, Case{"8080", 8080},
+          Case{" +1 ", 1}, Case{"-0", 0}}) {
+        EXPECT_EQ(value.integer(), integer) << xmlDataFromPropertyList(value);
     }
+    EXPECT_EQ(PropertyList(NSInteger64{-1, true}).number(), 18446744073709551615.0);
     for (const PropertyList& none :
          NSArray{"", "1.5", "1x", "+-1", "99999999999999999999", NSData{1}, NSArray{1}, NSDate{}}) {
         EXPECT_FALSE(none.integer() || none.number()) << xmlDataFromPropertyList(none);
     }
-    EXPECT_EQ(PropertyList(std::nan("")).integer(), 0);
     EXPECT_EQ((NSDictionary{{"a", 1}, {"b", 2}}), (NSDictionary{{"b", 2}, {"a", 1}}));
     EXPECT_NE((NSDictionary{{"a", 1}, {"b", 2}}), (NSDictionary{{"a", 1}, {"c", 2}}));
 }

@@ -1,16 +1,12 @@
-#include "Foundation/NSDistributedNotificationCenter.h"
 #include "Foundation/NSFileManager.h"
 #include "Foundation/NSPipe.h"
-#include "Foundation/NSRunLoop.h"
-#include "support/PrivateBus.h"
-#include "support/TestMachine.h"
+#include "support/BusTest.h"
 
 #include <algorithm>
 #include <csignal>
 
 namespace {
 
-using namespace std::chrono_literals;
 using Texts = std::vector<std::string>;
 
 /// After the sandbox is made: the client's job is there, and one network interface.
@@ -25,21 +21,16 @@ END
 chmod +x usr/sbin/system_profiler)";
 
 /// The real client, and the real window with the pane, in a sandbox on a real bus.
-class ClientTest : public RealTimeMachineTest {
+class ClientTest : public BusTest {
 protected:
     ClientTest() {
-        machine->busAddress = bus.address();
         machine->user = Machine().userName();
         setenv("DBUS_SESSION_BUS_ADDRESS", bus.address().c_str(), 1);
         const auto make = SOURCE_DIRECTORY "/scripts/make-sandbox " BINARY_DIRECTORY " " + root;
         EXPECT_EQ(std::system((make + " && cd " + root + furnish).c_str()), 0);
-        for (const char* name : {"QVTolvinStatusUpdate", "ready"}) {
-            centre.addObserver(observer, name, [this](const NSNotification& update) {
-                heard.push_back(update.userInfoString("status").value_or("none"));
-            });
-        }
-        centre.postNotificationName("ready");
-        until("none"); // the bus knows whom to tell
+        observe("QVTolvinStatusUpdate");
+        postStatus("ready");
+        until("ready"); // the bus knows whom to tell
     }
     ~ClientTest() override {
         for (const auto* process : {&client, &window}) {
@@ -48,10 +39,7 @@ protected:
                 (*process)->waitUntilExit();
             }
         }
-        observer = nullptr;
         unsetenv("DBUS_SESSION_BUS_ADDRESS");
-        machine->busAddress.clear();
-        centre.reset();
     }
 
     void writePreferences(const std::string& name, const NSDictionary& list) const {
@@ -71,13 +59,16 @@ protected:
         centre.postNotification(
             {.name = "QVTolvinStatusUpdate", .userInfo = NSDictionary{{"status", text}}});
     }
-    bool run(const std::function<bool()>& until) {
-        return NSRunLoop::mainRunLoop().runUntil(until, clock->now() + 60s);
-    }
-    /// What has been heard up to the next `text`.
+    /// The statuses that have been heard up to the next `text`.
     Texts until(const std::string& text) {
-        EXPECT_TRUE(run([&] { return std::count(heard.begin(), heard.end(), text) > 0; })) << text;
-        return std::exchange(heard, {});
+        Texts texts;
+        EXPECT_TRUE(run([&] {
+            for (const auto& update : std::exchange(heard, {})) {
+                texts.push_back(update.userInfoString("status").value_or("none"));
+            }
+            return std::find(texts.begin(), texts.end(), text) != texts.end();
+        })) << text;
+        return texts;
     }
 
     void openWindow() {
@@ -105,14 +96,10 @@ protected:
         return ask("wait statusLabel \"Status: " + status + "\" 60");
     }
 
-    PrivateBus bus;
-    NSDistributedNotificationCenter& centre = NSDistributedNotificationCenter::defaultCenter();
-    std::shared_ptr<int> observer = std::make_shared<int>();
     const std::string root = machine->root();
     const std::string library = root + "/Users/" + Machine().userName() + "/Library";
     NSPipe script, told;
     std::unique_ptr<LaunchedProcess> client, window;
-    Texts heard;
     const std::string on = "masterSwitch = 1 (enabled)\n", off = "masterSwitch = 0 (enabled)\n";
 };
 
@@ -138,7 +125,7 @@ TEST_F(ClientTest, LivesAsThePanelExpectsOrMisbehavesAsItIsAskedTo) {
     post("QVTolvinRelaunch");
     client->waitUntilExit();
     EXPECT_EQ(client->terminationStatus(), SIGABRT);
-    EXPECT_EQ(heard, Texts{"Relaunching..."});
+    EXPECT_EQ(until("Relaunching..."), Texts{"Relaunching..."});
 }
 
 TEST_F(ClientTest, TheWindowFollowsItsClientThroughEverything) {
@@ -177,7 +164,7 @@ TEST_F(ClientTest, TheWindowFollowsItsClientThroughEverything) {
     }
     postStatus("The last");
     EXPECT_EQ(waitFor("The last"), on);
-    EXPECT_TRUE(run([&] { return heard.size() == burst; }));
+    EXPECT_TRUE(runUntilHeard(burst));
 
     bus.kill();
     bus.start();
