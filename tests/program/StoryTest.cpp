@@ -136,6 +136,26 @@ TEST_P(StoryTest, AWindowClosedWhileOnLeavesTheJobForTheNextLoginAndNothingElse)
         << contentOf(output);
 }
 
+using ClosingTest = StoryTest;
+
+TEST_P(ClosingTest, AWindowClosedInTheMiddleOfAnythingEndsAndLeavesWholeFiles) {
+    EXPECT_TRUE(run([&] {
+        ASSERT_EQ(shell(scripts + "make-sandbox " BINARY_DIRECTORY " " + root, output), 0);
+        shell(inSession(root, SOURCE_DIRECTORY "/tests/program/close-windows.sh " BINARY_DIRECTORY
+                                               " " +
+                                  root),
+              output);
+    }));
+    const std::string told = contentOf(output);
+    EXPECT_TRUE(told.ends_with("All windows are closed.\n")) << told;
+    EXPECT_EQ(told.find("wrong: "), std::string::npos) << told;
+    EXPECT_EQ(processesThatMention(folder.path()), std::vector<std::string>());
+}
+
+INSTANTIATE_TEST_SUITE_P(Tellers, ClosingTest,
+                         testing::Values(Teller{"UserWithTheSupervisor", true, false}),
+                         [](const auto& test) { return std::string(test.param.name); });
+
 INSTANTIATE_TEST_SUITE_P(Tellers, StoryTest,
                          testing::Values(Teller{"Superuser", false, false},
                                          Teller{"UserWithTheSupervisor", true, false},
