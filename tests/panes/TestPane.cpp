@@ -1,10 +1,8 @@
-// A pane with the real one's layout and little behind it, so that the settings application can be
-// tested alone: the first checkbox asks for an answer in a sheet and writes it into the status
-// line.
+// A pane of a few controls with little behind them, so that the settings application can be tested
+// alone: the first checkbox asks for an answer in a sheet, and the label tells what happened.
 #include "AppKit/NSApplication.h"
 #include "AppKit/NSButton.h"
 #include "AppKit/NSPopUpButton.h"
-#include "AppKit/NSProgressIndicator.h"
 #include "AppKit/NSTextField.h"
 #include "Foundation/NSLog.h"
 #include "pane/QVSwitch.h"
@@ -16,30 +14,24 @@
 class TestPane : public NSPreferencePane {
 public:
     TestPane() {
-        for (std::size_t index = 0; index < labels.size(); ++index) {
-            outlet(labelNames[index], labels[index]);
-        }
-        for (std::size_t index = 0; index < checks.size(); ++index) {
-            outlet(checkNames[index], checks[index]);
-        }
-        outlet("statusSpinner", spinner);
-        outlet("masterSwitch", masterSwitch);
-        outlet("networkInterfacePopUp", popUp);
-        action("savePrefs:", [this](NSObject* sender) {
-            if (sender == checks[0]) {
-                tell("answer", ask());
-            }
-        });
-        action("showHideMenuBarIcon:", [](NSObject*) {});
-        action("enableDisableMaintenance:", [](NSObject*) {});
-        action("updateNetworkSettings:", [this](NSObject*) { tell("network", ++networkActions); });
+        outlet("label", label);
+        outlet("askCheck", askCheck);
+        outlet("disabledCheck", disabledCheck);
+        outlet("popUp", popUp);
+        outlet("field", field);
+        outlet("paneSwitch", switches[0]);
+        outlet("wideSwitch", switches[1]);
+        outlet("narrowSwitch", switches[2]);
+        action("ask:", [this](NSObject*) { tell("answer", ask()); });
+        action("change:", [this](NSObject*) { tell("change", ++changes); });
     }
     ~TestPane() override { NSLog("teardown"); }
 
     void mainViewDidLoad() override {
-        masterSwitch->setEnabled(true);
-        masterSwitch->setOn(true, false);
-        checks[1]->setEnabled(false);
+        for (auto* each : switches) {
+            each->setEnabled(true);
+        }
+        disabledCheck->setEnabled(false);
         popUp->addItemWithTitle("Any");
         popUp->addItemWithTitle("Wi-Fi & more");
     }
@@ -54,20 +46,14 @@ private:
                                                    .block = true});
     }
     void tell(const std::string& what, long number) {
-        labels[1]->setStringValue(what + " " + std::to_string(number));
+        label->setStringValue(what + " " + std::to_string(number));
     }
 
-    static constexpr std::array labelNames{"versionLabel", "statusLabel", "masterOffLabel",
-                                           "masterOnLabel", "networkCustomPortText"};
-    static constexpr std::array checkNames{"autoUpdateCheck",           "enableMaintenanceCheck",
-                                           "preventUpdateDialogsCheck", "showMenuBarIconCheck",
-                                           "networkCustomPortCheck",    "networkDisableBonjour"};
-    std::array<NSTextField*, 5> labels{};
-    std::array<NSButton*, 6> checks{};
-    NSProgressIndicator* spinner;
-    QVSwitch* masterSwitch;
+    NSTextField *label, *field;
+    NSButton *askCheck, *disabledCheck;
     NSPopUpButton* popUp;
-    long networkActions = 0;
+    std::array<QVSwitch*, 3> switches{};
+    long changes = 0;
 };
 
 NS_PRINCIPAL_CLASS(TestPane)

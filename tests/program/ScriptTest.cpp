@@ -30,7 +30,7 @@ protected:
         fs::create_directories(bundle / "Contents/MacOS");
         fs::create_directories(bundle / "Contents/Resources");
         fs::copy(BINARY_DIRECTORY "/tests/panes/TestPane", code);
-        fs::copy(SOURCE_DIRECTORY "/pane/Resources/Tessaline_Network_ClientPref.ui", layout);
+        fs::copy(SOURCE_DIRECTORY "/tests/panes/TestPane.ui", layout);
         writeInfo("TestPane");
     }
 
@@ -69,26 +69,19 @@ protected:
 
 TEST_F(ScriptTest, DrivesEveryKindOfControlByMouseAndKeys) {
     const auto result = runScript(R"(# what the view starts with
-show masterSwitch
-items networkInterfacePopUp
-press networkCustomPortCheck
-show networkCustomPortCheck   # a comment behind it
-type networkCustomPortText "8\"0 ä#"
-show networkCustomPortText
-choose networkInterfacePopUp "Wi-Fi & more"
-show networkInterfacePopUp
-show statusLabel
-press enableMaintenanceCheck
-show enableMaintenanceCheck
-press masterSwitch
-show masterSwitch
-press masterSwitch
-drag masterSwitch 70 14 5 14
-show masterSwitch
-press "autoUpdateCheck"
+items popUp
+press "disabledCheck"
+show disabledCheck   # a comment behind it
+type field "8\"0 ä#"
+show field
+choose popUp "Wi-Fi & more"
+show popUp
+show label
+press askCheck
 sheet 10
 answer "Yes & no"
-wait statusLabel "answer 1" 10
+wait label "answer 1" 10
+show askCheck
 snapshot )" + at("picture.png") + R"(
 sleep 0.01
 quit
@@ -96,20 +89,50 @@ press nothing
 )");
     EXPECT_EQ(result.errors, "teardown\n");
     EXPECT_EQ(result.status, 0);
-    EXPECT_EQ(result.output, R"(masterSwitch = 1 (enabled)
-Any
+    EXPECT_EQ(result.output, R"(Any
 Wi-Fi & more
-networkCustomPortCheck = 1 (enabled)
-networkCustomPortText = 8"0 ä# (enabled)
-networkInterfacePopUp = Wi-Fi & more (enabled)
-statusLabel = network 3 (enabled)
-enableMaintenanceCheck = 0 (disabled)
-masterSwitch = 0 (enabled)
-masterSwitch = 0 (enabled)
+disabledCheck = 0 (disabled)
+field = 8"0 ä# (enabled)
+popUp = Wi-Fi & more (enabled)
+label = change 2 (enabled)
 100% <b>sure</b>?
 %@ stays
+askCheck = 1 (enabled)
 )");
     EXPECT_EQ(contents(at("picture.png")).substr(1, 3), "PNG");
+}
+
+TEST_F(ScriptTest, TheSwitchSettlesWhereItsUserLeavesIt) {
+    const std::pair<const char*, int> steps[] = {
+        {"press narrowSwitch", 1}, // a click on the knob, which lies in the middle at either end
+        {"press narrowSwitch", 0},
+        {"press wideSwitch", 1}, // a click beside the knob
+        {"press wideSwitch", 0},
+        {"drag wideSwitch 10 14 13 14", 0}, // a jiggle
+        {"drag wideSwitch 10 14 40 14", 0}, // exactly the middle
+        {"drag wideSwitch 10 14 41 14", 1}, // past it
+        {"drag wideSwitch 65 14 36 14", 1},
+        {"drag wideSwitch 65 14 35 14", 0},  // the middle turns off
+        {"drag wideSwitch 10 14 400 14", 1}, // beyond the end
+        {"drag wideSwitch 10 14 90 14", 0},  // beside the knob: a click, wherever it ends
+        {"drag wideSwitch 40 14 20 14", 1},  // the right edge is beside it,
+        {"drag wideSwitch 60 14 20 14", 0},  // the left one on it
+        {"press paneSwitch", 1},
+        {"drag paneSwitch 50 14 30 14", 1},
+        {"drag paneSwitch 50 14 26 14", 0},
+        {"drag paneSwitch 0 14 24 14", 0},
+        {"drag paneSwitch 0 1 25 27", 1},
+        {"drag paneSwitch 50 28 0 14", 0}, // above the knob
+    };
+    std::string script, expected;
+    for (const auto& [line, on] : steps) {
+        std::istringstream words(line);
+        std::string name;
+        words >> name >> name;
+        script += std::string(line) + "\nshow " + name + "\n";
+        expected += name + " = " + std::to_string(on) + " (enabled)\n";
+    }
+    EXPECT_EQ(runScript(script).output, expected);
 }
 
 TEST_F(ScriptTest, EndsAtTheFirstLineThatFails) {
@@ -117,30 +140,30 @@ TEST_F(ScriptTest, EndsAtTheFirstLineThatFails) {
         {"dance", "unknown command dance"},
         {"press", "press takes 1 arguments, not 0"},
         {"press nobody", "there is no control nobody"},
-        {"show \"statusLabel", "a quote does not end"},
-        {"show clientGroup", "clientGroup shows no value"},
-        {"wait statusLabel never 0.02", "statusLabel did not become \"never\""},
-        {"choose networkInterfacePopUp wi-fi", "networkInterfacePopUp has no item \"wi-fi\""},
-        {"type statusLabel x", "statusLabel takes no text"},
+        {"show \"label", "a quote does not end"},
+        {"show view", "view shows no value"},
+        {"wait label never 0.02", "label did not become \"never\""},
+        {"choose popUp wi-fi", "popUp has no item \"wi-fi\""},
+        {"type label x", "label takes no text"},
         {"sheet 0", "there is no sheet"},
         {"snapshot /nowhere/x.png", "the picture /nowhere/x.png cannot be written"},
     };
     for (const auto& [line, reason] : cases) {
-        const auto result = runScript("show masterOnLabel\n" + line + "\nshow masterOffLabel\n");
-        EXPECT_EQ(result.output, "masterOnLabel = On (enabled)\n");
+        const auto result = runScript("show label\n" + line + "\nshow label\n");
+        EXPECT_EQ(result.output, "label = as laid out (enabled)\n");
         EXPECT_EQ(result.errors, "line 2: " + line + ": " + reason + "\nteardown\n");
         EXPECT_EQ(result.status, 1);
     }
 }
 
 TEST_F(ScriptTest, ASheetBlocksItsWindowAndCanBeLeftOpenAtTheEnd) {
-    const std::string open = "press autoUpdateCheck\nsheet 10\n";
+    const std::string open = "press askCheck\nsheet 10\n";
     const auto says = [&](const std::string& line, const std::string& text) {
         const std::string errors = runScript(open + line).errors;
         EXPECT_NE(errors.find(text), std::string::npos) << errors;
     };
     says("answer No\n", "the sheet has no button \"No\"");
-    says("press masterSwitch\n", "a sheet is in front of masterSwitch");
+    says("press paneSwitch\n", "a sheet is in front of paneSwitch");
     EXPECT_EQ(runScript(open + "quit\n").status, 0);
 }
 
