@@ -3,6 +3,7 @@
 #include "pane/Tolvin.h"
 
 #include <filesystem>
+#include <fstream>
 
 namespace {
 
@@ -103,6 +104,34 @@ TEST_F(LifecycleTest, RefusedRightsChangeNothingOnTheWayOnAndLeaveOnlyTheFileOnT
     runFor(5);
     EXPECT_EQ(commands(), (Lines{"launchctl unload " + job + "@5",
                                  "launchctl remove com.quorvane.Tolvin@5", "killall Tolvin@5"}));
+}
+
+TEST_F(LifecycleTest, WhatTheUserMustActOnIsToldInASheet) {
+    const auto agents = machine->root() + "/Library/LaunchAgents";
+    const auto expectSheet = [&](const std::string& message, const std::string& information) {
+        sheets.texts.clear();
+        machine->clearConsole();
+        toggle();
+        runFor(5);
+        EXPECT_EQ(sheets.texts, Lines{message + " / " + information});
+        EXPECT_TRUE(std::ranges::any_of(machine->consoleLines(), [&](const auto& line) {
+            return line.find(message) != std::string::npos;
+        }));
+        EXPECT_EQ(status(), "Status: Not loaded");
+        EXPECT_TRUE(masterSwitch().isEnabled());
+        EXPECT_FALSE(masterSwitch().isOn());
+    };
+    load();
+    runFor(2);
+    std::ofstream{agents} << "in the way";
+    machine->tools["/bin/mv"] = ""; // not even with rights
+    expectSheet("Error: Unable to create LaunchAgent",
+                "Please check you have correct permissions for the directory " + agents + ".");
+    EXPECT_TRUE(commands().empty());
+
+    std::filesystem::remove_all(machine->root() + "/Applications/Tolvin.app");
+    expectSheet("Error - unable to determine application path",
+                "Please report this error to Quorvane.");
 }
 
 TEST_F(LifecycleTest, AClientOfAnotherVersionIsRelaunchedOnlyWhereItsJobIs) {

@@ -13,6 +13,21 @@
 #include "pane/SimulatedMachine.h"
 #include "pane/Tessaline_Network_ClientPref.h"
 
+#include <QApplication>
+
+/// Notes every alert sheet that comes up, and presses its first button.
+class SheetUser : public QObject {
+public:
+    SheetUser() { qApp->installEventFilter(this); }
+    bool eventFilter(QObject* object, QEvent* event) override;
+
+    std::vector<std::string> texts; // "MESSAGE / INFORMATIVE TEXT"
+    /// When to press.
+    std::function<void(std::function<void()> press)> later = [](std::function<void()> press) {
+        performOnMainThread(std::move(press), false);
+    };
+};
+
 class PaneTest : public testing::Test {
 protected:
     PaneTest();
@@ -47,6 +62,8 @@ protected:
     /// Notes every notification of the pane's from now on, with its time.
     void listen();
 
+    NSApplication& application = NSApplication::sharedApplication(); // before any event filter
+    SheetUser sheets;
     TemporaryDirectory directory;
     std::shared_ptr<VirtualClock> clock = std::make_shared<VirtualClock>();
     std::shared_ptr<SimulatedMachine> machine =

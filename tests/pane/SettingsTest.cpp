@@ -134,6 +134,19 @@ TEST_F(SettingsTest, AFileThatCannotBeWrittenIsMovedIntoPlaceWithRights) {
                                                   clientFile + " " + machine->homeDirectory() +
                                                   "/Library/Preferences");
     EXPECT_EQ(settings(globalFile), (NSDictionary{{"SUCheckAtStartup", 1}}));
+
+    machine->tools["/bin/mv"] = ""; // not even with rights
+    listen();
+    check("preventUpdateDialogsCheck").setState(0);
+    check("networkCustomPortCheck").click();
+    runFor(1);
+    EXPECT_EQ(sheets.texts,
+              std::vector{"Unable to write preferences / Please check the permissions "
+                          "for the directory " +
+                          machine->homeDirectory() + "/Library/Preferences."});
+    EXPECT_EQ(settings(globalFile), (NSDictionary{{"SUCheckAtStartup", 1}}));
+    EXPECT_FALSE(text("networkCustomPortText").isEnabled()) << "the enabling rule was not to run";
+    EXPECT_EQ(heard, std::vector<std::string>{"TolvinRelaunch@0"});
 }
 
 class InterfacesTest : public PaneTest {

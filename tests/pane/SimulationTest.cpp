@@ -4,10 +4,6 @@
 
 #include <cstdlib>
 #include <filesystem>
-#include <QApplication>
-#include <QMessageBox>
-#include <QPointer>
-#include <QPushButton>
 #include <thread>
 
 namespace {
@@ -25,30 +21,6 @@ public:
         return AuthorizationMode::grant;
     }
     SimulatedLogin* login = nullptr;
-};
-
-/// A user who answers every sheet, after some thought.
-class Answerer : public QObject {
-public:
-    Answerer(SimulatedLogin& login, Schedule& schedule) : login(login), schedule(schedule) {
-        qApp->installEventFilter(this);
-    }
-    bool eventFilter(QObject* object, QEvent* event) override {
-        if (event->type() == QEvent::Show) {
-            if (const QPointer box = dynamic_cast<QMessageBox*>(object)) {
-                schedule.after(login.upTo(6), [box] {
-                    if (box) {
-                        box->buttons().first()->click();
-                    }
-                });
-            }
-        }
-        return false;
-    }
-
-private:
-    SimulatedLogin& login;
-    Schedule& schedule;
 };
 
 class SimulationTest : public PaneTest {
@@ -141,7 +113,9 @@ void SimulationTest::live(unsigned seed) {
     Schedule schedule(*clock);
     SimulatedLogin login(*machine, schedule, seed);
     withDialog->login = &login;
-    const Answerer answerer(login, schedule);
+    sheets.later = [&](std::function<void()> press) {
+        schedule.after(login.upTo(6), std::move(press)); // some thought
+    };
     toggledWhileLoading = false;
     schedule.start();
     login.prepare();
