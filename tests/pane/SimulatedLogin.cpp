@@ -8,42 +8,17 @@
 #include <filesystem>
 #include <fstream>
 
-void Schedule::start() {
-    NSThread::detachNewThread([this] { run(); });
-}
+SimulatedLogin::SimulatedLogin(SimulatedMachine& machine, unsigned seed)
+    : machine(machine), random(seed) {}
 
-void Schedule::after(double seconds, std::function<void()> event) {
-    std::lock_guard lock(mutex);
-    events.emplace(clock.now() + durationOfSeconds(seconds), std::move(event));
-    changed.notifyAll();
+void SimulatedLogin::after(double seconds, std::function<void()> event) {
+    ++threads;
+    NSThread::detachNewThread([this, seconds, event = std::move(event)] {
+        NSThread::sleepForTimeInterval(seconds);
+        performOnMainThread([&] { over ? void() : event(); }, true);
+        --threads;
+    });
 }
-
-void Schedule::stop() {
-    std::lock_guard lock(mutex);
-    stopped = true;
-    changed.notifyAll();
-}
-
-void Schedule::run() {
-    std::unique_lock lock(mutex);
-    while (!stopped) {
-        const auto first = events.empty() ? Clock::Deadline() : events.begin()->first;
-        if (first && *first <= clock.now()) {
-            auto event = std::move(events.begin()->second);
-            events.erase(events.begin());
-            lock.unlock();
-            performOnMainThread(event, true);
-            lock.lock();
-            continue;
-        }
-        const auto count = events.size();
-        changed.wait(
-            lock, [&] { return stopped || events.size() != count; }, first);
-    }
-}
-
-SimulatedLogin::SimulatedLogin(SimulatedMachine& machine, Schedule& schedule, unsigned seed)
-    : machine(machine), schedule(schedule), random(seed) {}
 
 bool SimulatedLogin::chance(double probability) { return upTo(1) < probability; }
 
@@ -73,11 +48,11 @@ void SimulatedLogin::prepare() {
     silent = chance(0.2);
     machine.setTool("launchctl", [this](const auto& arguments) { return launchctl(arguments); });
     machine.setTool("killall", [this](auto&) {
-        schedule.after(0, [this] { endClient(true); });
+        after(0, [this] { endClient(true); });
         return ToolResult{.seconds = upTo(0.2)};
     });
     machine.setTool("Tolvin", [this](auto&) {
-        schedule.after(0, [this] { startClient(); });
+        after(0, [this] { startClient(); });
         return ToolResult{.seconds = 1000};
     });
     for (const auto& name : {Tolvin::currentStatus, Tolvin::disconnect, Tolvin::relaunch}) {
@@ -91,11 +66,11 @@ ToolResult SimulatedLogin::launchctl(const std::vector<std::string>& arguments) 
     if (load && std::filesystem::exists(arguments[1])) {
         jobLoaded = true;
         if (chance(0.8)) {
-            schedule.after(upTo(chance(0.8) ? 1 : 25), [this] { startClient(); });
+            after(upTo(chance(0.8) ? 1 : 25), [this] { startClient(); });
         }
     } else if (!load) {
         jobLoaded = false;
-        schedule.after(0, [this] { endClient(false); });
+        after(0, [this] { endClient(false); });
     }
     return {.seconds = chance(0.1) ? upTo(15) : upTo(0.3), .status = below(2)};
 }
@@ -105,7 +80,7 @@ void SimulatedLogin::startClient() {
         ++generation;
         say("Connected", upTo(2));
         if (!calm && chance(0.3)) {
-            schedule.after(upTo(30), [this] { endClient(true); });
+            after(upTo(30), [this] { endClient(true); });
         }
     }
 }
@@ -114,7 +89,7 @@ void SimulatedLogin::endClient(bool crashed) {
     if (machine.clientRuns.exchange(false)) {
         ++generation;
         if (crashed && jobLoaded) {
-            schedule.after(10, [this] {
+            after(10, [this] {
                 if (jobLoaded) {
                     startClient();
                 }
@@ -127,7 +102,7 @@ void SimulatedLogin::say(const std::string& status, double afterSeconds) {
     if (silent && !calm) {
         return;
     }
-    schedule.after(afterSeconds, [this, status, speaker = generation.load()] {
+    after(afterSeconds, [this, status, speaker = generation.load()] {
         if (machine.clientRuns && generation == speaker) {
             NSDistributedNotificationCenter::defaultCenter().postNotification(
                 {.name = Tolvin::statusUpdate,

@@ -5,38 +5,23 @@
 
 #include "pane/SimulatedMachine.h"
 
-#include <map>
 #include <random>
-
-/// Events at virtual times, run on the main thread in order by a thread of its own.
-class Schedule {
-public:
-    explicit Schedule(Clock& clock) : clock(clock) {}
-
-    void start();
-    /// Any thread.
-    void after(double seconds, std::function<void()> event);
-    /// No event runs from now on; the thread ends.
-    void stop();
-
-private:
-    void run();
-
-    Clock& clock;
-    std::mutex mutex;
-    Condition changed;
-    std::multimap<Clock::Time, std::function<void()>> events;
-    bool stopped = false;
-};
 
 class SimulatedLogin {
 public:
-    SimulatedLogin(SimulatedMachine& machine, Schedule& schedule, unsigned seed);
+    SimulatedLogin(SimulatedMachine& machine, unsigned seed);
 
     /// Lays out files and tools as the seed says. Before the pane is loaded.
     void prepare();
     /// From here on nobody does anything on a whim: what runs, answers.
     void calmDown() { calm = true; }
+
+    /// Has an event happen on the main thread so many seconds from now. Any thread.
+    void after(double seconds, std::function<void()> event);
+    /// Nothing happens any more.
+    void end() { over = true; }
+    /// The threads on which events wait.
+    std::atomic<std::size_t> threads{0};
 
     bool chance(double probability);
     double upTo(double seconds);
@@ -50,11 +35,10 @@ private:
     ToolResult launchctl(const std::vector<std::string>& arguments);
 
     SimulatedMachine& machine;
-    Schedule& schedule;
     std::mutex mutex; // guards the random numbers, which every thread draws
     std::mt19937 random;
     std::shared_ptr<int> client = std::make_shared<int>();
-    std::atomic<bool> jobLoaded{false}, calm{false};
+    std::atomic<bool> jobLoaded{false}, calm{false}, over{false};
     std::atomic<int> generation{0}; // of the client's process
     bool silent = false;
 };

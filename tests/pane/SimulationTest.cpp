@@ -35,7 +35,7 @@ protected:
     }
 
     void live(unsigned seed);
-    void scheduleUser(SimulatedLogin& login, Schedule& schedule);
+    void inviteUser(SimulatedLogin& login);
     void expectRest();
     void expectNoTwoOperationsAtOnce();
     bool spins() {
@@ -45,9 +45,9 @@ protected:
     bool toggledWhileLoading = false;
 };
 
-void SimulationTest::scheduleUser(SimulatedLogin& login, Schedule& schedule) {
+void SimulationTest::inviteUser(SimulatedLogin& login) {
     for (int count = login.below(8); count >= 0; --count) {
-        schedule.after(login.upTo(60), [this, &login] {
+        login.after(login.upTo(60), [this, &login] {
             if (!pane) {
                 return;
             }
@@ -66,7 +66,7 @@ void SimulationTest::scheduleUser(SimulatedLogin& login, Schedule& schedule) {
         });
     }
     if (login.chance(0.2)) {
-        schedule.after(login.upTo(60), [this] { pane = nullptr; });
+        login.after(login.upTo(60), [this] { pane = nullptr; });
     }
 }
 
@@ -110,31 +110,29 @@ void SimulationTest::live(unsigned seed) {
     NSDistributedNotificationCenter::defaultCenter().reset();
     QVAuthorization::sharedController().authEnd();
     machine->installClient("1.0");
-    Schedule schedule(*clock);
-    SimulatedLogin login(*machine, schedule, seed);
+    SimulatedLogin login(*machine, seed);
     withDialog->login = &login;
     sheets.later = [&](std::function<void()> press) {
-        schedule.after(login.upTo(6), std::move(press)); // some thought
+        login.after(login.upTo(6), std::move(press)); // some thought
     };
     toggledWhileLoading = false;
-    schedule.start();
     login.prepare();
     load();
-    scheduleUser(login, schedule);
+    inviteUser(login);
     runFor(65);
     login.calmDown();
     runFor(85);
     expectNoTwoOperationsAtOnce();
-    for (int tries = 0; tries < 1000 && NSThread::running() > 1; ++tries) {
+    for (int tries = 0; tries < 1000 && NSThread::running() > login.threads; ++tries) {
         std::this_thread::sleep_for(std::chrono::milliseconds(1)); // for its last instructions
     }
-    EXPECT_EQ(NSThread::running(), 1U) << "only the schedule's own thread";
+    EXPECT_EQ(NSThread::running(), login.threads);
     if (pane) {
         expectRest();
     }
     const std::weak_ptr<Tessaline_Network_ClientPref> weak = pane;
     pane = nullptr;
-    schedule.stop();
+    login.end();
     runUntilIdle();
     EXPECT_TRUE(weak.expired());
     withDialog->login = nullptr;
