@@ -151,27 +151,24 @@ TEST_F(SettingsTest, AFileThatCannotBeWrittenIsMovedIntoPlaceWithRights) {
 
 class InterfacesTest : public PaneTest {
 protected:
-    void reports(const std::string& output) {
+    void reports(const std::string& output, double seconds = 0) {
         machine->setTool("system_profiler",
-                         [output](auto&) { return ToolResult{.output = output}; });
+                         [=](auto&) { return ToolResult{.seconds = seconds, .output = output}; });
     }
-    static NSArray report(NSArray services) {
-        return {NSDictionary{{"_dataType", "SPNetworkDataType"}, {"_items", std::move(services)}},
-                "ignored"};
+    static std::string report(const std::string& services) {
+        return "({_dataType = SPNetworkDataType; _items = (" + services + ");})";
     }
-    static NSDictionary service(const PropertyList& name, const PropertyList& address) {
-        return {{"_name", name}, {"Ethernet", NSDictionary{{"MAC Address", address}}}};
+    static std::string service(const std::string& name, const std::string& address) {
+        return "{_name = \"" + name + "\"; Ethernet = {\"MAC Address\" = \"" + address + "\";};}";
     }
-    std::vector<std::string> titles() {
-        std::vector<std::string> result;
-        for (const auto& item :
-             control<NSPopUpButton>("networkInterfacePopUp").menu().itemArray()) {
-            result.push_back(item->title());
+    NSPopUpButton& popUp() { return control<NSPopUpButton>("networkInterfacePopUp"); }
+    /// The menu's titles, one a line; the selected one has a mark.
+    std::string menu() {
+        std::string result;
+        for (const auto& item : popUp().menu().itemArray()) {
+            result += (item == popUp().selectedItem() ? "*" : "") + item->title() + "\n";
         }
         return result;
-    }
-    std::string selected() {
-        return control<NSPopUpButton>("networkInterfacePopUp").selectedItem()->title();
     }
 };
 
@@ -179,24 +176,18 @@ TEST_F(InterfacesTest, AReportThatCannotBeUnderstoodGivesOneLineThatSaysWhy) {
     load();
     const std::string exception = "Exception in -[Tessaline_Network_ClientPref networkInterfaces].";
     const std::string parse = exception + " NSParseErrorException";
-    const std::vector<std::pair<std::string, std::string>> cases = {
+    const std::string format = "Invalid system profile data format";
+    const std::pair<std::string, std::string> cases[] = {
         {"caf\xC3\xA9", "Unable to get system profile data"},
         {"", parse},
         {"<plist><array>", parse},
-        {"<plist><dict/></plist>", "Error 1 - Invalid system profile data"},
-        {"<plist><array/></plist>", "Error 3 - Invalid system profile data"},
-        {"<plist><array><string>x</string></array></plist>",
-         "Error 3 - Invalid system profile data"},
-        {xmlDataFromPropertyList(NSArray{NSDictionary{{"_items", NSArray()}}}),
-         "Invalid system profile data format"},
-        {xmlDataFromPropertyList(
-             NSArray{NSDictionary{{"_dataType", "spnetworkdatatype"}, {"_items", NSArray()}}}),
-         "Invalid system profile data format"},
-        {xmlDataFromPropertyList(
-             NSArray{NSDictionary{{"_dataType", "SPNetworkDataType"}, {"_items", NSDictionary()}}}),
-         "Invalid system profile data format"},
-        {xmlDataFromPropertyList(report({NSDictionary{{"Ethernet", "text"}}})),
-         exception + " NSInvalidArgumentException"},
+        {"{}", "Error 1 - Invalid system profile data"},
+        {"()", "Error 3 - Invalid system profile data"},
+        {"(x)", "Error 3 - Invalid system profile data"},
+        {"({_items = ();})", format},
+        {"({_dataType = spnetworkdatatype; _items = ();})", format},
+        {"({_dataType = SPNetworkDataType; _items = {};})", format},
+        {report("{Ethernet = text;}"), exception + " NSInvalidArgumentException"},
     };
     for (const auto& [output, line] : cases) {
         reports(output);
@@ -209,57 +200,49 @@ TEST_F(InterfacesTest, AReportThatCannotBeUnderstoodGivesOneLineThatSaysWhy) {
         ASSERT_EQ(lines.size(), 1U) << output;
         EXPECT_TRUE(lines[0].starts_with(line)) << lines[0];
     }
-}
-
-TEST_F(InterfacesTest, AReportCutShortAnywhereNeverGivesAListAndNeverMoreThanOneFailure) {
-    load();
-    const auto whole = xmlDataFromPropertyList(report({service("Ethernet", "00:11:22:33:44:55")}));
-    const auto end = whole.find("</plist>") + std::string("</plist>").size();
-    for (std::size_t length = 0; length < end; ++length) {
+    const auto whole = xmlDataFromPropertyList(NSArray{NSDictionary{
+        {"_dataType", "SPNetworkDataType"},
+        {"_items", NSArray{NSDictionary{{"_name", "Ethernet"},
+                                        {"Ethernet", NSDictionary{{"MAC Address", "00"}}}}}}}});
+    for (std::size_t length = 0; length < whole.find("</plist>") + 8; ++length) {
         reports(whole.substr(0, length));
         EXPECT_EQ(pane->networkInterfaces(), std::nullopt) << length;
     }
     reports(whole);
-    EXPECT_EQ(pane->networkInterfaces(),
-              (std::vector<NetworkInterface>{{"Ethernet", "00:11:22:33:44:55"}}));
+    EXPECT_EQ(pane->networkInterfaces(), (std::vector<NetworkInterface>{{"Ethernet", "00"}}));
 }
 
 TEST_F(InterfacesTest, TheMenuShowsWhatHasAnAddressAndTheLastOfTheSavedOnesIsSelected) {
-    auto named = service("Ethernet", "00:11:22:33:44:55");
-    named.setObject("en0", "interface");
-    NSArray services = {named,
-                        NSDictionary{{"_name", "no ethernet"}},
-                        NSDictionary{{"_name", "no address"}, {"Ethernet", NSDictionary()}},
-                        NSDictionary{{"Ethernet", NSDictionary{{"MAC Address", "no name"}}}},
-                        "no dictionary",
-                        service("Twin", "aa:bb:cc:dd:ee:ff"),
-                        service("Other twin", "aa:bb:cc:dd:ee:ff")};
-    reports(xmlDataFromPropertyList(report(services)));
-    writeSettings("com.quorvane.Tolvin.plist", {{"selectedMACAddress", "aa:bb:cc:dd:ee:ff"}});
+    reports(report("{_name = Ethernet; interface = en0; Ethernet = {\"MAC Address\" = \"00\";};},"
+                   "{_name = \"no ethernet\";}, {_name = \"no address\"; Ethernet = {};},"
+                   "{Ethernet = {\"MAC Address\" = \"no name\";};}, \"no dictionary\"," +
+                   service("Twin", "aa:bb") + "," + service("Other twin", "aa:bb")));
+    writeSettings(clientFile, {{"selectedMACAddress", "aa:bb"}});
     load();
-    EXPECT_EQ(titles(), (std::vector<std::string>{"Any (recommended)", "Ethernet - en0", "Twin",
-                                                  "Other twin"}));
-    EXPECT_EQ(selected(), "Other twin");
-    writeSettings("com.quorvane.Tolvin.plist", {{"selectedMACAddress", "AA:BB:CC:DD:EE:FF"}});
+    EXPECT_EQ(menu(), "Any (recommended)\nEthernet - en0\nTwin\n*Other twin\n");
+    writeSettings(clientFile, {{"selectedMACAddress", "AA:BB"}});
     pane->populateNetworkInterfaces();
-    EXPECT_EQ(selected(), "Any (recommended)");
+    EXPECT_EQ(menu(), "*Any (recommended)\nEthernet - en0\nTwin\nOther twin\n");
     pane->savePrefs(nullptr);
-    EXPECT_FALSE(settings().stringForKey("selectedMACAddress"));
+    const auto saved = settings();
+    EXPECT_EQ(saved.objectForKey("selectedMACAddress"), nullptr);
 
-    services.erase(services.begin() + 1, services.end());
-    for (int number = 0; number < 999; ++number) {
-        services.emplace_back(service("Port " + std::to_string(number), std::to_string(number)));
+    std::string services, expected = "*Any (recommended)\n";
+    for (int number = 0; number < 1000; ++number) {
+        const auto name = "Port " + std::to_string(number);
+        services += (number > 0 ? "," : "") + service(name, std::to_string(number));
+        expected += name + "\n";
     }
-    reports(xmlDataFromPropertyList(report(services)));
+    reports(report(services));
     pane->populateNetworkInterfaces();
-    EXPECT_EQ(titles().size(), 1001U);
+    EXPECT_EQ(menu(), expected);
 }
 
 TEST_F(InterfacesTest, AProfilerThatHangsIsEndedAfterTenSeconds) {
-    machine->setTool("system_profiler", [](auto&) { return ToolResult{.seconds = 60}; });
+    reports("", 60);
     load();
     EXPECT_EQ(clock->seconds(), 10);
-    EXPECT_EQ(titles(), (std::vector<std::string>{"Any (recommended)"}));
+    EXPECT_EQ(menu(), "*Any (recommended)\n");
 }
 
 } // namespace

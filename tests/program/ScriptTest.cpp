@@ -188,8 +188,24 @@ TEST_F(ScriptTest, SaysInOneLineWhatIsWrongWithABundle) {
     writeInfo("Elsewhere");
     says(good, "its code has no principal class Elsewhere");
     writeInfo("TestPane");
-    std::ofstream(layout) << "<ui";
-    says(good, "View.ui: no layout file");
+    const std::string property =
+        "<property name=\"action\" stdset=\"0\"><string>ask:</string></property>";
+    struct {
+        std::string from, to, text;
+    } const changes[] = {
+        {"\"label\"", "\"odd\"", "outlet label is missing"},
+        {"NSTextFieldLabel", "QLabel", "outlet label is of another class"},
+        {"askCheck", "odd", "unknown outlet odd"},
+        {">ask:", ">odd:", "unknown action odd:"},
+        {"<layout", property + "<layout", "view is no control and sends no action"},
+        {"NSButton", "NSNowhere", "unknown class NSNowhere"},
+        {"</widget>", "", "no layout file"},
+    };
+    const std::string whole = contents(layout);
+    for (const auto& [from, to, text] : changes) {
+        std::ofstream(layout) << std::string(whole).replace(whole.find(from), from.size(), to);
+        says(good, "View.ui: " + text);
+    }
     fs::remove(layout);
     says(good, "there is no layout file View.ui");
     std::ofstream(code) << "no code";
