@@ -1,9 +1,7 @@
 #include "AppKit/NSApplication.h"
 #include "AppKit/NSButton.h"
 #include "AppKit/NSPopUpButton.h"
-#include "AppKit/NSProgressIndicator.h"
 #include "AppKit/NSTextFieldInput.h"
-#include "AppKit/NSTextFieldLabel.h"
 #include "AppKit/NSWindow.h"
 #include "Foundation/NSException.h"
 #include "support/TestMachine.h"
@@ -100,19 +98,4 @@ TEST_F(NSControlTest, APopUpButtonFollowsItsMenu) {
     EXPECT_EQ(chosen, 1);
     button.removeAllItems();
     EXPECT_EQ(button.selectedItem(), nullptr);
-}
-
-TEST_F(NSControlTest, ALabelShowsMarkupAsTextAndASpinnerIsDrawnWhileItSpins) {
-    NSTextFieldLabel label;
-    label.setStringValue("v1 & more");
-    const int width = label.sizeHint().width();
-    label.setStringValue("<b>v1</b> & more");
-    EXPECT_GT(label.sizeHint().width(), width);
-    NSProgressIndicator spinner;
-    spinner.resize(spinner.sizeHint());
-    const QImage still = spinner.grab().toImage();
-    spinner.startAnimation();
-    EXPECT_NE(spinner.grab().toImage(), still);
-    spinner.stopAnimation();
-    EXPECT_EQ(spinner.grab().toImage(), still);
 }

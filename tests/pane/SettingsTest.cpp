@@ -130,7 +130,7 @@ TEST_F(SettingsTest, AFileThatCannotBeWrittenIsMovedIntoPlaceWithRights) {
     writeSettings(globalFile, {{"SUCheckAtStartup", 0}});
     load();
     check("preventUpdateDialogsCheck").click();
-    EXPECT_EQ(machine->commandLines().back(), "mv -f " + machine->homeDirectory() + "/tmp/" +
+    EXPECT_EQ(machine->commands().back().line, "mv -f " + machine->homeDirectory() + "/tmp/" +
                                                   clientFile + " " + machine->homeDirectory() +
                                                   "/Library/Preferences");
     EXPECT_EQ(settings(globalFile), (NSDictionary{{"SUCheckAtStartup", 1}}));

@@ -114,14 +114,6 @@ std::vector<NotedCommand> SimulatedMachine::commands() const {
     return noted;
 }
 
-std::vector<std::string> SimulatedMachine::commandLines() const {
-    std::vector<std::string> lines;
-    for (const auto& command : commands()) {
-        lines.push_back(command.line);
-    }
-    return lines;
-}
-
 void SimulatedMachine::installClient(const std::string& version) {
     writeExecutable(clientExecutable());
     ASSERT_TRUE(writeDictionaryToFile({{"CFBundleIdentifier", "com.quorvane.Tolvin"},

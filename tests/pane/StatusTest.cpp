@@ -57,7 +57,7 @@ TEST_F(StatusTest, TheEnablingRuleFollowsJobFileAndStatus) {
                              "networkCustomPortText", "networkDisableBonjour"}),
                   "1101");
     }
-    EXPECT_EQ(machine->commandLines().size(), 1U) << "only the profiler: nothing was started";
+    EXPECT_EQ(machine->commands().size(), 1U) << "only the profiler: nothing was started";
 }
 
 TEST_F(StatusTest, TheTimeOutArmedAtLoadComesBeforeTheFirstTickAndNoneComesAfter) {
