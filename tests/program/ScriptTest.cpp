@@ -1,3 +1,4 @@
+#include "Foundation/NSString.h"
 #include "support/TemporaryDirectory.h"
 
 #include <algorithm>
@@ -151,7 +152,7 @@ TEST_F(ScriptTest, EndsAtTheFirstLineThatFails) {
     for (const auto& [line, reason] : cases) {
         const auto result = runScript("show label\n" + line + "\nshow label\n");
         EXPECT_EQ(result.output, "label = as laid out (enabled)\n");
-        EXPECT_EQ(result.errors, "line 2: " + line + ": " + reason + "\nteardown\n");
+        EXPECT_EQ(result.errors, stringWithFormat("line 2: %@: %@\nteardown\n", line, reason));
         EXPECT_EQ(result.status, 1);
     }
 }
