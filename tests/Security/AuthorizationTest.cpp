@@ -1,112 +1,77 @@
-#include "LiveHelper.h"
-#include "support/TestMachine.h"
+#include "AuthorizationFixture.h"
+#include "Foundation/FileDescriptor.h"
+#include "Security/AuthorizationProtocol.h"
+#include "support/RealTime.h"
 
 #include <algorithm>
 #include <csignal>
 #include <fcntl.h>
 #include <filesystem>
-#include <fstream>
+#include <random>
+#include <sys/prctl.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
 
 namespace fs = std::filesystem;
+using namespace AuthorizationProtocol;
 
 namespace {
 
-const AuthorizationRights admin{{kAuthorizationRightExecute, {}, 0}};
-constexpr AuthorizationFlags interactive = 19;
-constexpr AuthorizationFlags withoutDialog = 18;
-
-class AuthorizationTest : public RealTimeMachineTest {
-protected:
-    AuthorizationTest() { AuthorizationCreate(nullptr, nullptr, 0, &ref); }
-    ~AuthorizationTest() override { AuthorizationFree(ref, kAuthorizationFlagDefaults); }
-
-    OSStatus copyRights(AuthorizationFlags flags = interactive) {
-        return AuthorizationCopyRights(ref, admin, nullptr, flags);
-    }
-    OSStatus execute(const std::string& tool, const std::vector<std::string>& arguments) {
-        return AuthorizationExecuteWithPrivileges(ref, tool, 0, arguments, nullptr);
-    }
-    /// What the tool printed, or its error in angle brackets.
-    std::string outputOf(const std::string& tool, const std::vector<std::string>& arguments) {
-        AuthorizationStream stream;
-        const auto status = AuthorizationExecuteWithPrivileges(ref, tool, 0, arguments, &stream);
-        std::string text = stream ? "" : "<" + std::to_string(status) + ">";
-        for (int byte = 0; stream && (byte = std::getc(stream.get())) != EOF;) {
-            text += static_cast<char>(byte);
-        }
-        return text;
-    }
-    /// In the place of pkexec: notes that it was asked, then answers with a shell command.
-    void answerDialogWith(const std::string& command) {
-        const auto program = directory.path() + "/pkexec";
-        std::ofstream(program) << "#!/bin/sh\necho asked >>'" << dialogs << "'\n" << command;
-        fs::permissions(program, fs::perms::owner_all);
-        machine->tools["/usr/bin/pkexec"] = program;
-        machine->authorization = AuthorizationMode::system;
-    }
-    std::size_t dialogsShown() const {
-        return fs::exists(dialogs) ? fs::file_size(dialogs) / sizeof "asked" : 0;
-    }
-
-    const std::string dialogs = directory.path() + "/dialogs";
-    AuthorizationRef ref = nullptr;
-};
-
-/// The dialog's answer is yes: pkexec turns into the helper.
-class GrantedAuthorizationTest : public AuthorizationTest {
+/// A shell command stands in for pkexec and its dialog; "$2" is the helper.
+class AnsweredAuthorizationTest : public AuthorizationTest {
 protected:
     void SetUp() override {
         if (geteuid() != 0) {
             GTEST_SKIP() << "the helper works for the superuser alone";
         }
-        answerDialogWith("exec \"$2\"");
-        ASSERT_EQ(copyRights(), errAuthorizationSuccess);
+        machine->authorization = AuthorizationMode::system;
+        answerWith("exec \"$2\"");
     }
+    void answerWith(const std::string& command) {
+        const auto program = directory.path() + "/pkexec";
+        std::ofstream(program) << "#!/bin/sh\necho asked >>'" << dialogs << "'\n" << command;
+        fs::permissions(program, fs::perms::owner_all);
+        machine->tools["/usr/bin/pkexec"] = program;
+    }
+    std::size_t dialogsShown() const { return fs::file_size(dialogs) / sizeof "asked"; }
+    pid_t helper() const { return std::stoi(outputOf("/bin/sh", {"-c", "echo $PPID"})); }
+
+    const std::string dialogs = directory.path() + "/dialogs";
 };
 
 } // namespace
 
-TEST_F(AuthorizationTest, ChecksWhatItIsGiven) {
-    AuthorizationRef other = nullptr;
-    const std::string tooLong(512, 'a');
-    for (const char* name :
-         {"", kAuthorizationEnvironmentUsername, kAuthorizationEnvironmentPassword}) {
-        const AuthorizationEnvironment environment{{name, tooLong, 0}};
-        EXPECT_EQ(AuthorizationCreate(nullptr, &environment, 0, &other), errAuthorizationInvalidSet)
-            << name;
+TEST(AuthorizationProtocol, SendsNothingThatCouldBeMisread) {
+    const Request unsendable[] = {
+        {false, "bin/true", {}},
+        {false, std::string("/bin/true\0/bin/false", 20), {}},
+        {false, "/bin/true", {std::string("a\0b", 3)}},
+        {false, "/bin/true", {std::string(maximumRequest, 'a')}},
+        {false, "/bin/true", std::vector<std::string>(maximumArguments + 1)},
+    };
+    for (const auto& request : unsendable) {
+        EXPECT_FALSE(encode(request)) << request.path;
     }
+}
+
+TEST_F(AuthorizationTest, HandsOutNothingThatWasNotAskedForRightly) {
     EXPECT_EQ(AuthorizationCopyRights(ref, {}, nullptr, interactive), errAuthorizationInvalidSet);
     EXPECT_EQ(AuthorizationCopyRights(ref, {{"system.other", {}, 0}}, nullptr, interactive),
               errAuthorizationDenied);
     EXPECT_EQ(copyRights(withoutDialog), errAuthorizationInteractionNotAllowed);
     EXPECT_EQ(copyRights(kAuthorizationFlagInteractionAllowed), errAuthorizationDenied);
-    EXPECT_EQ(execute("/bin/true", {}), errAuthorizationDenied) << "no rights were copied";
+    EXPECT_EQ(execute("/bin/true", {}), errAuthorizationDenied);
     EXPECT_EQ(AuthorizationFree(ref, 0), errAuthorizationSuccess);
-    EXPECT_EQ(AuthorizationFree(ref, 0), errAuthorizationInvalidRef);
-    EXPECT_EQ(copyRights(), errAuthorizationInvalidRef);
-    EXPECT_EQ(execute("/bin/true", {}), errAuthorizationInvalidRef);
-}
-
-TEST_F(AuthorizationTest, TellsARefusalFromADismissedDialog) {
-    const std::pair<const char*, OSStatus> answers[] = {
-        {"exit 126", errAuthorizationCanceled},
-        {"echo tessaline; kill -9 $$", errAuthorizationDenied},
-    };
-    for (const auto& [answer, status] : answers) {
-        answerDialogWith(answer);
-        EXPECT_EQ(copyRights(), status) << answer;
+    for (const auto status : {AuthorizationFree(ref, 0), copyRights(), execute("/bin/true", {})}) {
+        EXPECT_EQ(status, errAuthorizationInvalidRef);
     }
-    machine->tools["/usr/bin/pkexec"] = "";
-    EXPECT_EQ(copyRights(), errAuthorizationInternal);
-    EXPECT_EQ(machine->consoleLines().at(0),
-              "Administrator rights need /usr/bin/pkexec, which is not there");
 }
 
 TEST_F(AuthorizationTest, OnlyTheSuperusersToolsInherit) {
     const auto parent = std::to_string(getppid());
     for (const auto& [value, user] :
          {std::pair{parent, 0U}, {parent, 501U}, {"1" + parent, 0U}, {std::string(), 0U}}) {
-        setenv(AuthorizationProtocol::parentVariable, value.c_str(), 1);
+        setenv(parentVariable, value.c_str(), 1);
         machine->userID = user;
         AuthorizationRef inherited = nullptr;
         AuthorizationCopyPrivilegedReference(&inherited, 0);
@@ -116,11 +81,32 @@ TEST_F(AuthorizationTest, OnlyTheSuperusersToolsInherit) {
             << value << " " << user;
         AuthorizationFree(inherited, 0);
     }
-    unsetenv(AuthorizationProtocol::parentVariable);
+    unsetenv(parentVariable);
 }
 
-TEST_F(GrantedAuthorizationTest, AsksOnceAndRunsToolsAsTheSuperuser) {
-    EXPECT_EQ(copyRights(), errAuthorizationSuccess);
+TEST_F(AnsweredAuthorizationTest, TellsARefusalFromADismissedDialog) {
+    const std::pair<const char*, OSStatus> answers[] = {
+        {"exit 126", errAuthorizationCanceled},
+        {"echo tessaline; kill -9 $$", errAuthorizationDenied},
+        // A helper serves nobody who is not among those that started it.
+        {"(until read -r _ _ _ parent _ </proc/self/stat && [ $parent != $$ ]; do :; done\n"
+         "exec \"$2\") &",
+         errAuthorizationDenied},
+    };
+    for (const auto& [answer, status] : answers) {
+        answerWith(answer);
+        EXPECT_EQ(copyRights(), status) << answer;
+    }
+    machine->tools["/usr/bin/pkexec"] = "";
+    EXPECT_EQ(copyRights(), errAuthorizationInternal);
+    EXPECT_EQ(machine->consoleLines().at(0),
+              "Administrator rights need /usr/bin/pkexec, which is not there");
+}
+
+TEST_F(AnsweredAuthorizationTest, AsksOnceAndRunsToolsAsTheSuperuser) {
+    for (int i = 0; i < 2; ++i) {
+        EXPECT_EQ(copyRights(), errAuthorizationSuccess);
+    }
     EXPECT_EQ(outputOf("/bin/echo", {"-n", "line\nfeed", "\xff"}), "line\nfeed \xff");
     EXPECT_EQ(outputOf("/bin/sh", {"-c", "id -u; echo error >&2; cat"}), "0\n");
     EXPECT_EQ(execute("/bin/echo", {"into the null device"}), errAuthorizationSuccess);
@@ -130,7 +116,8 @@ TEST_F(GrantedAuthorizationTest, AsksOnceAndRunsToolsAsTheSuperuser) {
     EXPECT_EQ(dialogsShown(), 1U);
 }
 
-TEST_F(GrantedAuthorizationTest, ToolsStartWithNothingOfOurs) {
+TEST_F(AnsweredAuthorizationTest, ToolsStartWithNothingOfOurs) {
+    copyRights();
     const FileDescriptor ours(open("/dev/null", O_RDONLY)); // inheritable
     // The fourth is the listing itself.
     EXPECT_EQ(outputOf("/bin/sh", {"-c", "cd /proc/self/fd && echo *"}), "0 1 2 3\n");
@@ -146,8 +133,8 @@ TEST_F(GrantedAuthorizationTest, ToolsStartWithNothingOfOurs) {
     EXPECT_EQ(outputOf("/bin/sh", {"-c", signals}), "0\n0\n");
 }
 
-TEST_F(GrantedAuthorizationTest, AKilledHelperIsAnErrorAndTheNextCallAsksAgain) {
-    const auto helper = [&] { return std::stoi(outputOf("/bin/sh", {"-c", "echo $PPID"})); };
+TEST_F(AnsweredAuthorizationTest, AKilledHelperIsAnErrorAndTheNextCallAsksAgain) {
+    copyRights();
     const auto first = helper();
     kill(first, SIGKILL);
     EXPECT_TRUE(ends(first));
@@ -157,4 +144,94 @@ TEST_F(GrantedAuthorizationTest, AKilledHelperIsAnErrorAndTheNextCallAsksAgain) 
     EXPECT_EQ(dialogsShown(), 2U);
     AuthorizationFree(ref, 0);
     EXPECT_TRUE(ends(second)) << "freeing the rights ends the helper";
+}
+
+TEST_F(AnsweredAuthorizationTest, AnotherProcessWithItsSocketEndsTheHelper) {
+    constexpr uid_t nobody = 65534;
+    for (const uid_t user : {uid_t{0}, nobody}) {
+        copyRights();
+        const auto serving = helper();
+        const auto file = directory.path() + "/made-by-" + std::to_string(user);
+        const pid_t other = fork();
+        if (other == 0) {
+            _exit(setuid(user) == 0 ? -execute("/bin/touch", {file}) % 256 : 0);
+        }
+        int status = 0;
+        waitpid(other, &status, 0);
+        EXPECT_EQ(WEXITSTATUS(status), -errAuthorizationInternal % 256);
+        EXPECT_TRUE(ends(serving) && !fs::exists(file)) << user;
+        EXPECT_EQ(execute("/bin/true", {}), errAuthorizationInternal);
+    }
+}
+
+TEST_F(AnsweredAuthorizationTest, TheHelperEndsWithItsOwnerEvenWhenTheSocketIsKeptOpen) {
+    int said[2] = {-1, -1}, kept[2] = {-1, -1};
+    ASSERT_EQ(pipe(said) + pipe(kept), 0);
+    const pid_t owner = fork();
+    if (owner == 0) {
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
+        copyRights();
+        const pid_t serving = helper();
+        const bool keepsSocket = fork() == 0;
+        close(kept[1]);
+        if (keepsSocket || write(said[1], &serving, sizeof serving) < 0) {
+            [[maybe_unused]] const auto end = read(kept[0], said, 1);
+            _exit(EXIT_SUCCESS);
+        }
+        pause();
+    }
+    pid_t serving = 0;
+    ASSERT_EQ(read(said[0], &serving, sizeof serving), ssize_t{sizeof serving});
+    EXPECT_EQ(kill(serving, 0), 0);
+    kill(owner, SIGKILL);
+    EXPECT_TRUE(ends(serving));
+    waitpid(owner, nullptr, 0);
+    for (const int end : {said[0], said[1], kept[0], kept[1]}) {
+        close(end);
+    }
+}
+
+TEST_F(AnsweredAuthorizationTest, TheHelperOutlivesRandomRequests) {
+    int ends[2] = {-1, -1};
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends), 0);
+    const FileDescriptor socket(ends[0]);
+    const auto process = machine->launch({.launchPath = TOOLS_DIRECTORY "/authorization-helper",
+                                          .standardOutput = FileDescriptor(ends[1]).get()});
+    ASSERT_TRUE(receiveReady(socket.get()));
+    const auto answer = [&](const std::optional<std::string>& bytes) {
+        if (bytes) {
+            sendRequest(socket.get(), *bytes);
+        }
+        const auto reply = receiveReply(socket.get());
+        return reply ? reply->status : errAuthorizationInternal;
+    };
+    const auto descriptors = [&] {
+        const fs::directory_iterator all("/proc/" + std::to_string(process->processIdentifier()) +
+                                         "/fd");
+        return std::distance(begin(all), end(all));
+    };
+    const auto before = descriptors();
+    std::mt19937 random(20261116);
+    // However its bytes are spoilt, there is no such program.
+    const auto valid = *encode({true, "/nowhere/tool", {"-f", "/a", "/b"}});
+    int decoded = 0;
+    for (int i = 0; i < 100'000; ++i) {
+        auto bytes = valid.substr(0, 1 + random() % valid.size());
+        bytes.append(random() % 8, static_cast<char>(random()));
+        for (auto changes = random() % 4; changes > 0; --changes) {
+            bytes[random() % bytes.size()] = static_cast<char>(random() % 2 ? random() : 0);
+        }
+        const auto request = decode(bytes);
+        decoded += request ? 1 : 0;
+        ASSERT_EQ(answer(bytes),
+                  request ? errAuthorizationToolExecuteFailure : errAuthorizationInvalidSet);
+        ASSERT_TRUE(!request || encode(*request) == bytes) << "one request, two spellings";
+    }
+    EXPECT_GT(decoded, 1000) << "they never came near a request";
+    EXPECT_EQ(answer(std::string(maximumRequest + 1, '/')), errAuthorizationInvalidSet);
+    // A descriptor that comes with a packet is not kept.
+    sendReply(socket.get(), {0, FileDescriptor(dup(STDERR_FILENO))});
+    EXPECT_EQ(answer(std::nullopt), errAuthorizationInvalidSet);
+    EXPECT_EQ(descriptors(), before);
+    EXPECT_EQ(answer(encode({false, "/bin/true", {}})), errAuthorizationSuccess);
 }

@@ -19,6 +19,7 @@ wait_until() {
     done
     return 1
 }
+password() { echo "$user:$*" | chpasswd; }
 # They share the machine's bus and the mark of systemd: one test at a time.
 take_turn() { exec 9>/run/tessaline-test.lock && flock 9; }
 
