@@ -6,12 +6,14 @@
 #include <string>
 #include <unistd.h>
 
-/// Whether it holds before a machine that is only slow would have given up.
+/// Whether it holds sooner or later; asked no more once it does.
 inline bool eventually(const std::function<bool()>& holds) {
-    for (int i = 0; i < 3000 && !holds(); ++i) {
+    bool held = holds();
+    for (int i = 0; i < 3000 && !held; ++i) {
         usleep(10'000);
+        held = holds();
     }
-    return holds();
+    return held;
 }
 
 /// Whether the process ends, whoever still has to hear of it.

@@ -1,10 +1,16 @@
 #include "SystemdEngine.h"
 
 #include "Failure.h"
+#include "Foundation/FileDescriptor.h"
+#include "Foundation/Machine.h"
 #include "JobName.h"
 
 #include <array>
+#include <cerrno>
 #include <csignal>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/file.h>
 #include <sys/wait.h>
 #include <systemd/sd-bus.h>
 
@@ -78,6 +84,18 @@ std::uint64_t microseconds(std::chrono::seconds seconds) {
     return static_cast<std::uint64_t>(std::chrono::microseconds(seconds).count());
 }
 
+/// Held while a job is loaded, so that of two loads at once the second one finds it loaded, also
+/// where its program has ended again by then.
+FileDescriptor turnToLoad(const std::string& name) {
+    const auto path = Machine::current().temporaryDirectory() + "/" + name + ".load";
+    FileDescriptor file(
+        open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, S_IRUSR | S_IWUSR));
+    if (!file || flock(file.get(), LOCK_EX) != 0) {
+        fail("Cannot lock %@: %@", path, std::strerror(errno));
+    }
+    return file;
+}
+
 /// systemd takes some signals for a clean exit, and a job does not.
 void addRestart(Properties& properties, const Job& job) {
     switch (job.restart) {
@@ -110,6 +128,7 @@ bool SystemdEngine::isLoaded(const std::string& label) {
 void SystemdEngine::load(const Job& job) {
     const auto name = jobNameForLabel(job.label);
     const auto slice = sliceOf(name);
+    const auto turn = turnToLoad(name);
     if (isLoaded(job.label)) {
         if (!manager->hasPendingWork(slice)) {
             fail("%@: Already loaded", job.label);
