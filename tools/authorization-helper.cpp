@@ -32,6 +32,11 @@ struct Owner {
     FileDescriptor life; // readable once the process has ended
 };
 
+/// Readable once the process has ended; none when it is gone already.
+FileDescriptor handleOf(pid_t process) {
+    return FileDescriptor(static_cast<int>(syscall(SYS_pidfd_open, process, 0)));
+}
+
 pid_t parentOf(pid_t process) {
     std::ifstream status("/proc/" + std::to_string(process) + "/status");
     for (std::string line; std::getline(status, line);) {
@@ -64,8 +69,7 @@ std::optional<Owner> ownerOf(int socket) {
     }
     // Taken before the look at the ancestors, so that the number cannot pass to another process
     // unseen.
-    Owner owner{maker.pid, maker.uid,
-                FileDescriptor(static_cast<int>(syscall(SYS_pidfd_open, maker.pid, 0)))};
+    Owner owner{maker.pid, maker.uid, handleOf(maker.pid)};
     return owner.life && hasStartedThisProgram(owner.process) ? std::optional(std::move(owner))
                                                               : std::nullopt;
 }
@@ -112,8 +116,9 @@ std::vector<std::string> cleanEnvironment() {
             std::string(parentVariable) + "=" + std::to_string(getpid())};
 }
 
-/// Starts a program in a session of its own with default signal handling. True once it runs.
-bool spawn(const Request& request, int standardOutput) {
+/// Starts a program in a session of its own with default signal handling. Its process once it
+/// runs, else 0.
+pid_t spawn(const Request& request, int standardOutput) {
     std::vector<std::string> command{request.path};
     command.insert(command.end(), request.arguments.begin(), request.arguments.end());
     auto environment = cleanEnvironment();
@@ -139,19 +144,32 @@ bool spawn(const Request& request, int standardOutput) {
                                     pointersTo(command).data(), pointersTo(environment).data());
     posix_spawn_file_actions_destroy(&actions);
     posix_spawnattr_destroy(&attributes);
-    return problem == 0;
+    return problem == 0 ? process : 0;
 }
 
-Reply run(const Request& request) {
+/// The owner does not wait for a delete before it asks for the move to the same place. So a tool
+/// starts when the one before it has ended, or when that has had its time.
+void giveTimeTo(const FileDescriptor& tool) {
+    constexpr int milliseconds = 1000;
+    pollfd awaited{tool.get(), POLLIN, 0};
+    while (tool && poll(&awaited, 1, milliseconds) < 0) {
+    }
+}
+
+/// Starts a tool after the last one, and puts itself in that one's place.
+Reply run(const Request& request, FileDescriptor& lastTool) {
     std::array<int, 2> ends{-1, -1};
     if (request.wantsOutput && pipe2(ends.data(), O_CLOEXEC) != 0) {
         return {errAuthorizationToolExecuteFailure, {}};
     }
     FileDescriptor readingEnd(ends[0]);
     const FileDescriptor writingEnd(ends[1]);
-    if (!spawn(request, writingEnd.get())) {
+    giveTimeTo(lastTool);
+    const auto process = spawn(request, writingEnd.get());
+    if (process == 0) {
         return {errAuthorizationToolExecuteFailure, {}};
     }
+    lastTool = handleOf(process);
     return {errAuthorizationSuccess, std::move(readingEnd)};
 }
 
@@ -164,13 +182,15 @@ bool waitForPacket(int socket, const Owner& owner) {
 }
 
 void serve(int socket, const Owner& owner) {
+    FileDescriptor lastTool;
     while (waitForPacket(socket, owner)) {
         const auto packet = receivePacket(socket);
         if (packet.bytes.empty() || packet.sender != owner.process || packet.user != owner.user) {
             return;
         }
         const auto request = packet.whole ? decode(packet.bytes) : std::nullopt;
-        if (!sendReply(socket, request ? run(*request) : Reply{errAuthorizationInvalidSet, {}})) {
+        if (!sendReply(socket,
+                       request ? run(*request, lastTool) : Reply{errAuthorizationInvalidSet, {}})) {
             return;
         }
     }

@@ -7,13 +7,14 @@
 #include "Foundation/NSThread.h"
 #include "RecordingMachine.h"
 #include "Shared/QVAuthorization.h"
+#include "support/RealTime.h"
 #include "support/TestUser.h"
 
-#include <fstream>
 #include <linux/capability.h>
 #include <QPushButton>
 #include <sys/stat.h>
 #include <sys/syscall.h>
+#include <sys/wait.h>
 
 namespace fs = std::filesystem;
 
@@ -42,13 +43,13 @@ protected:
         setenv("QT_QPA_PLATFORM", "offscreen", 0);
         NSApp();
         Machine::install(recorder);
-        for (const std::string tool : {"/bin/launchctl", "/usr/bin/killall", "/usr/sbin/chown",
-                                       "/bin/chmod", "/bin/mv", "/bin/rm"}) {
-            const auto place = recorder->root() + tool;
-            fs::create_directories(fs::path(place).parent_path());
-            std::ofstream(place) << "#!/bin/sh\ncase $0 in *mv|*rm) chmod u+w '" << folder()
-                                 << "'; exec " << tool << " \"$@\";; esac\n";
-            fs::permissions(place, fs::perms::owner_all);
+        // Where rights are granted alone, the tools of the privileged way make use of them.
+        for (const std::string tool : {"/bin/mv", "/bin/rm"}) {
+            makeTool(tool,
+                     "for file; do :; done; chmod u+w \"${file%/*}\"; exec " + tool + " \"$@\"");
+        }
+        for (const auto* tool : {"/bin/launchctl", "/usr/bin/killall", "/usr/sbin/chown"}) {
+            makeTool(tool, "exit 1");
         }
         fs::create_directories(folder());
         overrideModes(false);
@@ -58,8 +59,29 @@ protected:
         QVAuthorization::sharedController().authEnd();
     }
 
-    std::string folder() const { return recorder->root() + "/Library/LaunchAgents"; }
-    std::string path() const { return folder() + "/" + label + ".plist"; }
+    void makeTool(const std::string& tool, const std::string& script) const {
+        const auto place = recorder->root() + tool;
+        fs::create_directories(fs::path(place).parent_path());
+        std::ofstream(place) << "#!/bin/sh\n" << script << "\n";
+        fs::permissions(place, fs::perms::owner_all);
+    }
+    std::string folder(bool user = false, bool launchAgent = true) const {
+        return (user ? recorder->homeDirectory() : recorder->root()) + "/Library/" +
+               (launchAgent ? "LaunchAgents" : "LaunchDaemons");
+    }
+    std::string path(bool user = false, bool launchAgent = true) const {
+        return folder(user, launchAgent) + "/" + label + ".plist";
+    }
+    /// An older job file, in a folder that may be written with rights alone.
+    void putOldFile(bool isProtected, bool user = false, bool launchAgent = true) const {
+        const auto place = folder(user, launchAgent);
+        fs::create_directories(place);
+        fs::permissions(place, fs::perms::owner_write, fs::perm_options::add);
+        std::ofstream(path(user, launchAgent)) << "old";
+        if (isProtected) {
+            protect(place);
+        }
+    }
     static void protect(const std::string& place) {
         fs::permissions(place, fs::perms::owner_write, fs::perm_options::remove);
     }
@@ -120,80 +142,129 @@ TEST_F(QVLaunchdTest, InstallsIntoAFolderThatItMayWrite) {
         {true, true, true, "X", stop + "/usr/bin/killall X|sudo " + mode + load},
         {false, false, false, std::nullopt, own + mode + load},
     };
-    for (const auto& row : cases) {
-        const auto file = (row.user ? recorder->homeDirectory() : recorder->root()) + "/Library/" +
-                          (row.launchAgent ? "LaunchAgents/" : "LaunchDaemons/") + label + ".plist";
-        EXPECT_EQ(seenDuring(file,
-                             [&] {
-                                 EXPECT_TRUE(QVLaunchd::startJob(
-                                     label, {settings, row.user, row.launchAgent, row.shouldAuth,
-                                             row.kill}));
-                             }),
-                  row.commands);
-        EXPECT_NEAR(elapsed, row.shouldAuth ? 1.0005 : 0, 1e-6);
-        EXPECT_EQ(dictionaryWithContentsOfFile(file), settings);
+    for (const auto& [user, agent, auth, kill, commands] : cases) {
+        const QVLaunchd::Install job{settings, user, agent, auth, kill};
+        const auto install = [&] { EXPECT_TRUE(QVLaunchd::startJob(label, job)); };
+        EXPECT_EQ(seenDuring(path(user, agent), install), commands);
+        EXPECT_NEAR(elapsed, auth ? 1.0005 : 0, 1e-6);
+        EXPECT_EQ(dictionaryWithContentsOfFile(path(user, agent)), settings);
     }
+    // A launchctl that hangs is given up twice, after ten seconds each.
+    makeTool("/bin/launchctl", "exec sleep 1000");
+    recorder->waits = false;
+    clock->toolsCountAsIdle = true;
+    fs::remove(path());
+    const auto install = [&] { EXPECT_TRUE(QVLaunchd::startLaunchAgent(label, settings, false)); };
+    EXPECT_TRUE(seenDuring(path(), install).starts_with(own + mode + load));
+    EXPECT_GE(elapsed, 20);
 }
 
 TEST_F(QVLaunchdTest, InstallsWithRightsWhereItMayNotWrite) {
-    std::ofstream(path()) << "old";
-    protect(folder());
     const auto temporary = recorder->temporaryDirectory() + "/" + label + ".plist";
-    EXPECT_EQ(seenDuring(path(),
-                         [&] { EXPECT_TRUE(QVLaunchd::startLaunchAgent(label, settings, false)); }),
-              stop + "sudo /bin/rm -Rdf %|sudo /bin/mv -f " + temporary + " %|sudo " + own +
-                  "sudo " + mode + load + "Unable to write plist - trying to authorize...|");
-    // After the failed and the privileged delete, the move, and between and after owner and mode.
-    EXPECT_NEAR(elapsed, 0.0005 + 0.0005 + 1 + 0.0005 + 1, 1e-6);
-    EXPECT_EQ(dictionaryWithContentsOfFile(path()), settings);
-    EXPECT_FALSE(fs::exists(temporary));
+    for (const bool user : {false, true}) {
+        putOldFile(true, user);
+        const auto install = [&] {
+            EXPECT_TRUE(QVLaunchd::startLaunchAgent(label, settings, user));
+        };
+        EXPECT_EQ(seenDuring(path(user), install),
+                  stop + "sudo /bin/rm -Rdf %|sudo /bin/mv -f " + temporary + " %|" +
+                      (user ? "" : "sudo " + own) + "sudo " + mode + load +
+                      "Unable to write plist - trying to authorize...|");
+        // After the failed and the privileged delete, the move, and between and after owner and
+        // mode.
+        EXPECT_NEAR(elapsed, 0.0005 + 0.0005 + 1 + 0.0005 + 1, 1e-6);
+        EXPECT_EQ(dictionaryWithContentsOfFile(path(user)), settings);
+        EXPECT_FALSE(fs::exists(temporary));
+    }
 }
 
 TEST_F(QVLaunchdTest, ToldWhyAJobCannotBeInstalled) {
     const auto temporary = recorder->temporaryDirectory();
     protect(folder());
     recorder->authorization = AuthorizationMode::deny;
-    const auto install = [&] {
-        EXPECT_FALSE(QVLaunchd::startJob(label, {settings, false, true, true, "Tolvin"}));
-    };
-    const auto seen = seenDuring(folder(), install);
-    EXPECT_TRUE(seen.starts_with("Error: Unable to create LaunchAgent" + please + "%.|")) << seen;
-    EXPECT_TRUE(fs::is_empty(temporary));
-    protect(temporary);
     const std::string noData = "Error: Unable to write LaunchAgent data";
-    EXPECT_EQ(seenDuring(folder(), install),
-              noData + please + "%.|" + noData + "." + please.substr(2) + "%|");
-    EXPECT_FALSE(fs::exists(path()));
+    const std::string noAgent = "Error: Unable to create LaunchAgent";
+    for (const auto& [error, before] :
+         {std::pair{noAgent, "Unable to write plist - trying to authorize...|"}, {noData, ""}}) {
+        const auto install = [&] {
+            EXPECT_FALSE(QVLaunchd::startJob(label, {settings, false, true, true, "Tolvin"}));
+        };
+        EXPECT_EQ(seenDuring(folder(), install),
+                  error + please + "%.|" + before + error + "." + please.substr(2) + "%|");
+        EXPECT_TRUE(fs::is_empty(temporary) && fs::is_empty(folder()));
+        protect(temporary);
+    }
 }
 
 TEST_F(QVLaunchdTest, RemovesAJob) {
     constexpr auto grant = AuthorizationMode::grant, deny = AuthorizationMode::deny;
     const struct {
-        bool protects, shouldAuth;
+        bool user, launchAgent, shouldAuth, isProtected;
         AuthorizationMode mode;
         std::string more; // than the two commands that stop it
-        bool stays;
     } cases[] = {
-        {false, true, grant, "", false},
-        {false, true, grant, "", false}, // nothing is there any more
-        {true, false, grant, "", true},
-        {false, true, deny, "Error: Unable to remove LaunchAgent" + please + folder() + ".|", true},
-        {false, true, grant, "sudo /bin/rm -Rdf %|", false},
+        {false, true, true, false, grant, ""},
+        {true, false, false, false, grant, ""},
+        {false, true, false, true, grant, ""},
+        {false, true, true, true, deny,
+         "Error: Unable to remove LaunchAgent" + please + folder() + ".|"},
+        {false, true, true, true, grant, "sudo /bin/rm -Rdf %|"},
+        {true, true, true, true, grant, "sudo /bin/rm -Rdf %|"},
     };
-    std::ofstream(path()) << "old";
-    for (const auto& row : cases) {
-        if (row.protects) {
-            std::ofstream(path()) << "old";
-            protect(folder());
-        }
-        recorder->authorization = row.mode;
-        EXPECT_EQ(seenDuring(path(),
-                             [&] {
-                                 QVLaunchd::removeJob(label, {false, true, row.shouldAuth});
-                             }),
-                  stop + row.more);
-        EXPECT_EQ(fs::exists(path()), row.stays);
+    for (const auto& [user, agent, auth, isProtected, mode, more] : cases) {
+        putOldFile(isProtected, user, agent);
+        recorder->authorization = mode;
+        const QVLaunchd::Place place{user, agent, auth};
+        const auto file = path(user, agent);
+        EXPECT_EQ(seenDuring(file, [&] { QVLaunchd::removeJob(label, place); }), stop + more);
+        EXPECT_EQ(fs::exists(file), isProtected && !more.starts_with("sudo"));
     }
+    for (const bool user : {true, false}) {
+        EXPECT_EQ(seenDuring(path(user), [&] { QVLaunchd::removeLaunchAgent(label, user); }), stop);
+    }
+}
+
+TEST_F(QVLaunchdTest, AKilledPanelLeavesNoHelperAndNoHalfAJob) {
+    if (geteuid() != 0) {
+        GTEST_SKIP() << "the helper works for the superuser alone";
+    }
+    recorder->waits = false;
+    recorder->authorization = AuthorizationMode::system;
+    recorder->tools["/usr/bin/pkexec"] = recorder->root() + "/pkexec";
+    // The one whose turn it is takes the panel along before it does its work.
+    const auto notes = directory.path();
+    const auto fatal = "cd " + notes +
+                       "; echo $$ >>processes\n"
+                       "[ $(grep -nx $$ processes) != $(cat turn):$$ ] || kill -9 $(cat panel)\n";
+    makeTool("/pkexec", fatal + "exec \"$2\"");
+    for (const std::string tool : {"/bin/mv", "/bin/rm", "/bin/chmod"}) {
+        makeTool(tool, fatal + "exec " + tool + " \"$@\"");
+    }
+    for (const auto* tool : {"/bin/launchctl", "/usr/bin/killall", "/usr/sbin/chown"}) {
+        makeTool(tool, fatal);
+    }
+    int turn = 0, status = 0;
+    do {
+        putOldFile(true);
+        fs::remove(notes + "/processes");
+        std::ofstream(notes + "/turn") << ++turn;
+        const pid_t panel = fork();
+        if (panel == 0) {
+            std::ofstream(notes + "/panel") << getpid();
+            QVLaunchd::startJob(label, {settings, false, true, true, "Tolvin"});
+            QVAuthorization::sharedController().authExecTask("/bin/true", {}, false); // the last
+            _exit(EXIT_SUCCESS);
+        }
+        waitpid(panel, &status, 0);
+        std::ifstream processes(notes + "/processes");
+        for (pid_t process = 0; processes >> process;) {
+            EXPECT_TRUE(ends(process)) << turn;
+        }
+        const auto content = contentsOfFile(path()).value_or("old");
+        EXPECT_TRUE(content == "old" || dictionaryWithContentsOfFile(path()) == settings)
+            << content;
+    } while (WIFSIGNALED(status));
+    EXPECT_GT(turn, 10) << "it was killed at each of its tools before";
 }
 
 // The whole way as an ordinary user: polkit, the privileged helper, chown, launchctl.
@@ -203,9 +274,8 @@ TEST(QVLaunchdSystemTest, AJobFileBecomesTheSuperusersAndTheJobRunsForTheUser) {
         GTEST_SKIP() << "needs the superuser and polkit";
     }
     const TemporaryDirectory directory;
-    const auto folder = directory.path() + "/Library/LaunchAgents";
-    const auto path = folder + "/" + label + ".plist";
-    fs::create_directories(folder);
+    const auto path = directory.path() + "/Library/LaunchAgents/" + label + ".plist";
+    fs::create_directories(fs::path(path).parent_path());
     fs::permissions(directory.path(), fs::perms(0777)); // the folders in it are the superuser's
     EXPECT_TRUE(user.run([&] {
         setenv("XDG_RUNTIME_DIR", user.home().c_str(), 1);
@@ -213,12 +283,6 @@ TEST(QVLaunchdSystemTest, AJobFileBecomesTheSuperusersAndTheJobRunsForTheUser) {
         chmod(user.home().c_str(), 0700);
         Machine::install(
             std::make_shared<SandboxMachine>(directory.path(), AuthorizationMode::system));
-        const auto becomes = [](const std::string& file, bool there) {
-            for (int i = 0; i < 500 && fs::exists(file) != there; ++i) {
-                usleep(10'000);
-            }
-            return fs::exists(file) == there;
-        };
         const auto mark = user.home() + "/ran";
         const NSDictionary job{{"Label", label},
                                {"ProgramArguments", NSArray{"/usr/bin/touch", mark}},
@@ -228,8 +292,8 @@ TEST(QVLaunchdSystemTest, AJobFileBecomesTheSuperusersAndTheJobRunsForTheUser) {
         stat(path.c_str(), &status);
         EXPECT_EQ(status.st_uid + status.st_gid, 0U);
         EXPECT_EQ(status.st_mode & 07777, 0644U);
-        EXPECT_TRUE(becomes(mark, true));
+        EXPECT_TRUE(eventually([&] { return fs::exists(mark); }));
         QVLaunchd::removeJob(label, {false, true, true});
-        EXPECT_TRUE(becomes(path, false));
+        EXPECT_TRUE(eventually([&] { return !fs::exists(path); }));
     }));
 }

@@ -1,6 +1,7 @@
 // For tests that run real programs, which take their own time.
 #pragma once
 
+#include <cstdlib>
 #include <fstream>
 #include <functional>
 #include <string>
@@ -25,4 +26,10 @@ inline bool ends(pid_t process) {
         status >> number >> name >> state;
         return state == 'Z';
     });
+}
+
+/// How much of something to try: the environment's number, or so much.
+inline int amount(const char* variable, int usual) {
+    const char* text = std::getenv(variable);
+    return text != nullptr ? std::atoi(text) : usual;
 }

@@ -42,7 +42,7 @@ void write(const std::string& path, const NSDictionary& changes) {
     EXPECT_TRUE(writeDictionaryToFile(job, path));
 }
 
-/// A job in a folder of its own that says when it starts and that it is to end, and ends when and
+/// A loaded job in a folder of its own that says when it starts and that it is to end, and ends when and
 /// how it is told to.
 class TalkingJob {
 public:
@@ -73,7 +73,7 @@ public:
     bool isSilent() { return said.peek() == EOF; }
 
 private:
-    TemporaryDirectory folder;
+    const TemporaryDirectory folder;
     std::fstream said{folder.path() + "/said", std::ios::in | std::ios::out | std::ios::trunc};
 
 public:
@@ -82,7 +82,6 @@ public:
 
 void livesFromLoadToUnload() {
     TalkingJob job;
-    EXPECT_TRUE(works("load " + job.path));
     const auto first = job.process();
     EXPECT_TRUE(says("list com.example.job", 0, "PID = " + std::to_string(first) + "\n"));
     EXPECT_TRUE(says("load " + job.path, 1, "com.example.job: Already loaded"));
@@ -101,7 +100,6 @@ void livesFromLoadToUnload() {
 
 void waitsBetweenStarts() {
     TalkingJob job("exit", 3600);
-    EXPECT_TRUE(works("load " + job.path));
     job.line();
     job.end("3");
     EXPECT_TRUE(eventually([] { return listed() == nothing + "-\t3\tcom.example.job\n"; }));
@@ -111,7 +109,6 @@ void waitsBetweenStarts() {
 
 void endsAJobWhoseUnloaderIsKilled() {
     TalkingJob job("true");
-    EXPECT_TRUE(works("load " + job.path));
     const auto process = job.process();
     const pid_t unloader = fork();
     if (unloader == 0) {
@@ -128,7 +125,6 @@ void endsAJobWhoseUnloaderIsKilled() {
 
 void keepsSandboxesApart() {
     TalkingJob job;
-    EXPECT_TRUE(works("load " + job.path));
     job.line();
     setenv("TESSALINE_ROOT", "/tmp", 1);
     EXPECT_EQ(listed(), nothing);
@@ -214,7 +210,6 @@ TEST_F(LaunchctlTest, BehavesWithARealUserManager) {
 
 TEST_F(LaunchctlTest, AKilledSupervisorTakesItsJobAlongAndLeavesNoJobBehind) {
     TalkingJob job;
-    EXPECT_TRUE(works("load " + job.path));
     pid_t process = 0, supervisor = 0;
     std::istringstream(job.line()) >> process >> supervisor;
     ASSERT_GT(supervisor, 1);
