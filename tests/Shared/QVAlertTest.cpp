@@ -3,6 +3,7 @@
 #include "AppKit/NSApplication.h"
 #include "Foundation/NSRunLoop.h"
 #include "Foundation/NSThread.h"
+#include "Foundation/NSTimer.h"
 #include "support/TestMachine.h"
 
 #include <QPushButton>
@@ -12,6 +13,7 @@ namespace {
 class QVAlertTest : public MachineTest {
 protected:
     QVAlertTest() { NSApplication::sharedApplication(); }
+    ~QVAlertTest() override { EXPECT_TRUE(NSAlert::shownAlerts().empty()); }
 
     /// Clicks a button of the front sheet so many seconds from now, as a user would meanwhile.
     static void answerAfter(double seconds, const std::string& title) {
@@ -25,6 +27,10 @@ protected:
         QPushButton* button = NSAlert::shownAlerts().back()->buttonWithTitle(title);
         ASSERT_TRUE(button) << title;
         button->click();
+    }
+    static void serveFor(double seconds) {
+        const auto end = Machine::current().clock().now() + durationOfSeconds(seconds);
+        NSRunLoop::mainRunLoop().runUntil([] { return false; }, end);
     }
 };
 
@@ -41,9 +47,19 @@ public:
 
 } // namespace
 
-TEST_F(QVAlertTest, WaitsOnTheMainThreadForEachButtonAndShowsTextsAsTheyAre) {
-    const std::pair<const char*, long> buttons[] = {{"OK", 1}, {"Can&cel", 0}, {"<Other>", -1}};
-    for (const auto& [title, code] : buttons) {
+TEST_F(QVAlertTest, WaitsOnTheMainThreadForEachButtonOrTheTimeOut) {
+    int polls = 0;
+    const auto target = std::make_shared<int>();
+    const auto poll = NSTimer::scheduledTimer(
+        1, target, [&] { ++polls; }, true);
+    const struct {
+        const char* button;
+        double pressed, over; // seconds
+        std::optional<int> interval;
+        long answer;
+    } cases[] = {{"OK", 3, 3, {}, 1},     {"Can&cel", 3, 3, {}, 0}, {"<Other>", 3, 3, {}, -1},
+                 {"Can&cel", 2, 2, 5, 0}, {nullptr, 0, 5, 5, 1},    {nullptr, 0, 0, 0, 1}};
+    for (const auto& each : cases) {
         const double before = clock->seconds();
         performOnMainThread(
             [] {
@@ -51,16 +67,24 @@ TEST_F(QVAlertTest, WaitsOnTheMainThreadForEachButtonAndShowsTextsAsTheyAre) {
                 EXPECT_EQ(NSAlert::shownAlerts().back()->informativeText(), "%d & more");
             },
             false);
-        answerAfter(3, title);
-        EXPECT_EQ(
-            QVAlert::alertSheetWithMessageText("<i>100%</i> %@", {.alternateButton = "Can&cel",
-                                                                  .otherButton = "<Other>",
-                                                                  .informativeText = "%d & more",
-                                                                  .block = true}),
-            code);
-        EXPECT_NEAR(clock->seconds() - before, 3, 0.1);
-        EXPECT_TRUE(NSAlert::shownAlerts().empty());
+        if (each.button) {
+            answerAfter(each.pressed, each.button);
+        }
+        const QVAlert::Sheet sheet{.alternateButton = "Can&cel",
+                                   .otherButton = "<Other>",
+                                   .informativeText = "%d & more",
+                                   .block = true};
+        EXPECT_EQ(each.interval ? QVAlert::timedAlertSheetWithMessageText(
+                                      "<i>100%</i> %@", {.alternateButton = "Can&cel",
+                                                         .informativeText = "%d & more",
+                                                         .interval = *each.interval})
+                                : QVAlert::alertSheetWithMessageText("<i>100%</i> %@", sheet),
+                  each.answer);
+        EXPECT_NEAR(clock->seconds() - before, each.over, 0.1);
+        EXPECT_EQ(polls, 0) << "a sheet holds up the timers of the default mode";
     }
+    serveFor(5);
+    EXPECT_GE(polls, 5);
 }
 
 TEST_F(QVAlertTest, ABackgroundThreadHearsOfTheAnswerWithinASecond) {
@@ -75,42 +99,21 @@ TEST_F(QVAlertTest, ABackgroundThreadHearsOfTheAnswerWithinASecond) {
     EXPECT_LE(*resumed, 3.5);
 }
 
-TEST_F(QVAlertTest, ATimeOutAnswersTheDefaultAndAnEarlierPressCounts) {
-    const struct {
-        int interval;
-        double pressed, over; // seconds
-        long answer;
-    } cases[] = {{0, 9, 0, 1}, {5, 9, 5, 1}, {5, 2, 2, 0}};
-    for (const auto& each : cases) {
-        const double before = clock->seconds();
-        if (each.pressed < each.interval) {
-            answerAfter(each.pressed, "Cancel");
-        }
-        EXPECT_EQ(QVAlert::timedAlertSheetWithMessageText(
-                      "Delete?", {.alternateButton = "Cancel", .interval = each.interval}),
-                  each.answer);
-        EXPECT_NEAR(clock->seconds() - before, each.over, 0.1);
-        EXPECT_TRUE(NSAlert::shownAlerts().empty());
-    }
-    NSThread::sleepForTimeInterval(10); // the timer still writes, to nobody
-}
-
 TEST_F(QVAlertTest, WithoutWaitingTheSheetTellsItsDelegate) {
     const auto delegate = std::make_shared<OtherDelegate>();
     const auto object = std::make_shared<QVAlert>();
     object->setAlertEnded(true); // of an earlier sheet
-    QVAlert::Sheet sheet{.alternateButton = "No", .delegate = delegate};
-    sheet.didEndSelector = "ended:";
-    sheet.alertObject = object;
-    EXPECT_EQ(QVAlert::alertSheetWithMessageText("Go on?", sheet), -1);
+    EXPECT_EQ(QVAlert::alertSheetWithMessageText("Go on?", {.alternateButton = "No",
+                                                            .delegate = delegate,
+                                                            .didEndSelector = "ended:",
+                                                            .alertObject = object}),
+              -1);
     EXPECT_FALSE(object->alertEnded());
     press("No");
     EXPECT_EQ(delegate->answers, std::vector<int>{0});
-
     // Nobody but the sheet holds this one.
     EXPECT_EQ(QVAlert::alertSheetWithMessageText("Go on?", QVAlert::Sheet{}), -1);
     press("OK");
-    EXPECT_TRUE(NSAlert::shownAlerts().empty());
 }
 
 TEST_F(QVAlertTest, AMissingEndMethodShowsNothing) {
@@ -118,9 +121,7 @@ TEST_F(QVAlertTest, AMissingEndMethodShowsNothing) {
     EXPECT_EQ(QVAlert::alertSheetWithMessageText("?", {.delegate = delegate, .block = true}), -1);
     EXPECT_EQ(QVAlert::alertSheetWithMessageText("?", {.didEndSelector = "ended:", .block = true}),
               -1);
-    EXPECT_TRUE(NSAlert::shownAlerts().empty());
-    ASSERT_EQ(machine->consoleLines().size(), 2U);
     const std::string text = "Alert error: delegate does not respond to selector ";
-    EXPECT_TRUE(machine->consoleLines()[0].ends_with(text + "alertDidEnd:returnCode:contextInfo:"));
-    EXPECT_TRUE(machine->consoleLines()[1].ends_with(text + "ended:"));
+    EXPECT_EQ(machine->consoleLines(),
+              (std::vector{text + "alertDidEnd:returnCode:contextInfo:", text + "ended:"}));
 }

@@ -42,8 +42,8 @@ void write(const std::string& path, const NSDictionary& changes) {
     EXPECT_TRUE(writeDictionaryToFile(job, path));
 }
 
-/// A loaded job in a folder of its own that says when it starts and that it is to end, and ends when and
-/// how it is told to.
+/// A loaded job in a folder of its own that says when it starts and that it is to end, and ends
+/// when and how it is told to.
 class TalkingJob {
 public:
     explicit TalkingJob(const std::string& whenTerminated = "exit", int throttleInterval = 0) {
@@ -59,6 +59,7 @@ public:
                {"KeepAlive", NSDictionary{{"SuccessfulExit", false}}},
                {"ThrottleInterval", throttleInterval},
                {"ExitTimeOut", 1}});
+        EXPECT_TRUE(works("load " + path));
     }
     ~TalkingJob() { shell("launchctl unload " + path); } // a test that failed half way did not
 
