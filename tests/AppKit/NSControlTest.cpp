@@ -77,25 +77,19 @@ TEST_F(NSControlTest, AFieldActsOnReturnAndOnLeavingItWhenItsTextHasChanged) {
 
 TEST_F(NSControlTest, APopUpButtonFollowsItsMenu) {
     NSPopUpButton button;
-    int chosen = 0;
-    int acted = 0;
-    button.setAction([&](NSObject*) { ++acted; });
+    std::string sent;
+    button.setAction([&](NSObject*) { sent += "button "; });
     button.addItemWithTitle("Any");
     button.addItemWithTitle("en0");
     const auto own = std::make_shared<NSMenuItem>(
-        "en0", [&](NSObject*) { ++chosen; }, "");
+        "en0", [&](NSObject*) { sent += "item "; }, "");
     button.menu().addItem(own);
     EXPECT_EQ(button.selectedItem()->title(), "Any");
     button.selectItem(*own); // two items of one title are two items
     EXPECT_EQ(button.selectedItem(), own);
     button.selectItem(NSMenuItem("en0", nullptr, ""));
     EXPECT_EQ(button.selectedItem(), own);
-    EXPECT_EQ(acted + chosen, 0);
     emit button.activated(1);
-    EXPECT_EQ(acted, 1);
     emit button.activated(2);
-    EXPECT_EQ(acted, 1);
-    EXPECT_EQ(chosen, 1);
-    button.removeAllItems();
-    EXPECT_EQ(button.selectedItem(), nullptr);
+    EXPECT_EQ(sent, "button item ");
 }

@@ -136,6 +136,8 @@ void SimulationTest::live(unsigned seed) {
     runUntilIdle();
     EXPECT_TRUE(weak.expired());
     withDialog->login = nullptr;
+    QApplication::processEvents();
+    QApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete); // no loop of Qt's runs here
 }
 
 TEST_F(SimulationTest, WhateverHappensThePaneComesToRestInAgreementWithTheClient) {
