@@ -75,15 +75,15 @@ struct WriteAtExit {
 
 } // namespace
 
-QVLog* QVLog::sharedLog = nullptr;
+std::atomic<QVLog*> QVLog::sharedLog = nullptr;
 
 QVLog& QVLog::sharedController() {
-    std::lock_guard lock(monitor());
-    if (sharedLog == nullptr) {
-        allocWithZone();
-        sharedLog->setWriteQueue(std::make_shared<NSOperationQueue>());
-        static const WriteAtExit atExit;
+    if (QVLog* const log = sharedLog) {
+        return *log; // every message comes by here, and must not wait for others that do
     }
+    std::lock_guard lock(monitor());
+    allocWithZone();
+    static const WriteAtExit atExit;
     return *sharedLog;
 }
 
@@ -96,26 +96,29 @@ QVLog* QVLog::allocWithZone() {
     return sharedLog;
 }
 
+QVLog::QVLog() : queue(std::make_shared<NSOperationQueue>()) {}
+
 QVLog::~QVLog() {
     if (const auto writer = writeQueue()) {
         writer->waitUntilAllOperationsAreFinished();
     }
 }
 
-void QVLog::queueMessage(const std::string& text) {
-    auto message = stringByTrimmingWhitespaceAndNewlines(text);
+void QVLog::queueMessage(std::string text) {
+    auto message = stringByTrimmingWhitespaceAndNewlines(std::move(text));
     const auto length = lengthInCharacters(message);
     QVLog& log = sharedController();
     const auto waiting = log.queuedCharacters += length;
     const bool waits = length > 0 && length <= shortMessage && waiting <= shortMessage;
-    log.writeQueue()->addOperation(
+    const auto writer = log.writeQueue();
+    writer->addOperation(
         [message = std::move(message)] {
             const WriterScope scope;
             appendLogOnThread(message);
         },
         waits);
     if (waits) {
-        finishWriting();
+        writer->waitUntilAllOperationsAreFinished();
     }
 }
 
@@ -144,9 +147,10 @@ void QVLog::appendLogOnThread(const std::string& message) {
 
 void QVLog::writeEntry(const std::string& message) {
     if (const auto file = fileHandle(); file || openCurrentFile()) {
-        std::string line = descriptionOfDate(Machine::current().clock().date());
-        line.reserve(line.size() + message.size() + 4);
-        line.append(" - ").append(message).append("\n");
+        const auto& date = descriptionOfDate(Machine::current().clock().date());
+        std::string line;
+        line.reserve(date.size() + message.size() + 4);
+        line.append(date).append(" - ").append(message).append("\n");
         (file ? file : fileHandle())->writeData(line);
         writtenBytes += line.size();
         if (writtenBytes > mostBytes) {
@@ -200,7 +204,7 @@ void QVLog::startFile(const std::optional<std::string>& newName) {
         return;
     }
     const auto ownCode = reinterpret_cast<const void*>(&QVLog::finishWriting);
-    if (const auto problem = writeFileAtomically(header(ownCode), path)) {
+    if (const auto problem = writeFileAtomically(header(ownCode), path, Flush::later)) {
         NSLog("Unable to create log file %@ - %@", path, problem);
         return;
     }

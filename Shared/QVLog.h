@@ -79,10 +79,10 @@ public:
 private:
     friend class QVLogTest;
 
-    QVLog() = default;
+    QVLog();
     ~QVLog() override;
 
-    static void queueMessage(const std::string& text);
+    static void queueMessage(std::string text);
     static void printAndQueue(const std::string& text);
     static void appendLogOnThread(const std::string& message);
 
@@ -92,7 +92,7 @@ private:
     void startFile(const std::optional<std::string>& name);
     bool rotate() const;
 
-    static QVLog* sharedLog;
+    static std::atomic<QVLog*> sharedLog;
 
     std::optional<std::string> name;
     std::shared_ptr<NSFileHandle> handle;

@@ -15,7 +15,7 @@ std::string describe(std::time_t second) {
 
 } // namespace
 
-std::string descriptionOfDate(std::chrono::system_clock::time_point date) {
+const std::string& descriptionOfDate(std::chrono::system_clock::time_point date) {
     // A log asks many times a second, and the time zone's rules are slow to look up.
     static thread_local std::time_t knownSecond = -1;
     static thread_local std::string known;

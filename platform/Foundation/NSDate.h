@@ -4,5 +4,6 @@
 #include <chrono>
 #include <string>
 
-/// Local time with its offset from UTC: "2026-11-16 21:45:07 +0100". Any thread.
-std::string descriptionOfDate(std::chrono::system_clock::time_point date);
+/// Local time with its offset from UTC: "2026-11-16 21:45:07 +0100". Any thread; the text holds
+/// until that thread asks again.
+const std::string& descriptionOfDate(std::chrono::system_clock::time_point date);

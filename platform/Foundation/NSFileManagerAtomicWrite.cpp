@@ -100,7 +100,7 @@ public:
         }
     }
 
-    void takePlace() {
+    void takePlace(Flush flush) {
         if (replaces) {
             // The owner stays where that is allowed; it comes first, since it may clear mode bits.
             const bool ownerKept = fchown(file.get(), old.st_uid, old.st_gid) == 0;
@@ -108,10 +108,13 @@ public:
             require(fchmod(file.get(), old.st_mode & kept) == 0,
                     "Cannot set the mode of " + target);
         }
-        require(fsync(file.get()) == 0, "Cannot flush " + target);
+        require(flush == Flush::later || fsync(file.get()) == 0, "Cannot flush " + target);
         require(close(file.release()) == 0, "Cannot close " + target);
         require(rename(path.c_str(), target.c_str()) == 0, "Cannot replace " + target);
         path.clear();
+        if (flush == Flush::later) {
+            return;
+        }
         // The new file is in place; that the folder's entry survives a power cut is a bonus that
         // not every file system gives.
         const FileDescriptor folder(
@@ -129,12 +132,13 @@ private:
 
 } // namespace
 
-std::optional<std::string> writeFileAtomically(const std::string& bytes, const std::string& path) {
+std::optional<std::string> writeFileAtomically(const std::string& bytes, const std::string& path,
+                                               Flush flush) {
     const NSSuddenTerminationGuard guard;
     try {
         Replacement replacement(targetOfLinks(path));
         replacement.write(bytes);
-        replacement.takePlace();
+        replacement.takePlace(flush);
         return std::nullopt;
     } catch (const WriteFailure& failure) {
         return failure.reason;

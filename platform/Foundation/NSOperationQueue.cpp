@@ -7,7 +7,6 @@
 #include <condition_variable>
 #include <cstdint>
 #include <set>
-#include <utility>
 #include <vector>
 
 struct NSOperationQueue::State {
@@ -15,6 +14,7 @@ struct NSOperationQueue::State {
     std::condition_variable workerWake;
     Condition progress;
     std::deque<std::function<void()>> waiting;
+    std::deque<std::function<void()>> running; // of the one who runs operations
     std::uint64_t added = 0, finished = 0;
     std::thread::id runner; // who runs an operation now; none while nobody does
     // The clock that counts one busy thread for this queue, from the first operation that is added
@@ -61,8 +61,8 @@ bool NSOperationQueue::State::add(std::function<void()> operation) {
 
 /// Takes all that waits at once, so that those who add more seldom meet the one who runs it.
 void NSOperationQueue::State::runWaiting(std::unique_lock<std::mutex>& lock, bool isWorker) {
-    auto operations = std::exchange(waiting, {});
-    const auto count = operations.size();
+    running.swap(waiting);
+    const auto count = running.size();
     runner = std::this_thread::get_id();
     // Whoever drains counts as busy without the queue; counted twice, no time could pass while the
     // operation sleeps.
@@ -71,8 +71,8 @@ void NSOperationQueue::State::runWaiting(std::unique_lock<std::mutex>& lock, boo
         clock.threadEnds();
     }
     lock.unlock();
-    for (; !operations.empty(); operations.pop_front()) {
-        reportExceptions(operations.front());
+    for (; !running.empty(); running.pop_front()) {
+        reportExceptions(running.front());
     }
     lock.lock();
     if (!isWorker) {

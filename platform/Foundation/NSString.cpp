@@ -100,9 +100,6 @@ std::string print(const std::string& flags, const char* letter, Number number) {
 }
 
 std::string describe(const FormatArgument& argument) {
-    if (const auto* text = std::get_if<std::string>(&argument.value)) {
-        return *text;
-    }
     if (const auto* number = std::get_if<std::int64_t>(&argument.value)) {
         return std::to_string(*number);
     }
@@ -118,8 +115,9 @@ std::string convert(const Conversion& conversion, const FormatArgument& argument
     switch (conversion.letter) {
     case 'd':
     case 'i':
-        return number ? print(conversion.flags, "lld", static_cast<long long>(*number))
-                      : describe(argument);
+        return number && !conversion.flags.empty()
+                   ? print(conversion.flags, "lld", static_cast<long long>(*number))
+                   : describe(argument);
     case 'u':
         return number ? print(conversion.flags, "llu", static_cast<unsigned long long>(*number))
                       : describe(argument);
@@ -143,10 +141,10 @@ std::string convert(const Conversion& conversion, const FormatArgument& argument
 
 } // namespace
 
-std::string formatString(const std::string& format, const std::vector<FormatArgument>& arguments) {
-    static const FormatArgument missing(nullptr);
+std::string formatString(const std::string& format,
+                         std::initializer_list<FormatArgument> arguments) {
     std::string result;
-    std::size_t used = 0;
+    const auto* next = arguments.begin();
     std::size_t position = 0;
     while (position < format.size()) {
         const auto percent = std::min(format.find('%', position), format.size());
@@ -161,8 +159,9 @@ std::string formatString(const std::string& format, const std::vector<FormatArgu
         } else if (std::string_view("@sdiuxcfg").find(conversion.letter) !=
                        std::string_view::npos &&
                    conversion.letter != '\0') {
-            result += convert(conversion, used < arguments.size() ? arguments[used] : missing);
-            ++used;
+            const FormatArgument argument = next != arguments.end() ? *next++ : nullptr;
+            const auto* text = std::get_if<std::string_view>(&argument.value);
+            text ? result.append(*text) : result.append(convert(conversion, argument));
         } else {
             result.append(format, position, conversion.end - position); // no conversion of ours
         }
@@ -200,7 +199,7 @@ std::int64_t integerValue(const std::string& text) {
     return value == least ? most : -value;
 }
 
-std::string stringByTrimmingWhitespaceAndNewlines(const std::string& text) {
+std::string stringByTrimmingWhitespaceAndNewlines(std::string text) {
     const auto isBlankAt = [&](std::size_t position, std::size_t length) {
         return length > 0 && isWhitespaceOrNewline(decode(text, position, length));
     };
@@ -224,7 +223,9 @@ std::string stringByTrimmingWhitespaceAndNewlines(const std::string& text) {
         }
         end = last;
     }
-    return text.substr(start, end - start);
+    text.resize(end);
+    text.erase(0, start);
+    return text;
 }
 
 std::size_t lengthInCharacters(const std::string& text) {

@@ -3,33 +3,36 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <initializer_list>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <type_traits>
 #include <variant>
 #include <vector>
 
-/// One value for a conversion of a format.
+/// One value for a conversion of a format. A text stays the caller's, and must outlive this.
 class FormatArgument {
 public:
-    FormatArgument(const std::string& text) : value(text) {}
-    FormatArgument(const char* text) : value(text ? Value(std::string(text)) : Value(nullptr)) {}
+    FormatArgument(const std::string& text) : value(std::string_view(text)) {}
+    FormatArgument(const char* text) : value(text ? Value(std::string_view(text)) : Value()) {}
     FormatArgument(const std::optional<std::string>& text)
-        : value(text ? Value(*text) : Value(nullptr)) {}
+        : value(text ? Value(std::string_view(*text)) : Value()) {}
     FormatArgument(std::nullptr_t) : value(nullptr) {}
     template <class T>
     requires std::is_integral_v<T> || std::is_enum_v<T> FormatArgument(T number)
         : value(static_cast<std::int64_t>(number)) {}
     FormatArgument(double number) : value(number) {}
 
-    using Value = std::variant<std::nullptr_t, std::string, std::int64_t, double>;
+    using Value = std::variant<std::nullptr_t, std::string_view, std::int64_t, double>;
     Value value;
 };
 
 /// Fills a format: `%@` and `%s` take any value, the printf conversions in use (`%d %i %u %ld %lu
 /// %x %c %f %g`, with flags, width and precision) take numbers, `%%` is a percent sign. A missing
 /// object or argument reads "(null)". A value is never itself read as a format.
-std::string formatString(const std::string& format, const std::vector<FormatArgument>& arguments);
+std::string formatString(const std::string& format,
+                         std::initializer_list<FormatArgument> arguments);
 
 template <class... Arguments>
 std::string stringWithFormat(const std::string& format, const Arguments&... arguments) {
@@ -41,7 +44,7 @@ std::string stringWithFormat(const std::string& format, const Arguments&... argu
 std::int64_t integerValue(const std::string& text);
 
 /// Without white space and newlines (Unicode's) at both ends.
-std::string stringByTrimmingWhitespaceAndNewlines(const std::string& text);
+std::string stringByTrimmingWhitespaceAndNewlines(std::string text);
 
 /// Length in UTF-16 code units, the platform's idea of a text's length. A byte that is no UTF-8
 /// counts as one.
