@@ -17,34 +17,45 @@ constexpr double longestTimeout = 1e9; // seconds; the clock's unit has room for
 const std::string asyncDataNotification = "QVAsyncTaskDataNotification";
 const std::string dataItem = "NSFileHandleNotificationDataItem";
 
-bool canBeRun(const std::string& path) {
-    const auto program = Machine::current().programForTool(path);
-    const bool runs = !program.empty() &&
-                      NSFileManager::defaultManager().isExecutableFileAtPath(program) &&
-                      !NSWorkspace::sharedWorkspace().isFilePackageAtPath(program);
+bool canBeRun(const NSTask& task) {
+    const bool runs = !task.program().empty() &&
+                      NSFileManager::defaultManager().isExecutableFileAtPath(task.program()) &&
+                      !NSWorkspace::sharedWorkspace().isFilePackageAtPath(task.program());
     if (!runs) {
-        NSLog("Error: %@ is not executable", path);
-        QVLog::appendLog("Error: %@ is not executable", path);
+        NSLog("Error: %@ is not executable", task.launchPath());
+        QVLog::appendLog("Error: %@ is not executable", task.launchPath());
     }
     return runs;
 }
 
-std::shared_ptr<NSTask> taskFor(const std::string& path, const QVTask::Arguments& arguments,
-                                TaskSlot* slot) {
+std::shared_ptr<NSTask> taskFor(const std::string& path, const QVTask::Arguments& arguments) {
     auto task = std::make_shared<NSTask>();
     task->setLaunchPath(path);
     task->setArguments(arguments);
+    return task;
+}
+
+/// None when the path is refused. Puts the task into the slot, if there is one.
+std::shared_ptr<NSTask> checkedTaskFor(const std::string& path, const QVTask::Arguments& arguments,
+                                       TaskSlot* slot) {
+    auto task = taskFor(path, arguments);
+    if (!canBeRun(*task)) {
+        return nullptr;
+    }
     if (slot != nullptr) {
         slot->setTask(task);
     }
     return task;
 }
 
+/// The same, with both outputs to the null device.
 std::shared_ptr<NSTask> silentTaskFor(const std::string& path, const QVTask::Arguments& arguments,
                                       TaskSlot* slot) {
-    auto task = taskFor(path, arguments, slot);
-    task->setStandardError(NSFileHandle::fileHandleWithNullDevice());
-    task->setStandardOutput(NSFileHandle::fileHandleWithNullDevice());
+    auto task = checkedTaskFor(path, arguments, slot);
+    if (task) {
+        task->setStandardError(NSFileHandle::fileHandleWithNullDevice());
+        task->setStandardOutput(NSFileHandle::fileHandleWithNullDevice());
+    }
     return task;
 }
 
@@ -66,10 +77,10 @@ NSNotification dataNotification(NSData bytes) {
 } // namespace
 
 bool QVTask::runTask(const std::string& launchPath, const Arguments& arguments, TaskSlot* task) {
-    if (!canBeRun(launchPath)) {
+    const auto tool = silentTaskFor(launchPath, arguments, task);
+    if (!tool) {
         return false;
     }
-    const auto tool = silentTaskFor(launchPath, arguments, task);
     tool->launch();
     tool->waitUntilExit();
     return true;
@@ -84,17 +95,17 @@ void QVTask::runTask(const std::string& launchPath, const Arguments& arguments, 
 }
 
 void QVTask::runTaskAndReturn(const std::string& launchPath, const Arguments& arguments) {
-    if (canBeRun(launchPath)) {
-        silentTaskFor(launchPath, arguments, nullptr)->launch();
+    if (const auto tool = silentTaskFor(launchPath, arguments, nullptr)) {
+        tool->launch();
     }
 }
 
 int QVTask::terminationCodeFromTask(const std::string& launchPath, const Arguments& arguments,
                                     TaskSlot* task) {
-    if (!canBeRun(launchPath)) {
+    const auto tool = silentTaskFor(launchPath, arguments, task);
+    if (!tool) {
         return -1;
     }
-    const auto tool = silentTaskFor(launchPath, arguments, task);
     tool->launch();
     if (tool->isRunning()) {
         tool->waitUntilExit();
@@ -113,18 +124,14 @@ int QVTask::terminationCodeFromTask(const std::string& launchPath, const Argumen
 
 std::optional<NSData> QVTask::dataFromTask(const std::string& launchPath,
                                            const Arguments& arguments, TaskSlot* task) {
-    if (!canBeRun(launchPath)) {
+    const auto tool = checkedTaskFor(launchPath, arguments, task);
+    if (!tool) {
         return std::nullopt;
     }
-    const auto output = std::make_shared<NSPipe>();
-    const auto error = std::make_shared<NSPipe>();
-    const auto input = std::make_shared<NSPipe>();
-    const auto tool = taskFor(launchPath, arguments, task);
-    tool->setStandardOutput(output);
-    tool->setStandardError(error);
-    tool->setStandardInput(input);
-    tool->launch();
-    auto bytes = tool->readToEnd();
+    tool->setStandardOutput(std::make_shared<NSPipe>());
+    tool->setStandardError(std::make_shared<NSPipe>());
+    tool->setStandardInput(std::make_shared<NSPipe>());
+    auto bytes = tool->launchAndRead();
     return std::move(bytes.error.empty() ? bytes.output : bytes.error);
 }
 
@@ -235,9 +242,10 @@ void QVTask::asyncDataFromTask(const std::string& launchPath, const Arguments& a
         selector = std::move(newSelector);
         object = std::move(newObject);
     }
-    const auto tool = taskFor(launchPath, arguments, &slot);
+    const auto tool = taskFor(launchPath, arguments);
     tool->setStandardOutput(std::make_shared<NSPipe>());
     tool->setStandardError(NSFileHandle::fileHandleWithNullDevice());
+    setTheTask(tool);
     NSThread::detachNewThread([self = shared_from_this()] { self->launchAsyncTask(); });
 }
 

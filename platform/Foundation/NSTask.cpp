@@ -38,12 +38,17 @@ void closeWriting(const NSTask::Stream& stream) {
 
 } // namespace
 
-void NSTask::launch() {
-    LaunchRequest request;
-    request.launchPath = Machine::current().programForTool(path);
-    if (request.launchPath.empty()) {
+void NSTask::setLaunchPath(std::string newPath) {
+    path = std::move(newPath);
+    programPath = Machine::current().programForTool(path);
+}
+
+void NSTask::start() {
+    if (programPath.empty()) {
         throw NSException(NSInvalidArgumentException, "There is no program at " + path);
     }
+    LaunchRequest request;
+    request.launchPath = programPath;
     request.arguments = arguments;
     request.standardInput = descriptorOf(input, STDIN_FILENO);
     request.standardOutput = descriptorOf(output, STDOUT_FILENO);
@@ -53,10 +58,14 @@ void NSTask::launch() {
         pipe->fileHandleForReading()->closeFile();
         pipe->fileHandleForWriting()->closeFile();
     }
-    closeWriting(output);
-    closeWriting(error);
     std::lock_guard lock(mutex);
     process = std::move(started);
+}
+
+void NSTask::launch() {
+    start();
+    closeWriting(output);
+    closeWriting(error);
 }
 
 std::shared_ptr<LaunchedProcess> NSTask::launched() const {
@@ -85,30 +94,42 @@ pid_t NSTask::processIdentifier() const {
     return tool ? tool->processIdentifier() : 0;
 }
 
-NSTask::Output NSTask::readToEnd() {
+NSTask::Output NSTask::launchAndRead() {
+    start();
     const auto tool = launched();
     DescriptorWait waiting;
     PipeReader outputReader(pipeOf(output), waiting);
     PipeReader errorReader(pipeOf(error), waiting);
-    const FileDescriptor exit(tool ? duplicate(tool->exitDescriptor()) : -1);
-    bool exitSeen = !tool;
+    const FileDescriptor exit(duplicate(tool->exitDescriptor()));
+    // The pipes' ends before the tool's own would wake this thread for nothing, so its writing ends
+    // stay open until then.
+    bool exitSeen = false;
+    const auto seeExit = [&] {
+        exitSeen = true;
+        waiting.remove(exit.get());
+        closeWriting(output);
+        closeWriting(error);
+        outputReader.readWhatIsThere();
+        errorReader.readWhatIsThere();
+    };
     if (exit) {
-        waiting.add(exit.get(), [&] {
-            exitSeen = true;
-            waiting.remove(exit.get());
-        });
+        waiting.add(exit.get(), seeExit);
+    } else {
+        seeExit(); // it can only be waited for, once its output has ended
     }
     {
         std::lock_guard lock(mutex);
         reader = &waiting;
     }
     const auto ended = [&] { return outputReader.hasEnded() && errorReader.hasEnded(); };
-    waiting.wait([&] { return ended() || (readsUntilExit && (exitSeen || !exit)); });
+    waiting.wait([&] { return exitSeen && (ended() || readsUntilExit); });
     {
         std::lock_guard lock(mutex);
         reader = nullptr;
     }
-    waitUntilExit();
+    if (!exit) {
+        waitUntilExit();
+    }
     return {outputReader.takeRest(), errorReader.takeRest()};
 }
 

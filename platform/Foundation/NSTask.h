@@ -27,7 +27,9 @@ public:
     NSTask& operator=(const NSTask&) = delete;
 
     const std::string& launchPath() const { return path; }
-    void setLaunchPath(std::string newPath) { path = std::move(newPath); }
+    void setLaunchPath(std::string newPath);
+    /// What stands for the launch path on this machine; empty when nothing does.
+    const std::string& program() const { return programPath; }
     /// Without the program's own name.
     void setArguments(std::vector<std::string> newArguments) {
         arguments = std::move(newArguments);
@@ -51,9 +53,10 @@ public:
     int terminationStatus() const;
     pid_t processIdentifier() const;
 
-    /// Reads what the tool writes to the two pipes it was given, both at once, until both have
-    /// ended and the tool has too. On the main thread it serves the main run loop meanwhile.
-    Output readToEnd();
+    /// Launches the tool and reads what it writes to the two pipes it was given, both at once,
+    /// until both have ended and the tool has too. On the main thread it serves the main run loop
+    /// meanwhile.
+    Output launchAndRead();
     /// Asks the tool, and all it started, to end. From then on its end is the end of its output,
     /// whoever still holds the pipes. Does nothing for a tool that does not run.
     void terminate();
@@ -61,14 +64,15 @@ public:
     bool wasTerminated() const { return terminated; }
     /// Ends them without asking.
     void kill();
-    /// Has readToEnd() return as soon as the tool has ended, though something that it started still
-    /// holds a pipe. Does nothing before the launch.
+    /// Has launchAndRead() return as soon as the tool has ended, though something that it started
+    /// still holds a pipe. Does nothing before the launch.
     void stopReadingAtExit();
 
 private:
+    void start();
     std::shared_ptr<LaunchedProcess> launched() const;
 
-    std::string path;
+    std::string path, programPath;
     std::vector<std::string> arguments;
     Stream input, output, error;
 

@@ -15,14 +15,15 @@ public:
 
     /// Whether nobody can write into the pipe any more, and all that was written has been read.
     bool hasEnded() const { return ended; }
+    /// Reads until the pipe is empty, or has given as much as it holds at once.
+    void readWhatIsThere();
     /// All that was read, with what lies in the pipe now; closes the reading end.
     NSData takeRest();
 
 private:
-    void readWhatIsThere();
-
     std::shared_ptr<NSFileHandle> handle;
     DescriptorWait& waiting;
     NSData bytes;
     bool ended;
+    bool enlarged = false;
 };
