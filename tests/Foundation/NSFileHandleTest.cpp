@@ -27,15 +27,4 @@ TEST_F(NSFileHandleTest, ClosingEndsAReadOfAnotherThread) {
     }
 }
 
-TEST_F(NSFileHandleTest, AWriteThatFailsRaises) {
-    try {
-        NSFileHandle::fileHandleForAppendingAtPath("/dev/full")->writeData("text");
-        FAIL() << "nothing was raised";
-    } catch (const NSException& exception) {
-        EXPECT_EQ(exception.name(), NSFileHandleOperationException);
-        EXPECT_EQ(exception.reason(), "No space left on device");
-    }
-    EXPECT_FALSE(NSFileHandle::fileHandleForAppendingAtPath(directory.path() + "/missing"));
-}
-
 } // namespace

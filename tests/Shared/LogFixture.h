@@ -24,11 +24,8 @@ protected:
         log.setBytesWritten(0);
         log.setBytesInQueue(0);
     }
-    virtual std::string folder() const {
-        return this->machine->root() + "/Users/anna/Library/Logs/Quorvane";
-    }
     std::string file(int generation, const std::string& name = "App") const {
-        return folder() + "/" + name + "." + std::to_string(generation) + ".log";
+        return folder + "/" + name + "." + std::to_string(generation) + ".log";
     }
     /// The messages of a log file, without header and dates.
     static Lines messagesIn(const std::string& path) {
@@ -42,4 +39,6 @@ protected:
         return messages;
     }
     Lines console() const { return this->machine->consoleLines(); }
+
+    const std::string folder = this->machine->root() + "/Users/anna/Library/Logs/Quorvane";
 };

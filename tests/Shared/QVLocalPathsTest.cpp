@@ -12,17 +12,6 @@ protected:
     const std::string anna = root + "/Users/anna";
 };
 
-/// A machine whose folders lie where the system's own do.
-class PlainMachine : public TestMachine {
-public:
-    using TestMachine::TestMachine;
-    std::string root() const override { return ""; }
-    std::string homeDirectory() const override { return "/Users/" + user; }
-    std::optional<std::string> homeDirectoryForUser(const std::string& name) const override {
-        return "/Users/" + name;
-    }
-};
-
 TEST_F(QVLocalPathsTest, FoldersOfTheUserAndOfTheMachine) {
     const std::vector<std::pair<Path (*)(bool), std::string>> folders{
         {QVLocalPaths::applicationDirectory, "/Applications"},
@@ -33,38 +22,36 @@ TEST_F(QVLocalPathsTest, FoldersOfTheUserAndOfTheMachine) {
         {QVLocalPaths::cacheDirectory, "/Library/Caches"},
         {QVLocalPaths::appSupportDirectory, "/Library/Application Support"},
         {QVLocalPaths::logDirectory, "/Library/Logs"}};
-    for (const uid_t userID : {501U, 0U}) {
-        machine->userID = userID;
-        machine->user = userID == 0 ? "root" : "anna";
+    const struct {
+        uid_t userID;
+        std::string user;
+        Path consoleUser, name;
+        std::string home;
+    } users[] = {{501, "anna", "berta", "anna", anna},
+                 {0, "root", "berta", "berta", root + "/Users/berta"},
+                 {0, "anna", "loginwindow", {}, anna},
+                 {0, "anna", {}, {}, anna}};
+    for (const auto& each : users) {
+        machine->userID = each.userID;
+        machine->user = each.user;
+        machine->consoleUserName = each.consoleUser;
         for (const auto& [lookup, place] : folders) {
-            EXPECT_EQ(lookup(true), anna + place) << userID;
+            EXPECT_EQ(lookup(true), each.home + place) << each.userID;
             EXPECT_EQ(lookup(false), place == "/Documents" ? Path() : Path(root + place));
         }
-        EXPECT_EQ(QVLocalPaths::desktopDirectory(), anna + "/Desktop");
-        EXPECT_EQ(QVLocalPaths::movieDirectory(), anna + "/Movies");
-        EXPECT_EQ(QVLocalPaths::trashDirectory(), anna + "/.Trash");
+        EXPECT_EQ(QVLocalPaths::username(), each.name);
+        EXPECT_EQ(QVLocalPaths::userDirectory(), each.home);
+        EXPECT_EQ(QVLocalPaths::desktopDirectory(), each.home + "/Desktop");
+        EXPECT_EQ(QVLocalPaths::movieDirectory(), each.home + "/Movies");
+        EXPECT_EQ(QVLocalPaths::trashDirectory(), each.home + "/.Trash");
     }
+    EXPECT_FALSE(QVLocalPaths::currentConsoleUser());
     EXPECT_EQ(QVLocalPaths::systemLibraryDirectory(), root + "/System/Library");
     EXPECT_EQ(QVLocalPaths::localDocumentationDirectory(), root + "/Library/Documentation");
     EXPECT_FALSE(QVLocalPaths::pathForDirectory(NSSearchPathDirectory::desktop, 2));
     EXPECT_EQ(QVLocalPaths::pathForDirectory(NSSearchPathDirectory::library, 3),
               "/var/root/Library")
         << "only the user domain alone is the console user's";
-}
-
-TEST_F(QVLocalPathsTest, TheSuperuserWorksForTheConsoleUser) {
-    machine->consoleUserName = "berta";
-    EXPECT_EQ(QVLocalPaths::username(), "anna");
-    EXPECT_EQ(QVLocalPaths::userDirectory(), anna);
-    EXPECT_EQ(QVLocalPaths::currentConsoleUser(), "berta");
-    machine->userID = 0;
-    EXPECT_EQ(QVLocalPaths::username(), "berta");
-    EXPECT_EQ(QVLocalPaths::libraryDirectory(true), root + "/Users/berta/Library");
-    for (const auto& nobody : {Path("loginwindow"), Path()}) {
-        machine->consoleUserName = nobody;
-        EXPECT_FALSE(QVLocalPaths::username() || QVLocalPaths::currentConsoleUser());
-        EXPECT_EQ(QVLocalPaths::libraryDirectory(true), anna + "/Library") << "the process's own";
-    }
 }
 
 TEST_F(QVLocalPathsTest, TemporaryFilesHaveFreshNames) {
@@ -76,41 +63,42 @@ TEST_F(QVLocalPathsTest, TemporaryFilesHaveFreshNames) {
     EXPECT_TRUE(std::filesystem::is_empty(folder));
 }
 
-TEST_F(QVLocalPathsTest, ProtectedFolders) {
-    machine = std::make_shared<PlainMachine>(directory.path(), clock);
-    Machine::install(machine);
-    const auto isProtected = QVLocalPaths::isPathSystemDirectory;
-    for (const char* const path :
-         {"/", "/Applications/", "/Applications/Utilities", "/Users/anna", "/Users/anna/Desktop",
-          "/Users/anna/Documents", "/Users/anna/Library", "/Users/anna/Library/Caches/",
-          "/Library/Preferences", "/Library/Documentation", "/System/Library", "/Users/Shared/",
-          "/Volumes"}) {
-        EXPECT_TRUE(isProtected(path, true) && isProtected(path, false)) << path;
-    }
-    for (const char* const path :
-         {"/usr/local/bin", "/usrdata", "/Systems", "/var/root", "/private/var/x"}) {
-        EXPECT_TRUE(!isProtected(path, true) && isProtected(path, false)) << path;
-    }
-    for (const char* const path :
-         {"", "/a", "éé", "//", "/Applications//", "/applications", "/Applications/Tolvin.app",
-          "/Users/anna/x", "/Users/anna/Documents/x", "/Users/anna/Library/Logs", "/Users/berta",
-          "/Volumes/x", "/private/x", "/us", "x/usr"}) {
-        EXPECT_FALSE(isProtected(path, true) || isProtected(path, false)) << path;
-    }
-    machine->userID = 0;
-    machine->consoleUserName = "berta";
-    EXPECT_TRUE(isProtected("/Users/berta/Library", true));
-    EXPECT_FALSE(isProtected("/Users/anna/Library", true));
-}
-
-TEST_F(QVLocalPathsTest, BackupVolumes) {
-    for (const char* const path :
-         {"/Volumes/Backup/Backups.backupdb/host/Latest", "/Volumes/Backups.backupdb"}) {
-        EXPECT_TRUE(QVLocalPaths::isPathOnTimeMachineVolume(path)) << path;
-    }
-    for (const char* const path : {"/Backups.backupdb/host", "/Volumes/Backup/Backups.backupdb2",
-                                   "/Volumes", "Volumes/a/Backups.backupdb"}) {
-        EXPECT_FALSE(QVLocalPaths::isPathOnTimeMachineVolume(path)) << path;
+TEST_F(QVLocalPathsTest, TestsOfPaths) {
+    const struct {
+        bool isProtected, hasProtectedPrefix, isBackup;
+        std::vector<std::string> paths;
+    } cases[] = {
+        {true,
+         false,
+         false,
+         {"/", root + "/Applications/", root + "/Applications/Utilities", anna, anna + "/Desktop",
+          anna + "/Documents", anna + "/Library", anna + "/Library/Caches/",
+          root + "/Library/Preferences", root + "/Library/Documentation", root + "/System/Library",
+          "/Users/Shared/", "/Volumes"}},
+        {false,
+         true,
+         false,
+         {"/usr/local/bin", "/usrdata", "/Systems", "/var/root", "/private/var/x"}},
+        {false,
+         false,
+         false,
+         {"", "/a", "éé", "//", root + "/Applications//", root + "/applications",
+          root + "/Applications/Tolvin.app", anna + "/x", anna + "/Documents/x",
+          anna + "/Library/Logs", root + "/Users/berta", "/Volumes/x", "/private/x", "/us", "x/usr",
+          "/Backups.backupdb/host", "/Volumes/Backup/Backups.backupdb2",
+          "Volumes/a/Backups.backupdb"}},
+        {false,
+         false,
+         true,
+         {"/Volumes/Backup/Backups.backupdb/host/Latest", "/Volumes/Backups.backupdb"}}};
+    for (const auto& each : cases) {
+        for (const auto& path : each.paths) {
+            EXPECT_EQ(QVLocalPaths::isPathSystemDirectory(path, true), each.isProtected) << path;
+            EXPECT_EQ(QVLocalPaths::isPathSystemDirectory(path),
+                      each.isProtected || each.hasProtectedPrefix)
+                << path;
+            EXPECT_EQ(QVLocalPaths::isPathOnTimeMachineVolume(path), each.isBackup) << path;
+        }
     }
 }
 
