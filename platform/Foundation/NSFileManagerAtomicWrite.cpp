@@ -34,11 +34,8 @@ void require(bool condition, const std::string& doing) {
 }
 
 std::string folderOf(const std::string& path) {
-    const std::size_t slash = path.rfind('/');
-    if (slash == std::string::npos) {
-        return ".";
-    }
-    return slash == 0 ? "/" : path.substr(0, slash);
+    const std::string folder = stringByDeletingLastPathComponent(path);
+    return folder.empty() ? "." : folder;
 }
 
 /// Where a symbolic link leads, link after link, whether or not something is there.
@@ -51,7 +48,8 @@ std::string targetOfLinks(std::string path) {
             return path;
         }
         const std::string target(buffer.data(), static_cast<std::size_t>(length));
-        path = target.starts_with('/') ? target : folderOf(path) + "/" + target;
+        path = target.starts_with('/') ? target
+                                       : stringByAppendingPathComponent(folderOf(path), target);
     }
     fail("Cannot follow " + path, ELOOP);
 }

@@ -15,4 +15,6 @@ struct NSNotification {
     std::optional<std::string> userInfoString(const std::string& key) const {
         return userInfo ? userInfo->stringForKey(key) : std::nullopt;
     }
+
+    bool operator==(const NSNotification&) const = default;
 };

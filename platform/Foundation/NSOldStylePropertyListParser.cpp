@@ -58,10 +58,10 @@ PropertyList NSOldStylePropertyListParser::parse() {
     }
     PropertyList list = parseValue(0);
     skipBlanksAndComments();
-    std::string* const key = std::get_if<std::string>(&list.value);
+    const std::string* const key = list.string();
     if (key && (peek() == '=' || peek() == ';')) {
         NSDictionary table;
-        parseEntry(table, std::move(*key), 0);
+        parseEntry(table, *key, 0);
         for (const auto& [name, value] : parseEntries(0, '\0')) {
             table.setObject(value, name);
         }
@@ -96,15 +96,15 @@ NSDictionary NSOldStylePropertyListParser::parseEntries(int depth, char end) {
     NSDictionary dictionary;
     skipBlanksAndComments();
     while (end == '\0' ? !atEnd() : peek() != end) {
-        std::string key = parseString();
+        const std::string key = parseString();
         skipBlanksAndComments();
-        parseEntry(dictionary, std::move(key), depth);
+        parseEntry(dictionary, key, depth);
         skipBlanksAndComments();
     }
     return dictionary;
 }
 
-void NSOldStylePropertyListParser::parseEntry(NSDictionary& dictionary, std::string key,
+void NSOldStylePropertyListParser::parseEntry(NSDictionary& dictionary, const std::string& key,
                                               int depth) {
     if (skip(';')) {
         dictionary.setObject(key, key);

@@ -24,7 +24,7 @@ private:
     PropertyList parseValue(int depth);
     NSDictionary parseEntries(int depth, char end);
     /// After the key has been read, at the "=" or at the semicolon that may stand for it.
-    void parseEntry(NSDictionary& dictionary, std::string key, int depth);
+    void parseEntry(NSDictionary& dictionary, const std::string& key, int depth);
     NSArray parseArray(int depth);
     NSData parseData();
     std::string parseString();

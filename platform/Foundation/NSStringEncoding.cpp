@@ -80,7 +80,7 @@ Marked byMark(const NSData& bytes, NSStringEncoding encoding) {
 
 std::optional<std::string> convert(const char* name, char* input, std::size_t left) {
     const iconv_t converter = iconv_open("UTF-8", name);
-    if (converter == reinterpret_cast<iconv_t>(-1)) {
+    if (reinterpret_cast<std::intptr_t>(converter) == -1) {
         return std::nullopt;
     }
     std::string text;

@@ -1,4 +1,3 @@
-#include "Foundation/NotificationBus.h"
 #include "Foundation/NSException.h"
 #include "support/BusTest.h"
 
@@ -7,32 +6,6 @@
 #include <thread>
 
 namespace {
-
-/// Another process of the login, as far as the bus can tell. Counts what it hears of "n".
-class Peer {
-public:
-    explicit Peer(const std::string& address)
-        : bus(NotificationBus::join(address, [this](const auto&) { ++heard; })) {
-        while (!bus->isReady() && goesOn()) {
-        }
-        bus->watchName("n");
-        bus->settle();
-    }
-    /// Waits until so many have come, and says whether there are no more.
-    bool hears(int number) {
-        while (heard < number && goesOn()) {
-        }
-        return heard == number;
-    }
-
-private:
-    bool goesOn() const {
-        return bus->process() == NotificationBus::Processing::something || bus->waitForBus(10'000);
-    }
-
-    int heard = 0;
-    std::unique_ptr<NotificationBus> bus;
-};
 
 class NSDistributedNotificationCenterTest : public BusTest {
 protected:
@@ -46,19 +19,13 @@ protected:
     }
     /// From then on this process hears what others post under the names observed before.
     void meet() {
-        observe("meeting");
-        EXPECT_TRUE(run([this] {
+        bool met = false;
+        centre.addObserver(observer, "meeting", [&](const auto&) { met = true; });
+        EXPECT_TRUE(run([&] {
             send("string:meeting string: dict:string:string:a,b");
-            return heard.size() > 0;
+            return met;
         }));
         centre.removeObserver(observer.get(), "meeting");
-        heard.clear();
-    }
-    std::size_t linesWith(const std::string& text) const {
-        const auto lines = machine->consoleLines();
-        return static_cast<std::size_t>(
-            std::count_if(lines.begin(), lines.end(),
-                          [&](const auto& line) { return line.find(text) != line.npos; }));
     }
 };
 
@@ -82,11 +49,8 @@ TEST_F(NSDistributedNotificationCenterTest, WhatIsPostedArrivesAsItWasWithOrWith
         }
         EXPECT_TRUE(heard.empty()) << "delivered while it was being posted";
         ASSERT_TRUE(runUntilHeard(posts.size() + 1));
-        for (std::size_t index = 0; index < posts.size(); ++index) {
-            EXPECT_EQ(heard[index + 1].name, posts[index].name);
-            EXPECT_EQ(heard[index + 1].object, posts[index].object);
-            EXPECT_EQ(heard[index + 1].userInfo, posts[index].userInfo);
-        }
+        heard.erase(heard.begin()); // the thread's
+        EXPECT_TRUE(heard == posts);
     }
 }
 
@@ -114,10 +78,13 @@ TEST_F(NSDistributedNotificationCenterTest, WhatIsUnfitIsNeitherSentNorTaken) {
     EXPECT_EQ(heard[0].object, "fit");
     EXPECT_EQ(heard[0].userInfoString("status"), "fine");
     EXPECT_EQ(heard[1].object, "last");
-    EXPECT_EQ(linesWith("dropped: foreign signature"), 3U);
-    EXPECT_EQ(linesWith("dropped: too large"), 1U);
-    EXPECT_EQ(linesWith("not posted: it holds something else than text"), 3U);
-    EXPECT_EQ(linesWith("not posted: it is too large"), 2U);
+    std::string reasons;
+    for (const auto& line : machine->consoleLines()) {
+        reasons += line.substr(line.rfind(": "));
+    }
+    EXPECT_EQ(reasons, ": foreign signature: foreign signature: foreign signature: too large"
+                       ": it holds something else than text: it holds something else than text"
+                       ": it holds something else than text: it is too large: it is too large");
 }
 
 TEST_F(NSDistributedNotificationCenterTest, ObserversComeAndGoWhileNotificationsAreDelivered) {
@@ -145,7 +112,7 @@ TEST_F(NSDistributedNotificationCenterTest, ObserversComeAndGoWhileNotifications
     centre.postNotificationName("n");
     ASSERT_TRUE(run([&] { return calls.ends_with("last last "); }));
     EXPECT_EQ(calls, "first first last last ");
-    EXPECT_EQ(linesWith("an observer's own trouble"), 1U);
+    EXPECT_EQ(machine->consoleLines().size(), 1U);
 }
 
 TEST_F(NSDistributedNotificationCenterTest, LivesWithoutABusSaysSoOnceAndJoinsWhenThereIsOne) {
@@ -155,15 +122,13 @@ TEST_F(NSDistributedNotificationCenterTest, LivesWithoutABusSaysSoOnceAndJoinsWh
         centre.postNotificationName("n", "alone");
         centre.postNotificationName("n", "still alone");
         ASSERT_TRUE(runUntilHeard(2));
-        EXPECT_EQ(linesWith("No session bus"), round);
+        EXPECT_EQ(machine->consoleLines().size(), 2 * round - 1) << "lost, and joined in between";
         bus.start();
-        Peer peer(bus.address());
-        heard.clear();
         meet();
-        // Nothing that stayed within the process is sent after all.
-        centre.postNotificationName("n", "both");
-        ASSERT_TRUE(runUntilHeard(1));
-        EXPECT_TRUE(peer.hears(1));
+        send("string:n string:both dict:string:string:a,b");
+        ASSERT_TRUE(runUntilHeard(3));
+        EXPECT_EQ(heard[2].object, "both")
+            << "what stayed within the process is not sent after all";
         heard.clear();
         bus.kill();
     }
@@ -178,36 +143,22 @@ TEST_F(NSDistributedNotificationCenterTest, ABusThatHangsAndThenABurstHoldUpNobo
     for (std::size_t index = 1; index < count; ++index) {
         centre.postNotificationName("n", std::to_string(index));
     }
-    std::size_t turns = 0, before = 1, most = 0;
-    std::function<void()> otherWork = [&] {
-        ++turns;
-        most = std::max(most, heard.size() - before);
-        before = heard.size();
-        if (before < count) {
-            NSRunLoop::mainRunLoop().performBlock(otherWork);
-        }
-    };
-    NSRunLoop::mainRunLoop().performBlock(otherWork);
-    EXPECT_TRUE(run([&] { return turns > 100; }));
+    bool turned = false;
+    NSRunLoop::mainRunLoop().performBlock([&] { turned = true; });
+    EXPECT_TRUE(run([&] { return turned; }));
     EXPECT_EQ(heard.size(), 1U);
     bus.signal(SIGCONT);
-    EXPECT_TRUE(run([&] { return before == count; }));
+    std::size_t before = 1, most = 0; // of one pass of the loop
+    EXPECT_TRUE(run([&] {
+        most = std::max(most, heard.size() - before);
+        before = heard.size();
+        return before == count;
+    }));
     EXPECT_LE(most, 64U);
     for (std::size_t index = 0; index < heard.size(); ++index) {
         ASSERT_EQ(heard[index].object, std::to_string(index));
     }
-}
-
-TEST_F(NSDistributedNotificationCenterTest, WhatWasPostedAtTheEndStillGoesOut) {
-    observe("n"); // what this process hears itself must not get in the way
-    Peer peer(bus.address());
-    // The connection is not even made when the end comes.
-    for (int index = 0; index < 5000; ++index) {
-        centre.postNotificationName("n");
-    }
-    centre.reset();
-    EXPECT_TRUE(peer.hears(5000));
-    // A bus that does not answer is not waited for without end.
+    // At the end nor.
     bus.signal(SIGSTOP);
     centre.postNotificationName("n");
     centre.reset();

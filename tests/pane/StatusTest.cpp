@@ -12,9 +12,13 @@ protected:
         load();
         runFor(2);
     }
-    std::string enabledOf(const std::vector<const char*>& names) {
+    /// The client's four checkboxes, then the network's four controls.
+    std::string enabledControls() {
         std::string result;
-        for (const char* name : names) {
+        for (const char* name :
+             {"autoUpdateCheck", "preventUpdateDialogsCheck", "showMenuBarIconCheck",
+              "enableMaintenanceCheck", "networkInterfacePopUp", "networkCustomPortCheck",
+              "networkCustomPortText", "networkDisableBonjour"}) {
             result += control<QWidget>(name).isEnabled() ? '1' : '0';
         }
         return result;
@@ -49,13 +53,7 @@ TEST_F(StatusTest, TheEnablingRuleFollowsJobFileAndStatus) {
         EXPECT_EQ(status(), each.line);
         EXPECT_EQ(masterSwitch().isOn(), each.switchOn) << each.status;
         EXPECT_TRUE(masterSwitch().isEnabled());
-        EXPECT_EQ(enabledOf({"autoUpdateCheck", "preventUpdateDialogsCheck", "showMenuBarIconCheck",
-                             "enableMaintenanceCheck"}),
-                  each.up ? "1111" : "0000")
-            << each.status;
-        EXPECT_EQ(enabledOf({"networkInterfacePopUp", "networkCustomPortCheck",
-                             "networkCustomPortText", "networkDisableBonjour"}),
-                  "1101");
+        EXPECT_EQ(enabledControls(), each.up ? "11111101" : "00001101") << each.status;
     }
     EXPECT_EQ(machine->commands().size(), 1U) << "only the profiler: nothing was started";
 }

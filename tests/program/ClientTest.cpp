@@ -12,13 +12,12 @@ using Texts = std::vector<std::string>;
 /// After the sandbox is made: the client's job is there, and one network interface.
 const std::string furnish = R"(
 echo '{}' >Library/LaunchAgents/com.quorvane.Tolvin.plist
-mkdir -p usr/sbin
-cat >usr/sbin/system_profiler <<'END'
+install -D -m 755 /dev/stdin usr/sbin/system_profiler <<'END'
 #!/bin/sh
 echo '({ "_dataType" = SPNetworkDataType; "_items" = (
          { "_name" = Port; Ethernet = { "MAC Address" = "02:00:00:00:00:0a"; }; }); })'
 END
-chmod +x usr/sbin/system_profiler)";
+)";
 
 /// The real client, and the real window with the pane, in a sandbox on a real bus.
 class ClientTest : public BusTest {
@@ -54,7 +53,6 @@ protected:
         client->waitUntilExit();
         return client->terminationStatus();
     }
-    void post(const std::string& name) { centre.postNotificationName(name); }
     void postStatus(const std::string& text) {
         centre.postNotification(
             {.name = "QVTolvinStatusUpdate", .userInfo = NSDictionary{{"status", text}}});
@@ -106,23 +104,23 @@ protected:
 TEST_F(ClientTest, LivesAsThePanelExpectsOrMisbehavesAsItIsAskedTo) {
     startClient();
     EXPECT_EQ(until("Connected"), (Texts{"Connecting...", "Connected"}));
-    post("QVTolvinMenuBarIconHide");
-    post("QVTolvinDisconnect");
+    centre.postNotificationName("QVTolvinMenuBarIconHide");
+    centre.postNotificationName("QVTolvinDisconnect");
     EXPECT_EQ(until("Disconnected"), Texts{"Disconnected"});
-    post("QVTolvinCurrentStatus");
+    centre.postNotificationName("QVTolvinCurrentStatus");
     EXPECT_EQ(until("Disconnected"), Texts{"Disconnected"});
     writePreferences(
         "com.quorvane.Tolvin.plist",
         {{"selectedMACAddress", "02:00:00:00:00:0a"}, {"customPortSet", 1}, {"customPort", 4711}});
     writePreferences("com.quorvane.Tolvin.demo.plist", {{"flood", 2}});
-    post("QVTolvinRelaunch");
+    centre.postNotificationName("QVTolvinRelaunch");
     EXPECT_EQ(until("Connected"), (Texts{"Relaunching...", "Connected"}));
     const auto log = contentsOfFile(library + "/Logs/Tolvin.log").value_or("");
     EXPECT_NE(log.find("uses the interface 02:00:00:00:00:0a and port 4711"), log.npos) << log;
-    post("QVTolvinCurrentStatus");
+    centre.postNotificationName("QVTolvinCurrentStatus");
     EXPECT_EQ(until("Connected"), (Texts{"Busy, 1 of 2", "Busy, 2 of 2", "Connected"}));
     writePreferences("com.quorvane.Tolvin.demo.plist", {{"silent", true}, {"crashAfter", 0}});
-    post("QVTolvinRelaunch");
+    centre.postNotificationName("QVTolvinRelaunch");
     client->waitUntilExit();
     EXPECT_EQ(client->terminationStatus(), SIGABRT);
     EXPECT_EQ(until("Relaunching..."), Texts{"Relaunching..."});

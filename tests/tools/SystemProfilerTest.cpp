@@ -101,20 +101,15 @@ TEST_F(SystemProfilerTest, ListsWhatHasAnAddressByTheNamesThatNetworkManagerHasA
 }
 
 TEST(SystemProfiler, SaysWhatItWasAskedForWrongly) {
-    struct Case {
-        std::string arguments, text;
-        int status;
-    };
-    for (const auto& each :
-         {Case{"SPNetworkDataType", "with -xml only", 1},
-          Case{"-xml -detail", "unknown option \"-detail\"", 1},
-          Case{"SPNetworkDataType -xml >/dev/full", "could not be written", 1},
-          Case{"SPPowerDataType -xml", "<array/>", 0}, Case{"-xml", "SPNetworkDataType", 0},
-          Case{"-listDataTypes", "SPNetworkDataType\n", 0}}) {
-        const auto [status, text] = shell("(" + tool + each.arguments + ") 2>&1");
-        EXPECT_EQ(status, each.status) << each.arguments;
-        EXPECT_NE(text.find(each.text), std::string::npos) << each.arguments << text;
+    using Case = std::pair<std::string, std::string>;
+    for (const auto& [arguments, text] :
+         {Case{"SPNetworkDataType", "with -xml only"}, Case{"-xml -detail", "option \"-detail\""},
+          Case{"SPNetworkDataType -xml >/dev/full", "could not be written"}}) {
+        const auto said = shell("(" + tool + arguments + ") 2>&1");
+        EXPECT_EQ(said.first, 1) << arguments;
+        EXPECT_NE(said.second.find(text), text.npos) << arguments << said.second;
     }
+    EXPECT_NE(shell(tool + "SPPowerDataType -xml").second.find("<array/>"), std::string::npos);
 }
 
 } // namespace
