@@ -14,7 +14,7 @@ namespace {
 class NSBundleTest : public MachineTest {
 protected:
     std::string makeBundle(const std::string& place, const NSDictionary& info) const {
-        const std::string path = machine->root() + place;
+        std::string path = machine->root() + place;
         fs::create_directories(path + "/Contents/MacOS");
         writeDictionaryToFile(info, path + "/Contents/Info.plist");
         return path;

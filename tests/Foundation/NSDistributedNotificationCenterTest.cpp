@@ -64,13 +64,9 @@ TEST_F(NSDistributedNotificationCenterTest, WhatIsUnfitIsNeitherSentNorTaken) {
     send("string:n string:fit dict:string:string:status,fine");
     ASSERT_TRUE(runUntilHeard(1));
     const std::string tooLong(1024 * 1024, 'x');
-    NSDictionary many;
-    for (int index = 0; index <= 1000; ++index) {
-        many.setObject("", std::to_string(index));
-    }
     for (const auto& unfit :
          {NSDictionary{{"number", 1}}, NSDictionary{{"bytes", "\xff"}},
-          NSDictionary{{"zero", std::string(1, '\0')}}, NSDictionary{{"x", tooLong}}, many}) {
+          NSDictionary{{"zero", std::string(1, '\0')}}, NSDictionary{{"x", tooLong}}}) {
         centre.postNotification({.name = "n", .userInfo = unfit});
     }
     centre.postNotificationName("n", "last");
@@ -84,7 +80,7 @@ TEST_F(NSDistributedNotificationCenterTest, WhatIsUnfitIsNeitherSentNorTaken) {
     }
     EXPECT_EQ(reasons, ": foreign signature: foreign signature: foreign signature: too large"
                        ": it holds something else than text: it holds something else than text"
-                       ": it holds something else than text: it is too large: it is too large");
+                       ": it holds something else than text: it is too large");
 }
 
 TEST_F(NSDistributedNotificationCenterTest, ObserversComeAndGoWhileNotificationsAreDelivered) {

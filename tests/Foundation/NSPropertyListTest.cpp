@@ -77,19 +77,16 @@ std::string nested(std::size_t depth, const std::string& open, const std::string
     return text;
 }
 
-/// Binary arrays of `width` references each to the next one, or all to the first.
-std::string binaryChain(unsigned length, unsigned width, bool cycle = false) {
-    const auto byte = [](std::size_t value) { return static_cast<char>(value); };
+/// Binary arrays, so many and each with two references to the next one.
+std::string doubling(std::size_t levels) {
+    const auto byte = [](std::size_t value) { return std::string(1, static_cast<char>(value)); };
     std::string bytes = "bplist00", table;
-    for (unsigned object = 0; object < length; ++object) {
+    for (std::size_t object = 0; object <= levels; ++object) {
         table += byte(bytes.size());
-        bytes += byte(0xA0 | width) + std::string(width, byte(cycle ? 0 : object + 1));
+        bytes += object < levels ? "\xA2" + byte(object + 1) + byte(object + 1) : "\x09";
     }
-    table += byte(bytes.size());
-    bytes += '\x09';
-    const std::string zeros(7, '\0');
-    const std::string counts = zeros + byte(length + 1) + zeros + '\0' + zeros + byte(bytes.size());
-    return bytes + table + zeros.substr(1) + "\1\1" + counts;
+    return bytes + table + std::string(6, '\0') + "\1\1" + std::string(7, '\0') + byte(levels + 1) +
+           std::string(15, '\0') + byte(bytes.size());
 }
 
 TEST(NSPropertyListTest, EveryValueSurvivesInOrderAndWhatIsCutShortIsNone) {
@@ -164,10 +161,10 @@ TEST(NSPropertyListTest, HostileNestingAndSharingAreRefused) {
                     {xml(nested(depth, "<array>", "</array>")), nested(depth, "(", ")"),
                      nested(depth, "{a=", ";}").replace(depth * 3, 0, "b")});
     }
-    expectReads(true, {binaryChain(10, 2)});
-    expectReads(false, {xml(nested(tooDeep, "<array>", "")),
-                        binaryChain(60, 2),        // two references a level are 2^60 objects
-                        binaryChain(1, 1, true)}); // an array within itself
+    std::string cycle = doubling(1);
+    EXPECT_TRUE(reads(cycle) && reads(doubling(10)));
+    cycle[9] = cycle[10] = 0; // now an array within itself
+    expectReads(false, {xml(nested(tooDeep, "<array>", "")), cycle, doubling(60)});
     PropertyList deep = NSArray{};
     for (std::size_t level = 0; level < 2 * fine; ++level) {
         deep = NSArray{std::move(deep)};

@@ -80,12 +80,10 @@ TEST_F(NSRunLoopTest, AfterABusyTimeDescriptorsComeFirstAndTimersLast) {
     loop.addDescriptor(descriptor, EPOLLIN, [&](std::uint32_t) {
         note("readable");
         loop.removeDescriptor(descriptor); // though there is more to read
-        throw NSException("Name", "reason");
     });
     NSThread::sleepForTimeInterval(2);
     runFor(1);
     EXPECT_EQ(events, "readable@2 performed@2 timer@2 ");
-    EXPECT_EQ(machine->consoleLines().at(0), "Uncaught exception: Name - reason");
 }
 
 TEST_F(NSRunLoopTest, ALoopWithNothingToDoSleepsInsteadOfPolling) {

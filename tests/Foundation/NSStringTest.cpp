@@ -57,21 +57,18 @@ TEST(NSStringTest, PathsSplitAsThePlatformDoes) {
 }
 
 TEST(NSStringTest, BytesAreDecodedByThePlatformsNumbers) {
-    struct Case {
-        unsigned encoding;
-        std::string bytes;
-        std::optional<std::string> text;
-    };
-    for (const Case& each :
+    using Case = std::tuple<unsigned, std::string, std::optional<std::string>>;
+    for (const auto& [encoding, bytes, text] :
          {Case{1, "plain", "plain"}, Case{1, "\x80", {}}, Case{4, "€", "€"},
-          Case{4, "12345678\xFF", {}}, Case{5, "\xE9", "é"}, Case{10, {"\x20\xAC", 2}, "€"},
-          Case{10, {"\xFF\xFE\xAC\x20", 4}, "€"}, Case{10, {"\xFE\xFF\x20\xAC", 4}, "€"},
-          Case{10, {"\xD8\x00", 2}, {}}, Case{10, "a", {}}, Case{10, "", ""}, Case{12, "\x80", "€"},
-          Case{30, "\xDB", "€"}, Case{0x94000100, {"\xAC\x20", 2}, "€"},
-          Case{0x8c000100, {"\x00\x00\x20\xAC", 4}, "€"}, Case{77, "a", {}}}) {
-        const NSData bytes(each.bytes.begin(), each.bytes.end());
-        EXPECT_EQ(stringWithData(bytes, static_cast<NSStringEncoding>(each.encoding)), each.text)
-            << each.encoding;
+          Case{4, "12345678\xFF", {}}, Case{5, "\xE9", "é"},
+          Case{10, std::string("\x20\xAC", 2), "€"}, Case{10, {"\xFF\xFE\xAC\x20", 4}, "€"},
+          Case{10, {"\xFE\xFF\x20\xAC", 4}, "€"}, Case{10, {"\xD8\x00", 2}, {}}, Case{10, "a", {}},
+          Case{10, "", ""}, Case{12, "\x80", "€"}, Case{30, "\xDB", "€"},
+          Case{0x94000100, {"\xAC\x20", 2}, "€"}, Case{0x8c000100, {"\x00\x00\x20\xAC", 4}, "€"},
+          Case{77, "a", {}}}) {
+        EXPECT_EQ(stringWithData(NSData(bytes.begin(), bytes.end()), NSStringEncoding(encoding)),
+                  text)
+            << encoding;
     }
 }
 
