@@ -164,15 +164,7 @@ PropertyList listOfNode(plist_t node) {
 
 /// Makes the node of each kind of value.
 struct NodeMaker {
-    int depth = 0;
-
     Node make(const PropertyList& list) const { return std::visit(*this, list.value); }
-    NodeMaker inner() const {
-        if (depth == depthLimit) {
-            throw NSException(NSInvalidArgumentException, "The property list is nested too deep");
-        }
-        return {depth + 1};
-    }
 
     Node operator()(bool value) const { return Node(plist_new_bool(value ? 1 : 0)); }
     Node operator()(NSInteger64 number) const {
@@ -204,14 +196,14 @@ struct NodeMaker {
     Node operator()(const NSArray& array) const {
         Node node(plist_new_array());
         for (const PropertyList& item : array) {
-            plist_array_append_item(node.get(), inner().make(item).release());
+            plist_array_append_item(node.get(), make(item).release());
         }
         return node;
     }
     Node operator()(const NSDictionary& dictionary) const {
         Node node(plist_new_dict());
         for (const auto& [key, value] : dictionary) {
-            plist_dict_set_item(node.get(), checked(key).c_str(), inner().make(value).release());
+            plist_dict_set_item(node.get(), checked(key).c_str(), make(value).release());
         }
         return node;
     }

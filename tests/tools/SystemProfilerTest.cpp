@@ -103,7 +103,6 @@ TEST(SystemProfiler, SaysWhatItWasAskedForWrongly) {
         EXPECT_EQ(said.first, 1) << arguments;
         EXPECT_NE(said.second.find(text), text.npos) << arguments << said.second;
     }
-    EXPECT_NE(shell(tool + "SPPowerDataType -xml").second.find("<array/>"), std::string::npos);
 }
 
 } // namespace
