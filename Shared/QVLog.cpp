@@ -148,9 +148,7 @@ void QVLog::appendLogOnThread(const std::string& message) {
 void QVLog::writeEntry(const std::string& message) {
     if (const auto file = fileHandle(); file || openCurrentFile()) {
         const auto& date = descriptionOfDate(Machine::current().clock().date());
-        std::string line;
-        line.reserve(date.size() + message.size() + 4);
-        line.append(date).append(" - ").append(message).append("\n");
+        line.assign(date).append(" - ").append(message).append("\n");
         (file ? file : fileHandle())->writeData(line);
         writtenBytes += line.size();
         if (writtenBytes > mostBytes) {

@@ -101,4 +101,5 @@ private:
     std::atomic<std::size_t> queuedCharacters{0};
     std::atomic<bool> disabled{false};
     mutable std::mutex mutex; // guards name, handle and queue
+    std::string line;         // the writer's own; its memory serves every line
 };

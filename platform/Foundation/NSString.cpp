@@ -144,6 +144,12 @@ std::string convert(const Conversion& conversion, const FormatArgument& argument
 std::string formatString(const std::string& format,
                          std::initializer_list<FormatArgument> arguments) {
     std::string result;
+    std::size_t expected = format.size();
+    for (const auto& argument : arguments) {
+        const auto* text = std::get_if<std::string_view>(&argument.value);
+        expected += text ? text->size() : 8;
+    }
+    result.reserve(expected);
     const auto* next = arguments.begin();
     std::size_t position = 0;
     while (position < format.size()) {

@@ -24,16 +24,10 @@ void PipeReader::readWhatIsThere() {
     // No more at once than a pipe holds, so that what else is waited for has its turn.
     static thread_local std::array<std::uint8_t, 65536> chunk;
     constexpr int most = 16;
-    constexpr int largePipe = 1 << 20; // what any user may have
     for (int count = 0; count < most && !ended; ++count) {
         const auto length = read(handle->fileDescriptor(), chunk.data(), chunk.size());
         if (length > 0) {
             bytes.insert(bytes.end(), chunk.data(), chunk.data() + length);
-            if (!enlarged && static_cast<std::size_t>(length) == chunk.size()) {
-                // The tool has much to say, and shall wait for its reader less often.
-                fcntl(handle->fileDescriptor(), F_SETPIPE_SZ, largePipe);
-                enlarged = true;
-            }
         } else if (length < 0 && errno == EAGAIN) {
             return;
         } else if (length == 0 || errno != EINTR) {

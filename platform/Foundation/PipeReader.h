@@ -25,5 +25,4 @@ private:
     DescriptorWait& waiting;
     NSData bytes;
     bool ended;
-    bool enlarged = false;
 };
