@@ -21,7 +21,6 @@ protected:
         log.setFileHandle(nullptr);
         log.setAppName(std::nullopt);
         log.setLoggingDisabled(false);
-        log.setBytesWritten(0);
         log.setBytesInQueue(0);
     }
     std::string file(int generation, const std::string& name = "App") const {
