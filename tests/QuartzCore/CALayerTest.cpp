@@ -1,11 +1,12 @@
 #include "QuartzCore/CALayer.h"
 
+#include "AppKit/NSApplication.h"
 #include "AppKit/NSView.h"
 #include "QuartzCore/CATransaction.h"
-#include "support/Application.h"
 #include "support/TestMachine.h"
 
 #include <gtest/gtest.h>
+#include <QApplication>
 
 namespace {
 
@@ -24,7 +25,7 @@ protected:
 class CALayerTest : public MachineTest {
 protected:
     CALayerTest() {
-        testApplication();
+        NSApplication::sharedApplication();
         view = std::make_unique<CountingView>();
         view->resize(100, 50);
         view->setWantsLayer(true);

@@ -1,6 +1,6 @@
 #include "pane/QVSwitchButtonCALayer.h"
 
-#include "support/Application.h"
+#include "AppKit/NSApplication.h"
 
 #include <cmath>
 #include <gtest/gtest.h>
@@ -83,7 +83,7 @@ TEST(QVSwitchButtonCALayer, SettlesByTheRulesAndKeepsToItsEndWhenTheTrackChanges
         {"p10 d40 D r E d60", false, 50, "0"},  // the gesture outlives being disabled
         {"p10 d40 D r E p95 r", false, 0, "00"} // until the next press
     };
-    testApplication();
+    NSApplication::sharedApplication();
     for (const Case& each : cases) {
         SCOPED_TRACE(each.gesture);
         QVSwitchButtonCALayer layer;
@@ -102,7 +102,7 @@ TEST(QVSwitchButtonCALayer, SettlesByTheRulesAndKeepsToItsEndWhenTheTrackChanges
 }
 
 TEST(QVSwitchButtonCALayer, ShowsTheImageOfItsState) {
-    testApplication();
+    NSApplication::sharedApplication();
     QVSwitchButtonCALayer layer;
     fill(layer, 100);
     const auto shown = [&](const char* gesture) {
@@ -134,7 +134,7 @@ TEST(QVSwitchButtonCALayer, ShowsTheImageOfItsState) {
 }
 
 TEST(QVSwitchButtonCALayer, AMillionRandomOperationsLeaveARestingKnobAtItsEnd) {
-    testApplication();
+    NSApplication::sharedApplication();
     QVSwitchButtonCALayer layer;
     fill(layer, 100);
     std::mt19937 random(20240607); // NOLINT(bugprone-random-generator-seed): the same every time

@@ -1,13 +1,14 @@
 #include "pane/QVSwitch.h"
 
+#include "AppKit/NSApplication.h"
 #include "AppKit/NSKeyedArchiver.h"
 #include "AppKit/NSViewRegistry.h"
 #include "pane/QVSwitchButtonCALayer.h"
-#include "support/Application.h"
 #include "support/TestMachine.h"
 
 #include <gtest/gtest.h>
 #include <QAccessible>
+#include <QApplication>
 #include <QMouseEvent>
 
 namespace {
@@ -62,7 +63,7 @@ protected:
         QApplication::sendEvent(view, &event);
     }
 
-    QApplication& application = testApplication(); // before any widget
+    NSApplication& application = NSApplication::sharedApplication(); // before any widget
     QWidget window;
     QVSwitch* view;
     std::shared_ptr<Controller> controller = std::make_shared<Controller>();
