@@ -2,6 +2,7 @@
 
 #include "Foundation/NSException.h"
 #include "Foundation/NSFileManager.h"
+#include "Foundation/NSPathUtilities.h"
 #include "Foundation/NSString.h"
 
 #include <cerrno>
@@ -48,4 +49,9 @@ std::shared_ptr<Machine> makeMachine(const Options& options) {
     // Tools and clients that are started from here belong to the same disk.
     setenv("TESSALINE_ROOT", folder.c_str(), 1);
     return std::make_shared<SandboxMachine>(folder, options.authorization);
+}
+
+void makeHomeFolders() {
+    NSFileManager::defaultManager().createDirectoryAtPath(
+        stringByAppendingPathComponent(NSHomeDirectory(), "Library/Preferences"));
 }

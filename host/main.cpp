@@ -82,6 +82,7 @@ int main(int count, char** arguments) {
             return 0;
         }
         Machine::install(makeMachine(options));
+        makeHomeFolders();
         requireScreen();
         NSApplication::sharedApplication();
         end(runPane(options));
