@@ -147,7 +147,7 @@ void QVLog::appendLogOnThread(const std::string& message) {
 
 void QVLog::writeEntry(const std::string& message) {
     if (const auto file = fileHandle(); file || openCurrentFile()) {
-        const auto& date = descriptionOfDate(Machine::current().clock().date());
+        const auto date = descriptionOfDate(Machine::current().clock().date());
         line.assign(date).append(" - ").append(message).append("\n");
         (file ? file : fileHandle())->writeData(line);
         writtenBytes += line.size();

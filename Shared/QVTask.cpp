@@ -269,6 +269,7 @@ void QVTask::launchAsyncTask() {
         ended = bytes.empty();
         asyncTaskReturnData(dataNotification(std::move(bytes)));
     }
+    tool->terminate(); // a run that was ended before its launch leaves no tool either
 }
 
 void QVTask::asyncTaskReturnData(const NSNotification& notification) {

@@ -2,8 +2,8 @@
 #pragma once
 
 #include <chrono>
-#include <string>
+#include <string_view>
 
 /// Local time with its offset from UTC: "2026-11-16 21:45:07 +0100". Any thread; the text holds
 /// until that thread asks again.
-const std::string& descriptionOfDate(std::chrono::system_clock::time_point date);
+std::string_view descriptionOfDate(std::chrono::system_clock::time_point date);

@@ -12,7 +12,8 @@ NSFileHandle::NSFileHandle(FileDescriptor descriptor)
     : descriptor(std::make_shared<const FileDescriptor>(std::move(descriptor))) {}
 
 std::shared_ptr<NSFileHandle> NSFileHandle::fileHandleForAppendingAtPath(const std::string& path) {
-    FileDescriptor file(open(path.c_str(), O_WRONLY | O_APPEND | O_CLOEXEC));
+    // A named pipe in the file's place that nobody reads is an error, not a wait for its reader.
+    FileDescriptor file(open(path.c_str(), O_WRONLY | O_APPEND | O_CLOEXEC | O_NONBLOCK));
     return file ? std::make_shared<NSFileHandle>(std::move(file)) : nullptr;
 }
 

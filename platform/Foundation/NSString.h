@@ -14,6 +14,7 @@
 /// One value for a conversion of a format. A text stays the caller's, and must outlive this.
 class FormatArgument {
 public:
+    FormatArgument(std::string_view text) : value(text) {}
     FormatArgument(const std::string& text) : value(std::string_view(text)) {}
     FormatArgument(const char* text) : value(text ? Value(std::string_view(text)) : Value()) {}
     FormatArgument(const std::optional<std::string>& text)

@@ -61,7 +61,7 @@ private:
             }
             return;
         }
-        if (descriptor <= STDERR_FILENO && descriptor != number) {
+        if (descriptor <= STDERR_FILENO) {
             // The child moves its descriptors one by one; a low one could be overwritten before its
             // turn comes.
             auto& copy = copies[static_cast<std::size_t>(number)];
