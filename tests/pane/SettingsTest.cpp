@@ -131,8 +131,8 @@ TEST_F(SettingsTest, AFileThatCannotBeWrittenIsMovedIntoPlaceWithRights) {
     load();
     check("preventUpdateDialogsCheck").click();
     EXPECT_EQ(machine->commands().back().line, "mv -f " + machine->homeDirectory() + "/tmp/" +
-                                                  clientFile + " " + machine->homeDirectory() +
-                                                  "/Library/Preferences");
+                                                   clientFile + " " + machine->homeDirectory() +
+                                                   "/Library/Preferences");
     EXPECT_EQ(settings(globalFile), (NSDictionary{{"SUCheckAtStartup", 1}}));
 
     machine->tools["/bin/mv"] = ""; // not even with rights
