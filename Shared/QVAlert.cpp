@@ -30,11 +30,6 @@ NSDictionary describe(const QVAlert::Text& messageText, const QVAlert::Sheet& sh
     return description;
 }
 
-QVAlert::Text entry(const NSDictionary& description, const std::string& key) {
-    const PropertyList* value = description.objectForKey(key);
-    return value && value->string() ? QVAlert::Text(*value->string()) : std::nullopt;
-}
-
 } // namespace
 
 void QVAlert::alertSheetWithMessageText(const Text& messageText, const Text& informativeText,
@@ -85,13 +80,13 @@ long QVAlert::show(const Text& messageText, const Sheet& sheet) {
 
 void QVAlert::alertSheetWithDictionary(const NSDictionary& description) {
     const auto receiver = delegate();
-    auto didEnd = receiver->alertEndMethod(entry(description, "didEndSelector").value_or(""));
+    auto didEnd = receiver->alertEndMethod(description.stringForKey("didEndSelector").value_or(""));
     const auto newAlert = NSAlert::alertWithMessageText(
-        entry(description, "messageText").value_or(""),
-        {.defaultButton = entry(description, "defaultButtonTitle"),
-         .alternateButton = entry(description, "alternateButtonTitle"),
-         .otherButton = entry(description, "otherButtonTitle")},
-        entry(description, "informativeText").value_or(""));
+        description.stringForKey("messageText").value_or(""),
+        {.defaultButton = description.stringForKey("defaultButtonTitle"),
+         .alternateButton = description.stringForKey("alternateButtonTitle"),
+         .otherButton = description.stringForKey("otherButtonTitle")},
+        description.stringForKey("informativeText").value_or(""));
     setAlert(newAlert);
     if (window) {
         window->makeKeyAndOrderFront();

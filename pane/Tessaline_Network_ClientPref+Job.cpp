@@ -110,9 +110,8 @@ void Tessaline_Network_ClientPref::reloadClientIfNew() {
         auto settings = dictionaryWithContentsOfFile(path);
         const auto client = NSBundle::bundleWithIdentifier(Tolvin::identifier);
         const auto version = client ? client->infoString("CFBundleVersion") : std::nullopt;
-        const PropertyList* last = settings ? settings->objectForKey("lastRunVersion") : nullptr;
-        const std::string* lastVersion = last ? last->string() : nullptr;
-        if (lastVersion != nullptr && version != *lastVersion &&
+        const auto lastVersion = settings ? settings->stringForKey("lastRunVersion") : std::nullopt;
+        if (lastVersion && version != lastVersion &&
             NSFileManager::defaultManager().fileExistsAtPath(clientJobFile())) {
             relaunchClient();
         }
