@@ -1,6 +1,5 @@
 #include "AppKit/NSApplication.h"
 #include "AppKit/NSButton.h"
-#include "AppKit/NSPopUpButton.h"
 #include "AppKit/NSTextFieldInput.h"
 #include "AppKit/NSWindow.h"
 #include "Foundation/NSException.h"
@@ -73,23 +72,4 @@ TEST_F(NSControlTest, AFieldActsOnReturnAndOnLeavingItWhenItsTextHasChanged) {
     window.close();
     EXPECT_EQ(actions, 3);
     delete view; // before its window
-}
-
-TEST_F(NSControlTest, APopUpButtonFollowsItsMenu) {
-    NSPopUpButton button;
-    std::string sent;
-    button.setAction([&](NSObject*) { sent += "button "; });
-    button.addItemWithTitle("Any");
-    button.addItemWithTitle("en0");
-    const auto own = std::make_shared<NSMenuItem>(
-        "en0", [&](NSObject*) { sent += "item "; }, "");
-    button.menu().addItem(own);
-    EXPECT_EQ(button.selectedItem()->title(), "Any");
-    button.selectItem(*own); // two items of one title are two items
-    EXPECT_EQ(button.selectedItem(), own);
-    button.selectItem(NSMenuItem("en0", nullptr, ""));
-    EXPECT_EQ(button.selectedItem(), own);
-    emit button.activated(1);
-    emit button.activated(2);
-    EXPECT_EQ(sent, "button item ");
 }

@@ -135,25 +135,20 @@ TEST_F(LifecycleTest, WhatTheUserMustActOnIsToldInASheet) {
 
 TEST_F(LifecycleTest, AClientOfAnotherVersionIsRelaunchedOnlyWhereItsJobIs) {
     struct Case {
-        std::optional<PropertyList> last;
-        bool jobFile, client;
-        bool relaunched;
-        std::optional<PropertyList> lastAfterwards;
+        NSDictionary settings;
+        bool jobFile, client, relaunched;
+        PropertyList lastAfterwards;
     };
     listen();
     for (const Case& each : std::vector<Case>{
-             {"1.0", true, true, false, "1.0"},
-             {"0.9", true, true, true, "1.0"},
-             {"0.9", false, true, false, "1.0"},
-             {std::nullopt, true, true, false, "1.0"},
-             {9, true, true, false, "1.0"}, // no text: as if it were missing
-             {"0.9", true, false, true, "0.9"},
+             {{{"lastRunVersion", "1.0"}}, true, true, false, "1.0"},
+             {{{"lastRunVersion", "0.9"}}, true, true, true, "1.0"},
+             {{{"lastRunVersion", "0.9"}}, false, true, false, "1.0"},
+             {{{"kept", 1}}, true, true, false, "1.0"},
+             {{{"lastRunVersion", 9}}, true, true, false, "1.0"}, // no text: as if it were missing
+             {{{"lastRunVersion", "0.9"}}, true, false, true, "0.9"},
          }) {
-        NSDictionary before = {{"kept", 1}};
-        if (each.last) {
-            before.setObject(*each.last, "lastRunVersion");
-        }
-        writeSettings("com.quorvane.Tolvin.plist", before);
+        writeSettings("com.quorvane.Tolvin.plist", each.settings);
         std::filesystem::remove(machine->jobFile());
         std::filesystem::remove_all(machine->root() + "/Applications/Tolvin.app");
         if (each.jobFile) {
@@ -182,8 +177,8 @@ TEST_F(LifecycleTest, AClientOfAnotherVersionIsRelaunchedOnlyWhereItsJobIs) {
             EXPECT_EQ(heard.size() + all.size(), 0U);
         }
         const auto stored = settings();
-        const auto* after = stored.objectForKey("lastRunVersion");
-        EXPECT_EQ(after != nullptr ? std::optional(*after) : std::nullopt, each.lastAfterwards);
+        EXPECT_EQ(*stored.objectForKey("lastRunVersion"), each.lastAfterwards);
+        EXPECT_EQ(stored.count(), each.settings.objectForKey("kept") ? 2U : 1U);
         EXPECT_EQ(told("Exception in -[Tessaline_Network_ClientPref reloadClientIfNew]."),
                   !each.client);
         pane = nullptr;
