@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <functional>
 #include <string>
@@ -32,4 +33,9 @@ inline bool ends(pid_t process) {
 inline int amount(const char* variable, int usual) {
     const char* text = std::getenv(variable);
     return text != nullptr ? std::atoi(text) : usual;
+}
+
+inline auto entries(const std::string& folder) {
+    const std::filesystem::directory_iterator all(folder);
+    return std::distance(begin(all), end(all));
 }
