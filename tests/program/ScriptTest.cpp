@@ -168,6 +168,16 @@ TEST_F(ScriptTest, ASheetBlocksItsWindowAndCanBeLeftOpenAtTheEnd) {
     EXPECT_EQ(runScript(open + "quit\n").status, 0);
 }
 
+TEST_F(ScriptTest, AnswersWhatAThreadOfTheRealPaneAsks) {
+    // Where there is no client, the thread that was to start it says so.
+    const auto result =
+        run("--root " + at("root") + " --script - " BINARY_DIRECTORY "/Tessaline.prefPane",
+            "sleep 2\npress masterSwitch\nsheet 20\nanswer OK\nwait masterSwitch 0 20\n");
+    EXPECT_EQ(result.output, "Error - unable to determine application path\n"
+                             "Please report this error to Quorvane.\n");
+    EXPECT_EQ(result.status, 0);
+}
+
 TEST_F(ScriptTest, SaysInOneLineWhatIsWrongWithABundle) {
     const std::string root = "--root " + at("root") + " ";
     const std::string good = root + bundle.string();

@@ -1,0 +1,159 @@
+#!/bin/bash
+# launchctl.sh TOOLS: launchctl as its callers see it, in the current environment; TOOLS is its folder.
+# Says what is not as it should be, and ends with status 1 if anything is not.
+export PATH=$1:$PATH
+failed=0
+folder=$(mktemp -d)
+trap 'launchctl unload "$folder" 2>/dev/null; rm -rf "$folder"' EXIT
+cd "$folder" || exit
+
+wrong() {
+    echo "$0:${BASH_LINENO[1]}: $*"
+    failed=1
+}
+is() { [ "$1" = "$2" ] || wrong "$1 is not $2"; }
+# says STATUS TEXT ARGUMENTS…: TEXT is somewhere in what launchctl says.
+says() {
+    local text status=0
+    text=$(launchctl "${@:3}" 2>&1) || status=$?
+    [[ $status = "$1" && $text = *"$2"* ]] || wrong "${*:3} gives $status and says $text"
+}
+# sooner_or_later COMMAND…
+sooner_or_later() {
+    for _ in {1..3000}; do
+        "$@" && return
+        sleep 0.01
+    done
+    wrong "never $*"
+}
+lists_just() { [ "$(launchctl list | sed 1d | sort)" = "$1" ]; }
+is_gone() { [[ ! -e /proc/$1 || $(cut -d' ' -f3 "/proc/$1/stat") = Z ]]; }
+lists() { sooner_or_later lists_just "$@"; }
+
+# job KEYS [LABEL [FILE]]
+job() {
+    cat >"${3-job.plist}" <<-END
+	<plist version="1.0"><dict><key>RunAtLoad</key><true/><key>Label</key>
+	<string>${2-com.example.job}</string><key>Program</key><string>/bin/true</string>$1</dict></plist>
+	END
+}
+text() { echo "<key>$1</key><string>$2</string>"; }
+# talking_job SECONDS-BETWEEN-STARTS WHEN-TERMINATED: a loaded job that says when it starts and that it is
+# to end, and ends when and how it is told to. The right working folder is what makes the pipes good.
+talking_job() {
+    rm -f said told && mkfifo said told && exec 8<>said 9<>told
+    job "$(text WorkingDirectory "$folder")<key>ThrottleInterval</key><integer>$1</integer>
+        <key>ExitTimeOut</key><integer>1</integer><key>KeepAlive</key>
+        <dict><key>SuccessfulExit</key><false/></dict>$(text Program /bin/bash)
+        <key>ProgramArguments</key><array><string>bash</string><string>-c</string><string>
+        trap 'echo TERM >said; $2' TERM; echo \$\$ \$PPID \$TESSALINE_ROOT >said
+        until read -r status; do :; done &lt;told; exit \$status</string></array>"
+    says 0 '' load job.plist
+}
+hear() { read -r -t 30 heard rest <&8 || { wrong "the job says nothing"; exit 1; }; }
+tell() { echo "$1" >&9; }
+is_silent() { read -r -t 0 -u 8 && wrong "it says more"; }
+
+lives_from_load_to_unload() {
+    talking_job 0 exit
+    hear && says 0 "PID = $heard" list com.example.job
+    says 1 'com.example.job: Already loaded' load job.plist
+    TESSALINE_ROOT=/tmp says 0 '' load job.plist # another sandbox
+    hear && is "${rest#* }" /tmp
+    TESSALINE_ROOT=/tmp says 0 '' unload job.plist
+    hear && is "$heard" TERM
+    tell 3 && hear && kill -KILL "$heard" && hear
+    tell 0 && lists $'-\t0\tcom.example.job'
+    is_silent
+    says 0 '' unload job.plist
+    says 1 'com.example.job: Not loaded' remove com.example.job
+    lists ''
+}
+
+waits_between_starts() {
+    talking_job 3600 exit
+    hear && tell 3 && lists $'-\t3\tcom.example.job'
+    says 0 '' remove com.example.job
+    is_silent
+}
+
+ends_a_job_whose_unloader_is_killed() {
+    talking_job 0 true
+    hear && first=$heard
+    launchctl unload job.plist &
+    hear && is "$heard" TERM
+    kill -KILL $! && wait $! 2>/dev/null
+    # Loading again waits for the old one's end.
+    says 0 '' load job.plist
+    hear && sooner_or_later is_gone "$first"
+    says 0 '' unload job.plist
+    hear
+}
+
+refuses_what_does_not_start() {
+    for key in Program WorkingDirectory; do
+        job "$(text $key /nowhere)"
+        says 1 'Cannot start /' load job.plist
+        lists ''
+    done
+    # One that nothing starts is loaded and waits; a label may hold any character.
+    job '<key>RunAtLoad</key><false/>' 'a-b c/ü\'
+    says 0 '' load .
+    lists $'-\t0\ta-b c/ü\\'
+    says 0 '' unload .
+}
+
+takes_many_at_once() {
+    for i in {0..9}; do job '' "com.example.$i" "$i"; done
+    for i in {0..9} {0..9} {0..9}; do launchctl load "$i" 2>/dev/null && echo & done >loaded
+    wait
+    is "$(wc -l <loaded)" 10
+    lists "$(printf -- '-\t0\tcom.example.%s\n' {0..9})"
+    for i in {0..9} {0..9} {0..9}; do launchctl unload "$i" 2>/dev/null & done
+    wait
+    lists ''
+}
+
+forgets_a_job_whose_supervisor_is_killed() {
+    [ "$TESSALINE_LAUNCHD_ENGINE" = supervisor ] || return
+    talking_job 0 exit
+    hear && kill -KILL "${rest% *}" && sooner_or_later is_gone "$heard"
+    lists ''
+    says 0 '' load job.plist
+    hear
+    says 0 '' unload job.plist
+}
+
+refuses_bad_files() {
+    while IFS='|' read -r message change spoil; do
+        rm -f job.plist
+        job "$change"
+        eval "${spoil:-true} job.plist"
+        says 1 "$message" load job.plist
+    done <<-END
+	"Label" must be a string|<key>Label</key><integer>7</integer>
+	is too long|$(text Label "$(printf '%300s')")
+	"ProgramArguments" must be an array of strings|$(text ProgramArguments -v)
+	is not supported|<key>KeepAlive</key><dict><key>NetworkState</key><true/></dict>
+	"ExitTimeOut" must be a number of seconds|<key>ExitTimeOut</key><integer>0</integer>
+	the job is disabled|<key>Disabled</key><true/>
+	Dubious ownership on file (skipping): job.plist||chmod 664
+	Dubious ownership on file (skipping): job.plist||chmod 646
+	Dubious ownership on file (skipping): job.plist||chown 12345 2>/dev/null job.plist || chmod 666
+	holds no property list dictionary||truncate -s 100
+	is no job file||mkfifo -m 600 pipe && mv -f pipe
+	Couldn't read job.plist||rm
+	END
+    # What is merely unknown is said and left out; one file in trouble does not stop the others.
+    job '<key>Nice</key><integer>5</integer>' && touch a.plist
+    says 1 'the key "Nice" is not supported' load .
+    says 0 '' remove com.example.job
+    says 1 'usage: launchctl load' stop com.example.job
+}
+
+for behaviour in lives_from_load_to_unload waits_between_starts ends_a_job_whose_unloader_is_killed \
+    refuses_what_does_not_start takes_many_at_once forgets_a_job_whose_supervisor_is_killed \
+    refuses_bad_files; do
+    $behaviour
+done
+exit $failed
