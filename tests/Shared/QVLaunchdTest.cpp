@@ -51,7 +51,6 @@ protected:
         for (const auto* tool : {"/bin/launchctl", "/usr/bin/killall", "/usr/sbin/chown"}) {
             makeTool(tool, "exit 1");
         }
-        fs::create_directories(folder());
         overrideModes(false);
     }
     ~QVLaunchdTest() override {
@@ -65,25 +64,18 @@ protected:
         std::ofstream(place) << "#!/bin/sh\n" << script << "\n";
         fs::permissions(place, fs::perms::owner_all);
     }
-    std::string folder(bool user = false, bool launchAgent = true) const {
+    fs::path path(bool user = false, bool launchAgent = true) const {
         return (user ? recorder->homeDirectory() : recorder->root()) + "/Library/" +
-               (launchAgent ? "LaunchAgents" : "LaunchDaemons");
+               (launchAgent ? "LaunchAgents/" : "LaunchDaemons/") + label + ".plist";
     }
-    std::string path(bool user = false, bool launchAgent = true) const {
-        return folder(user, launchAgent) + "/" + label + ".plist";
-    }
-    /// An older job file, in a folder that may be written with rights alone.
-    void putOldFile(bool isProtected, bool user = false, bool launchAgent = true) const {
-        const auto place = folder(user, launchAgent);
-        fs::create_directories(place);
-        fs::permissions(place, fs::perms::owner_write, fs::perm_options::add);
-        std::ofstream(path(user, launchAgent)) << "old";
-        if (isProtected) {
-            protect(place);
-        }
-    }
-    static void protect(const std::string& place) {
-        fs::permissions(place, fs::perms::owner_write, fs::perm_options::remove);
+    /// A job file of before, or none, in a folder that may be written, or with rights alone.
+    static void prepare(const fs::path& file, bool isThere, bool isProtected) {
+        const auto folder = file.parent_path();
+        fs::create_directories(folder);
+        fs::permissions(folder, fs::perms::owner_all);
+        fs::remove(file);
+        (isThere ? std::ofstream(file) : std::ofstream()) << "old";
+        fs::permissions(folder, isProtected ? fs::perms(0500) : fs::perms(0700));
     }
 
     /// Works on a thread of its own, presses the button of every alert, and says what was seen: the
@@ -123,105 +115,81 @@ protected:
     double elapsed = 0; // by the virtual clock, during the last work
 };
 
-const std::string stop = "/bin/launchctl unload %|/bin/launchctl remove " + label + "|";
-const std::string load = "/bin/launchctl unload %|/bin/launchctl load %|";
-const std::string please = " / Please check you have correct permissions for the directory ";
-const std::string own = "/usr/sbin/chown root:wheel %|", mode = "/bin/chmod 644 %|";
-
 } // namespace
 
-TEST_F(QVLaunchdTest, InstallsIntoAFolderThatItMayWrite) {
+TEST_F(QVLaunchdTest, InstallsAndRemovesJobsOrSaysWhyNot) {
+    const std::string temporary = recorder->temporaryDirectory() + "/" + label + ".plist";
+    const std::string stop = "/bin/launchctl unload %|/bin/launchctl remove " + label + "|";
+    const std::string load = "/bin/launchctl unload %|/bin/launchctl load %|";
+    const std::string kill = "/usr/bin/killall Tolvin|", remove = "sudo /bin/rm -Rdf %|";
+    const std::string own = "/usr/sbin/chown root:wheel %|", mode = "/bin/chmod 644 %|";
+    const std::string install = "sudo " + own + "sudo " + mode + load;
+    const std::string move = remove + "sudo /bin/mv -f " + temporary + " %|";
+    const std::string trying = "Unable to write plist - trying to authorize...|";
+    const auto please = "Please check you have correct permissions for the directory " +
+                        path().parent_path().string();
+    const std::string create = "Error: Unable to create LaunchAgent",
+                      write = "Error: Unable to write LaunchAgent data";
     const struct {
-        bool user, launchAgent, shouldAuth;
-        std::optional<std::string> kill;
-        std::string commands;
+        std::string how, seen;
+        double elapsed; // after a delete, a move, between and after owner and mode
     } cases[] = {
-        {false, true, false, "Tolvin", "/usr/bin/killall Tolvin|" + own + mode + load},
-        {false, true, true, std::nullopt, stop + "sudo " + own + "sudo " + mode + load},
-        {true, true, false, std::nullopt, mode + load},
-        {true, true, true, "X", stop + "/usr/bin/killall X|sudo " + mode + load},
-        {false, false, false, std::nullopt, own + mode + load},
+        {"agent kill", kill + own + mode + load, 0},
+        {"agent auth old", stop + install, 1.0005},
+        {"agent user", mode + load, 0},
+        {"agent user auth kill old", stop + kill + "sudo " + mode + load, 1.0005},
+        {"", own + mode + load, 0},
+        {"agent old protected", stop + move + install + trying, 2.0015},
+        {"agent user old protected", stop + move + "sudo " + mode + load + trying, 2.0015},
+        {"agent auth kill protected refused",
+         create + " / " + please + ".|" + trying + create + ". " + please + "|", 1},
+        {"agent auth kill protected refused nowhere",
+         write + " / " + please + ".|" + write + ". " + please + "|", 1},
+        {"agent auth old remove", stop, 0},
+        {"user old remove", stop, 0},
+        {"agent user auth remove", stop, 0},
+        {"agent old protected remove", stop, 0.0005},
+        {"agent auth old protected remove", stop + remove, 0.0005},
+        {"agent auth old protected remove refused",
+         stop + "Error: Unable to remove LaunchAgent / " + please + ".|", 1},
     };
-    for (const auto& [user, agent, auth, kill, commands] : cases) {
-        const QVLaunchd::Install job{settings, user, agent, auth, kill};
-        const auto install = [&] { EXPECT_TRUE(QVLaunchd::startJob(label, job)); };
-        EXPECT_EQ(seenDuring(path(user, agent), install), commands);
-        EXPECT_NEAR(elapsed, auth ? 1.0005 : 0, 1e-6);
-        EXPECT_EQ(dictionaryWithContentsOfFile(path(user, agent)), settings);
+    for (const auto& [how, seen, expectedElapsed] : cases) {
+        const auto is = [&how = how](const char* word) { return how.find(word) != how.npos; };
+        const QVLaunchd::Place place{is("user"), is("agent"), is("auth")};
+        const auto file = path(place.user, place.launchAgent);
+        prepare(file, is("old"), is("protected"));
+        prepare(temporary, false, is("nowhere"));
+        QVAuthorization::sharedController().authEnd();
+        recorder->authorization =
+            is("refused") ? AuthorizationMode::deny : AuthorizationMode::grant;
+        const auto killed = is("kill") ? std::optional<std::string>("Tolvin") : std::nullopt;
+        const auto work = [&] {
+            if (!is("remove")) {
+                EXPECT_NE(QVLaunchd::startJob(label, {settings, place.user, place.launchAgent,
+                                                      place.shouldAuth, killed}),
+                          is("refused"));
+            } else if (place.launchAgent && place.shouldAuth) {
+                QVLaunchd::removeLaunchAgent(label, place.user);
+            } else {
+                QVLaunchd::removeJob(label, place);
+            }
+        };
+        EXPECT_EQ(seenDuring(file, work), seen) << how;
+        EXPECT_NEAR(elapsed, expectedElapsed, is("refused") ? 1 : 1e-6) << how;
+        const bool stays = is("old protected remove") && seen.find(remove) == seen.npos;
+        EXPECT_EQ(contentsOfFile(file) == "old", stays) << how;
+        EXPECT_EQ(dictionaryWithContentsOfFile(file) == settings, !is("remove") && !is("refused"));
+        EXPECT_TRUE(fs::is_empty(fs::path(temporary).parent_path()));
     }
     // A launchctl that hangs is given up twice, after ten seconds each.
     makeTool("/bin/launchctl", "exec sleep 1000");
     recorder->waits = false;
     clock->toolsCountAsIdle = true;
-    fs::remove(path());
-    const auto install = [&] { EXPECT_TRUE(QVLaunchd::startLaunchAgent(label, settings, false)); };
-    EXPECT_TRUE(seenDuring(path(), install).starts_with(own + mode + load));
+    prepare(path(), false, false);
+    EXPECT_TRUE(seenDuring(path(), [&] {
+                    EXPECT_TRUE(QVLaunchd::startLaunchAgent(label, settings, false));
+                }).starts_with(own + mode + load));
     EXPECT_GE(elapsed, 20);
-}
-
-TEST_F(QVLaunchdTest, InstallsWithRightsWhereItMayNotWrite) {
-    const auto temporary = recorder->temporaryDirectory() + "/" + label + ".plist";
-    for (const bool user : {false, true}) {
-        putOldFile(true, user);
-        const auto install = [&] {
-            EXPECT_TRUE(QVLaunchd::startLaunchAgent(label, settings, user));
-        };
-        EXPECT_EQ(seenDuring(path(user), install),
-                  stop + "sudo /bin/rm -Rdf %|sudo /bin/mv -f " + temporary + " %|" +
-                      (user ? "" : "sudo " + own) + "sudo " + mode + load +
-                      "Unable to write plist - trying to authorize...|");
-        // After the failed and the privileged delete, the move, and between and after owner and
-        // mode.
-        EXPECT_NEAR(elapsed, 0.0005 + 0.0005 + 1 + 0.0005 + 1, 1e-6);
-        EXPECT_EQ(dictionaryWithContentsOfFile(path(user)), settings);
-        EXPECT_FALSE(fs::exists(temporary));
-    }
-}
-
-TEST_F(QVLaunchdTest, ToldWhyAJobCannotBeInstalled) {
-    const auto temporary = recorder->temporaryDirectory();
-    protect(folder());
-    recorder->authorization = AuthorizationMode::deny;
-    const std::string noData = "Error: Unable to write LaunchAgent data";
-    const std::string noAgent = "Error: Unable to create LaunchAgent";
-    for (const auto& [error, before] :
-         {std::pair{noAgent, "Unable to write plist - trying to authorize...|"}, {noData, ""}}) {
-        const auto install = [&] {
-            EXPECT_FALSE(QVLaunchd::startJob(label, {settings, false, true, true, "Tolvin"}));
-        };
-        EXPECT_EQ(seenDuring(folder(), install),
-                  error + please + "%.|" + before + error + "." + please.substr(2) + "%|");
-        EXPECT_TRUE(fs::is_empty(temporary) && fs::is_empty(folder()));
-        protect(temporary);
-    }
-}
-
-TEST_F(QVLaunchdTest, RemovesAJob) {
-    constexpr auto grant = AuthorizationMode::grant, deny = AuthorizationMode::deny;
-    const struct {
-        bool user, launchAgent, shouldAuth, isProtected;
-        AuthorizationMode mode;
-        std::string more; // than the two commands that stop it
-    } cases[] = {
-        {false, true, true, false, grant, ""},
-        {true, false, false, false, grant, ""},
-        {false, true, false, true, grant, ""},
-        {false, true, true, true, deny,
-         "Error: Unable to remove LaunchAgent" + please + folder() + ".|"},
-        {false, true, true, true, grant, "sudo /bin/rm -Rdf %|"},
-        {true, true, true, true, grant, "sudo /bin/rm -Rdf %|"},
-    };
-    for (const auto& [user, agent, auth, isProtected, mode, more] : cases) {
-        putOldFile(isProtected, user, agent);
-        recorder->authorization = mode;
-        const QVLaunchd::Place place{user, agent, auth};
-        const auto file = path(user, agent);
-        EXPECT_EQ(seenDuring(file, [&] { QVLaunchd::removeJob(label, place); }), stop + more);
-        EXPECT_EQ(fs::exists(file), isProtected && !more.starts_with("sudo"));
-    }
-    for (const bool user : {true, false}) {
-        EXPECT_EQ(seenDuring(path(user), [&] { QVLaunchd::removeLaunchAgent(label, user); }), stop);
-    }
 }
 
 TEST_F(QVLaunchdTest, AKilledPanelLeavesNoHelperAndNoHalfAJob) {
@@ -237,15 +205,13 @@ TEST_F(QVLaunchdTest, AKilledPanelLeavesNoHelperAndNoHalfAJob) {
                        "; echo $$ >>processes\n"
                        "[ $(grep -nx $$ processes) != $(cat turn):$$ ] || kill -9 $(cat panel)\n";
     makeTool("/pkexec", fatal + "exec \"$2\"");
-    for (const std::string tool : {"/bin/mv", "/bin/rm", "/bin/chmod"}) {
-        makeTool(tool, fatal + "exec " + tool + " \"$@\"");
-    }
-    for (const auto* tool : {"/bin/launchctl", "/usr/bin/killall", "/usr/sbin/chown"}) {
-        makeTool(tool, fatal);
+    for (const std::string tool : {"/bin/mv", "/bin/rm", "/bin/chmod", "/bin/launchctl",
+                                   "/usr/bin/killall", "/usr/sbin/chown"}) {
+        makeTool(tool, fatal + "[ ! -x " + tool + " ] || exec " + tool + " \"$@\"");
     }
     int turn = 0, status = 0;
     do {
-        putOldFile(true);
+        prepare(path(), true, true);
         fs::remove(notes + "/processes");
         std::ofstream(notes + "/turn") << ++turn;
         const pid_t panel = fork();
