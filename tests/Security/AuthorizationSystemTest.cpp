@@ -1,42 +1,19 @@
-// The whole way on a real machine: an ordinary user, polkit's pkexec, sudo and su.
+// The whole way with a password on a real machine: an ordinary user, sudo and su.
 
 #include "AuthorizationFixture.h"
 #include "support/TestUser.h"
 
 #include <unistd.h>
 
-namespace {
-
-class AuthorizationSystemTest : public AuthorizationTest {
-protected:
-    AuthorizationSystemTest() { machine->authorization = AuthorizationMode::system; }
-};
-
-const std::string superuser = "0\n", refused = "<-60005>";
-
-} // namespace
-
-TEST_F(AuthorizationSystemTest, PolkitDecides) {
-    const TestUser user("user");
-    if (!user.hasPolkit()) {
-        GTEST_SKIP() << "needs the superuser and polkit";
-    }
-    for (const auto& [answer, result] : {std::pair{"YES", superuser}, {"NO", refused}}) {
-        ASSERT_TRUE(user.prepare("answer " + std::string(answer)));
-        EXPECT_TRUE(user.run([&] {
-            copyRights();
-            EXPECT_EQ(outputOf("/usr/bin/id", {"-u"}), result);
-        }));
-    }
-}
-
-TEST_F(AuthorizationSystemTest, APasswordIsItsUsersOwnAndMustBeAnAdministrators) {
+TEST_F(AuthorizationTest, APasswordIsItsUsersOwnAndMustBeAnAdministrators) {
     const TestUser user("user"), administrator("admin");
     const std::string password = "secret of ünusual form '\"$x";
     if (access("/usr/bin/sudo", X_OK) != 0 || !user.prepare("password " + password) ||
         !administrator.prepare("password " + password)) {
         GTEST_SKIP() << "needs the superuser and sudo";
     }
+    machine->authorization = AuthorizationMode::system;
+    const std::string superuser = "0\n", refused = "<-60005>";
     ASSERT_TRUE(administrator.prepare("usermod --append --groups sudo " + administrator.name()));
     const struct {
         const TestUser &process, &user;

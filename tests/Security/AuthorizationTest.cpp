@@ -26,11 +26,8 @@ protected:
         machine->authorization = AuthorizationMode::system;
         answerWith("exec \"$2\"");
     }
-    void answerWith(const std::string& command) {
-        const auto program = directory.path() + "/pkexec";
-        std::ofstream(program) << "#!/bin/sh\necho asked >>'" << dialogs << "'\n" << command;
-        fs::permissions(program, fs::perms::owner_all);
-        machine->tools["/usr/bin/pkexec"] = program;
+    void answerWith(const std::string& command) const {
+        machine->makeTool("/usr/bin/pkexec", "echo asked >>" + dialogs + "\n" + command);
     }
     std::size_t dialogsShown() const { return fs::file_size(dialogs) / sizeof "asked"; }
     pid_t helper() const { return std::stoi(outputOf("/bin/sh", {"-c", "echo $PPID"})); }
@@ -39,33 +36,6 @@ protected:
 };
 
 } // namespace
-
-TEST_F(AuthorizationTest, HandsOutNothingThatWasNotAskedForRightly) {
-    EXPECT_EQ(AuthorizationCopyRights(ref, {}, nullptr, interactive), errAuthorizationInvalidSet);
-    EXPECT_EQ(AuthorizationCopyRights(ref, {{"system.other", {}, 0}}, nullptr, interactive),
-              errAuthorizationDenied);
-    EXPECT_EQ(copyRights(withoutDialog), errAuthorizationInteractionNotAllowed);
-    EXPECT_EQ(copyRights(kAuthorizationFlagInteractionAllowed), errAuthorizationDenied);
-    EXPECT_EQ(execute("/bin/true", {}), errAuthorizationDenied);
-    AuthorizationFree(ref, 0);
-    for (const auto status : {AuthorizationFree(ref, 0), copyRights(), execute("/bin/true", {})}) {
-        EXPECT_EQ(status, errAuthorizationInvalidRef);
-    }
-}
-
-TEST_F(AuthorizationTest, OnlyTheSuperusersToolsInherit) {
-    const auto parent = std::to_string(getppid());
-    for (const auto& [value, user] : {std::pair{parent, 0}, {parent, 501}, {"1" + parent, 0}}) {
-        setenv(parentVariable, value.c_str(), 1);
-        machine->userID = user;
-        AuthorizationCopyPrivilegedReference(&ref, 0);
-        EXPECT_EQ(execute("/bin/true", {}), value == parent && user == 0
-                                                ? errAuthorizationSuccess
-                                                : errAuthorizationInvalidRef);
-        AuthorizationFree(ref, 0);
-    }
-    unsetenv(parentVariable);
-}
 
 TEST_F(AnsweredAuthorizationTest, TellsARefusalFromADismissedDialog) {
     const std::pair<const char*, OSStatus> answers[] = {
@@ -101,10 +71,8 @@ TEST_F(AnsweredAuthorizationTest, AsksOnceAndRunsToolsAsTheSuperuser) {
     EXPECT_EQ(execute("/bin/echo", {std::string(200'000, 'a')}),
               errAuthorizationToolExecuteFailure);
     EXPECT_EQ(dialogsShown(), 1U);
-}
 
-TEST_F(AnsweredAuthorizationTest, ToolsStartWithNothingOfOurs) {
-    copyRights();
+    // They start with nothing of ours.
     const FileDescriptor ours(open("/dev/null", O_RDONLY)); // inheritable
     // The fourth is the listing itself.
     EXPECT_EQ(outputOf("/bin/sh", {"-c", "cd /proc/self/fd && echo *"}), "0 1 2 3\n");
@@ -149,26 +117,6 @@ TEST_F(AnsweredAuthorizationTest, AnotherProcessWithItsSocketEndsTheHelper) {
         EXPECT_TRUE(ends(serving) && !fs::exists(file)) << user;
         EXPECT_EQ(execute("/bin/true", {}), errAuthorizationInternal);
     }
-}
-
-TEST_F(AnsweredAuthorizationTest, TheHelperEndsWithItsOwnerEvenWhenTheSocketIsKeptOpen) {
-    const auto note = directory.path() + "/helper";
-    const pid_t owner = fork();
-    if (owner == 0) {
-        setpgid(0, 0);
-        copyRights();
-        if (fork() != 0) { // the other one keeps the socket
-            execute("/bin/sh", {"-c", "echo $PPID >" + note + ".new; mv " + note + ".new " + note});
-        }
-        pause();
-    }
-    EXPECT_TRUE(eventually([&] { return fs::exists(note); }));
-    kill(owner, SIGKILL);
-    pid_t serving = 0;
-    std::ifstream(note) >> serving;
-    EXPECT_TRUE(serving > 0 && ends(serving));
-    kill(-owner, SIGKILL);
-    waitpid(owner, nullptr, 0);
 }
 
 TEST_F(AnsweredAuthorizationTest, TheHelperOutlivesRandomRequests) {

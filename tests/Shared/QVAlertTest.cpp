@@ -16,15 +16,19 @@ protected:
     ~QVAlertTest() override { EXPECT_TRUE(NSAlert::shownAlerts().empty()); }
 
     /// Clicks a button of the front sheet so many seconds from now, as a user would meanwhile.
-    static void answerAfter(double seconds, const std::string& title) {
-        NSThread::detachNewThread([=] {
+    void answerAfter(double seconds, const std::string& title) {
+        NSThread::detachNewThread([=, this] {
             NSThread::sleepForTimeInterval(seconds);
             performOnMainThread([&] { press(title); }, true);
         });
     }
-    static void press(const std::string& title) {
-        NSAlert::shownAlerts().at(0)->buttonWithTitle(title)->click();
+    void press(const std::string& title) {
+        const auto* alert = NSAlert::shownAlerts().at(0);
+        seen = alert->messageText() + " / " + alert->informativeText();
+        alert->buttonWithTitle(title)->click();
     }
+
+    std::string seen;
 };
 
 class OtherDelegate : public QVAlertDelegate {
@@ -56,11 +60,6 @@ TEST_F(QVAlertTest, WaitsOnTheMainThreadForEachButtonOrTheTimeOut) {
         const double before = clock->seconds();
         if (pressed > 0) {
             answerAfter(pressed, button);
-            const auto look = [] {
-                const auto* alert = NSAlert::shownAlerts().at(0);
-                EXPECT_EQ(alert->messageText() + alert->informativeText(), "<i>100%</i> %@%d");
-            };
-            performOnMainThread(look, false);
         }
         const QVAlert::Text text = "<i>100%</i> %@", more = "%d", no = "Can&cel";
         EXPECT_EQ(interval ? QVAlert::timedAlertSheetWithMessageText(
@@ -69,6 +68,7 @@ TEST_F(QVAlertTest, WaitsOnTheMainThreadForEachButtonOrTheTimeOut) {
                                  text, {{}, no, "<Other>", more, {}, {}, {}, true}),
                   answer);
         EXPECT_NEAR(clock->seconds() - before, over, 0.1);
+        EXPECT_EQ(seen, "<i>100%</i> %@ / %d");
         EXPECT_EQ(polls, 0) << "a sheet holds up the timers of the default mode";
     }
     NSRunLoop::mainRunLoop().runUntil([&] { return polls > 1; });

@@ -45,11 +45,11 @@ protected:
         Machine::install(recorder);
         // Where rights are granted alone, the tools of the privileged way make use of them.
         for (const std::string tool : {"/bin/mv", "/bin/rm"}) {
-            makeTool(tool,
-                     "for file; do :; done; chmod u+w \"${file%/*}\"; exec " + tool + " \"$@\"");
+            recorder->makeTool(tool, "for file; do :; done; chmod u+w \"${file%/*}\"; exec " +
+                                         tool + " \"$@\"");
         }
         for (const auto* tool : {"/bin/launchctl", "/usr/bin/killall", "/usr/sbin/chown"}) {
-            makeTool(tool, "exit 1");
+            recorder->makeTool(tool, "exit 1");
         }
         overrideModes(false);
     }
@@ -58,12 +58,6 @@ protected:
         QVAuthorization::sharedController().authEnd();
     }
 
-    void makeTool(const std::string& tool, const std::string& script) const {
-        const auto place = recorder->root() + tool;
-        fs::create_directories(fs::path(place).parent_path());
-        std::ofstream(place) << "#!/bin/sh\n" << script << "\n";
-        fs::permissions(place, fs::perms::owner_all);
-    }
     fs::path path(bool user = false, bool launchAgent = true) const {
         return (user ? recorder->homeDirectory() : recorder->root()) + "/Library/" +
                (launchAgent ? "LaunchAgents/" : "LaunchDaemons/") + label + ".plist";
@@ -182,7 +176,7 @@ TEST_F(QVLaunchdTest, InstallsAndRemovesJobsOrSaysWhyNot) {
         EXPECT_TRUE(fs::is_empty(fs::path(temporary).parent_path()));
     }
     // A launchctl that hangs is given up twice, after ten seconds each.
-    makeTool("/bin/launchctl", "exec sleep 1000");
+    recorder->makeTool("/bin/launchctl", "exec sleep 1000");
     recorder->waits = false;
     clock->toolsCountAsIdle = true;
     prepare(path(), false, false);
@@ -198,16 +192,15 @@ TEST_F(QVLaunchdTest, AKilledPanelLeavesNoHelperAndNoHalfAJob) {
     }
     recorder->waits = false;
     recorder->authorization = AuthorizationMode::system;
-    recorder->tools["/usr/bin/pkexec"] = recorder->root() + "/pkexec";
     // The one whose turn it is takes the panel along before it does its work.
     const auto notes = directory.path();
     const auto fatal = "cd " + notes +
                        "; echo $$ >>processes\n"
                        "[ $(grep -nx $$ processes) != $(cat turn):$$ ] || kill -9 $(cat panel)\n";
-    makeTool("/pkexec", fatal + "exec \"$2\"");
+    recorder->makeTool("/usr/bin/pkexec", fatal + "exec \"$2\"");
     for (const std::string tool : {"/bin/mv", "/bin/rm", "/bin/chmod", "/bin/launchctl",
                                    "/usr/bin/killall", "/usr/sbin/chown"}) {
-        makeTool(tool, fatal + "[ ! -x " + tool + " ] || exec " + tool + " \"$@\"");
+        recorder->makeTool(tool, fatal + "[ ! -x " + tool + " ] || exec " + tool + " \"$@\"");
     }
     int turn = 0, status = 0;
     do {
@@ -262,4 +255,6 @@ TEST(QVLaunchdSystemTest, AJobFileBecomesTheSuperusersAndTheJobRunsForTheUser) {
         QVLaunchd::removeJob(label, {false, true, true});
         EXPECT_TRUE(eventually([&] { return !fs::exists(path); }));
     }));
+    ASSERT_TRUE(user.prepare("answer NO"));
+    EXPECT_TRUE(user.run([] { EXPECT_FALSE(QVAuthorization::sharedController().authStart()); }));
 }

@@ -22,9 +22,7 @@ public:
             const std::lock_guard lock(mutex);
             commands.push_back(line);
         }
-        LaunchRequest actual = request;
-        actual.launchPath = runs ? request.launchPath : "/bin/true";
-        auto process = TestMachine::launch(actual);
+        auto process = TestMachine::launch(request);
         if (waits) {
             process->waitUntilExit();
         }
@@ -36,7 +34,7 @@ public:
         return std::exchange(commands, {});
     }
 
-    std::atomic<bool> runs = true, waits = true;
+    std::atomic<bool> waits = true;
 
 private:
     std::mutex mutex;

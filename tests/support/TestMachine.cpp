@@ -4,6 +4,7 @@
 #include "Foundation/NSThread.h"
 
 #include <filesystem>
+#include <fstream>
 
 TestMachine::TestMachine(const std::string& root, std::shared_ptr<Clock> clock)
     : SandboxMachine(root), time(std::move(clock)) {
@@ -15,6 +16,13 @@ TestMachine::TestMachine(const std::string& root, std::shared_ptr<Clock> clock)
 std::string TestMachine::programForTool(const std::string& path) const {
     const auto entry = tools.find(path);
     return entry != tools.end() ? entry->second : SandboxMachine::programForTool(path);
+}
+
+void TestMachine::makeTool(const std::string& path, const std::string& script) const {
+    const std::filesystem::path place = root() + path;
+    std::filesystem::create_directories(place.parent_path());
+    std::ofstream(place) << "#!/bin/sh\n" << script << "\n";
+    std::filesystem::permissions(place, std::filesystem::perms::owner_all);
 }
 
 void TestMachine::console(std::string_view line) {

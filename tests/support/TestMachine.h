@@ -23,6 +23,8 @@ public:
     /// Entries of `tools` come first; an empty one makes a tool missing.
     std::string programForTool(const std::string& path) const override;
     void console(std::string_view line) override;
+    /// Puts a shell script of ours in the place of a tool.
+    void makeTool(const std::string& path, const std::string& script) const;
 
     std::vector<std::string> consoleLines() const;
     void clearConsole();

@@ -45,12 +45,8 @@ answer() {
     local rule=/etc/polkit-1/rules.d/00-$user.rules
     local action=com.quorvane.tessaline.administer
     files+=("$rule")
-    cat >"$rule" <<-END
-	polkit.addRule(function(action, subject) {
-	    if (subject.user == "$user")
-	        return action.id == "$action" ? polkit.Result.$1 : polkit.Result.NO;
-	});
-	END
+    echo "polkit.addRule(function(action, subject) { if (subject.user == '$user')
+        return action.id == '$action' ? polkit.Result.$1 : polkit.Result.NO; });" >"$rule"
     wait_until polkit_says "$1" "$action"
 }
 polkit_says() {
@@ -78,22 +74,13 @@ run_manager() {
     as_user XDG_RUNTIME_DIR="$home/run" /lib/systemd/systemd --user --log-target=null
 }
 
-users_processes_are_gone() {
-    local left
-    left=$(find /proc -maxdepth 1 -user "$user" -printf '%f ')
-    # shellcheck disable=SC2086
-    [ -z "$left" ] || { kill -KILL $left && false; }
-}
-
 trap '' PIPE # a test that crashed hears no answer
 exec 3>&1 >/dev/null 2>&1
 useradd --create-home --home-dir "$home" --shell /bin/bash --user-group "$user"
 while read -r line; do
     if $line; then echo y; else echo n; fi >&3
 done
-if id "$user"; then
-    wait_until users_processes_are_gone
-fi
+wait_until eval '! killall -KILL -u "$user"'
 kill "${services[@]}"
 wait
 rm -f "${files[@]}"

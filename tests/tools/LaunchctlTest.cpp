@@ -4,14 +4,10 @@
 #include <cstdlib>
 #include <gtest/gtest.h>
 
-/// The script is the test, with one of the engines. It says itself what is not as it should be.
+/// The script is the test, and says itself what is not as it should be.
 static bool behavesWith(const std::string& engine, const std::string& runtimeFolder) {
-    setenv("XDG_RUNTIME_DIR", runtimeFolder.c_str(), 1);
-    setenv("TESSALINE_LAUNCHD_ENGINE", engine.c_str(), 1);
-    const int status = std::system(SOURCE_DIRECTORY "/tests/tools/launchctl.sh " TOOLS_DIRECTORY);
-    unsetenv("XDG_RUNTIME_DIR");
-    unsetenv("TESSALINE_LAUNCHD_ENGINE");
-    return status == 0;
+    const std::string script = SOURCE_DIRECTORY "/tests/tools/launchctl.sh " TOOLS_DIRECTORY " ";
+    return std::system((script + engine + " " + runtimeFolder).c_str()) == 0;
 }
 
 TEST(LaunchctlTest, BehavesWithASupervisor) {

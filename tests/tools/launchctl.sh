@@ -1,16 +1,13 @@
 #!/bin/bash
-# launchctl.sh TOOLS: launchctl as its callers see it, in the current environment; TOOLS is its folder.
-# Says what is not as it should be, and ends with status 1 if anything is not.
-export PATH=$1:$PATH
+# launchctl.sh TOOLS ENGINE FOLDER: launchctl as its callers see it. TOOLS is where it is, FOLDER the
+# user's runtime folder. Says what is not as it should be, and ends with status 1 if anything is not.
+export PATH=$1:$PATH TESSALINE_LAUNCHD_ENGINE=$2 XDG_RUNTIME_DIR=$3
 failed=0
 folder=$(mktemp -d)
 trap 'launchctl unload "$folder" 2>/dev/null; rm -rf "$folder"' EXIT
 cd "$folder" || exit
 
-wrong() {
-    echo "$0:${BASH_LINENO[1]}: $*"
-    failed=1
-}
+wrong() { failed=1 && echo "$0:${BASH_LINENO[1]}: $*"; }
 is() { [ "$1" = "$2" ] || wrong "$1 is not $2"; }
 # says STATUS TEXT ARGUMENTS…: TEXT is somewhere in what launchctl says.
 says() {
@@ -54,85 +51,80 @@ hear() { read -r -t 30 heard rest <&8 || { wrong "the job says nothing"; exit 1;
 tell() { echo "$1" >&9; }
 is_silent() { read -r -t 0 -u 8 && wrong "it says more"; }
 
-lives_from_load_to_unload() {
-    talking_job 0 exit
-    hear && says 0 "PID = $heard" list com.example.job
-    says 1 'com.example.job: Already loaded' load job.plist
-    TESSALINE_ROOT=/tmp says 0 '' load job.plist # another sandbox
-    hear && is "${rest#* }" /tmp
-    TESSALINE_ROOT=/tmp says 0 '' unload job.plist
-    hear && is "$heard" TERM
-    tell 3 && hear && kill -KILL "$heard" && hear
-    tell 0 && lists $'-\t0\tcom.example.job'
-    is_silent
-    says 0 '' unload job.plist
-    says 1 'com.example.job: Not loaded' remove com.example.job
+# From load to unload.
+talking_job 0 exit
+hear && says 0 "PID = $heard" list com.example.job
+says 1 'com.example.job: Already loaded' load job.plist
+TESSALINE_ROOT=/tmp says 0 '' load job.plist # another sandbox
+hear && is "${rest#* }" /tmp
+TESSALINE_ROOT=/tmp says 0 '' unload job.plist
+hear && is "$heard" TERM
+tell 3 && hear && kill -KILL "$heard" && hear
+tell 0 && lists $'-\t0\tcom.example.job'
+is_silent
+says 0 '' unload job.plist
+says 1 'com.example.job: Not loaded' remove com.example.job
+lists ''
+
+# Time between two starts.
+talking_job 3600 exit
+hear && tell 3 && lists $'-\t3\tcom.example.job'
+says 0 '' remove com.example.job
+is_silent
+
+# A killed unload ends the job all the same.
+talking_job 0 true
+hear && first=$heard
+launchctl unload job.plist &
+hear && is "$heard" TERM
+kill -KILL $! && wait $! 2>/dev/null
+# Loading again waits for the old one's end.
+says 0 '' load job.plist
+hear && sooner_or_later is_gone "$first"
+says 0 '' unload job.plist
+hear
+
+# What does not start is not loaded.
+for key in Program WorkingDirectory; do
+    job "$(text $key /nowhere)"
+    says 1 'Cannot start /' load job.plist
     lists ''
-}
+done
+# One that nothing starts is loaded and waits; a label may hold any character.
+job '<key>RunAtLoad</key><false/>' 'a-b c/ü\'
+says 0 '' load .
+lists $'-\t0\ta-b c/ü\\'
+says 0 '' unload .
 
-waits_between_starts() {
-    talking_job 3600 exit
-    hear && tell 3 && lists $'-\t3\tcom.example.job'
-    says 0 '' remove com.example.job
-    is_silent
-}
+# Many at once, each of them three times.
+for i in {0..9}; do job '' "com.example.$i" "$i"; done
+for i in {0..9} {0..9} {0..9}; do launchctl load "$i" 2>/dev/null && echo & done >loaded
+wait
+is "$(wc -l <loaded)" 10
+lists "$(printf -- '-\t0\tcom.example.%s\n' {0..9})"
+for i in {0..9} {0..9} {0..9}; do launchctl unload "$i" 2>/dev/null & done
+wait
+lists ''
 
-ends_a_job_whose_unloader_is_killed() {
-    talking_job 0 true
-    hear && first=$heard
-    launchctl unload job.plist &
-    hear && is "$heard" TERM
-    kill -KILL $! && wait $! 2>/dev/null
-    # Loading again waits for the old one's end.
-    says 0 '' load job.plist
-    hear && sooner_or_later is_gone "$first"
-    says 0 '' unload job.plist
-    hear
-}
-
-refuses_what_does_not_start() {
-    for key in Program WorkingDirectory; do
-        job "$(text $key /nowhere)"
-        says 1 'Cannot start /' load job.plist
-        lists ''
-    done
-    # One that nothing starts is loaded and waits; a label may hold any character.
-    job '<key>RunAtLoad</key><false/>' 'a-b c/ü\'
-    says 0 '' load .
-    lists $'-\t0\ta-b c/ü\\'
-    says 0 '' unload .
-}
-
-takes_many_at_once() {
-    for i in {0..9}; do job '' "com.example.$i" "$i"; done
-    for i in {0..9} {0..9} {0..9}; do launchctl load "$i" 2>/dev/null && echo & done >loaded
-    wait
-    is "$(wc -l <loaded)" 10
-    lists "$(printf -- '-\t0\tcom.example.%s\n' {0..9})"
-    for i in {0..9} {0..9} {0..9}; do launchctl unload "$i" 2>/dev/null & done
-    wait
-    lists ''
-}
-
-forgets_a_job_whose_supervisor_is_killed() {
-    [ "$TESSALINE_LAUNCHD_ENGINE" = supervisor ] || return
+# A killed supervisor takes its job along.
+if [ "$2" = supervisor ]; then
     talking_job 0 exit
     hear && kill -KILL "${rest% *}" && sooner_or_later is_gone "$heard"
     lists ''
     says 0 '' load job.plist
     hear
     says 0 '' unload job.plist
-}
+fi
 
-refuses_bad_files() {
-    while IFS='|' read -r message change spoil; do
-        rm -f job.plist
-        job "$change"
-        eval "${spoil:-true} job.plist"
-        says 1 "$message" load job.plist
-    done <<-END
+# Files that others could have written, and files that are no jobs.
+while IFS='|' read -r message change spoil; do
+    rm -f job.plist
+    job "$change"
+    eval "${spoil:-true} job.plist"
+    says 1 "$message" load job.plist
+done <<-END
 	"Label" must be a string|<key>Label</key><integer>7</integer>
-	is too long|$(text Label "$(printf '%300s')")
+	is too long|$(text Label "$(printf %300s)")
 	"ProgramArguments" must be an array of strings|$(text ProgramArguments -v)
 	is not supported|<key>KeepAlive</key><dict><key>NetworkState</key><true/></dict>
 	"ExitTimeOut" must be a number of seconds|<key>ExitTimeOut</key><integer>0</integer>
@@ -144,16 +136,9 @@ refuses_bad_files() {
 	is no job file||mkfifo -m 600 pipe && mv -f pipe
 	Couldn't read job.plist||rm
 	END
-    # What is merely unknown is said and left out; one file in trouble does not stop the others.
-    job '<key>Nice</key><integer>5</integer>' && touch a.plist
-    says 1 'the key "Nice" is not supported' load .
-    says 0 '' remove com.example.job
-    says 1 'usage: launchctl load' stop com.example.job
-}
-
-for behaviour in lives_from_load_to_unload waits_between_starts ends_a_job_whose_unloader_is_killed \
-    refuses_what_does_not_start takes_many_at_once forgets_a_job_whose_supervisor_is_killed \
-    refuses_bad_files; do
-    $behaviour
-done
+# What is merely unknown is said and left out; one file in trouble does not stop the others.
+job '<key>Nice</key><integer>5</integer>' && touch a.plist
+says 1 'the key "Nice" is not supported' load .
+says 0 '' remove com.example.job
+says 1 'usage: launchctl load' stop com.example.job
 exit $failed
