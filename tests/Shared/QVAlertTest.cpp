@@ -34,10 +34,8 @@ protected:
 class OtherDelegate : public QVAlertDelegate {
 public:
     NSAlert::EndMethod alertEndMethod(const std::string& selector) override {
-        return selector != "ended:" ? nullptr
-                                    : NSAlert::EndMethod([this](NSAlert&, int code, void*) {
-                                          answers.push_back(code);
-                                      });
+        const auto note = [this](NSAlert&, int code, void*) { answers.push_back(code); };
+        return selector == "ended:" ? NSAlert::EndMethod(note) : nullptr;
     }
     std::vector<int> answers;
 };
@@ -85,27 +83,24 @@ TEST_F(QVAlertTest, ABackgroundThreadHearsOfTheAnswerWithinASecond) {
     EXPECT_TRUE(*resumed >= 2.5 && *resumed <= 3.5) << *resumed;
 }
 
-TEST_F(QVAlertTest, WithoutWaitingTheSheetTellsItsDelegate) {
+TEST_F(QVAlertTest, WithoutWaitingTheSheetTellsADelegateThatCanBeTold) {
     const auto delegate = std::make_shared<OtherDelegate>();
     const auto object = std::make_shared<QVAlert>();
     object->setAlertEnded(true); // of an earlier sheet
-    QVAlert::Sheet sheet{.alternateButton = "No", .delegate = delegate};
+    QVAlert::Sheet sheet{.alternateButton = "No", .delegate = delegate, .alertObject = object};
+    const auto ask = [&] { EXPECT_EQ(QVAlert::alertSheetWithMessageText("Go on?", sheet), -1); };
+    ask();
+    EXPECT_TRUE(NSAlert::shownAlerts().empty());
     sheet.didEndSelector = "ended:";
-    sheet.alertObject = object;
-    EXPECT_EQ(QVAlert::alertSheetWithMessageText("Go on?", sheet), -1);
+    ask();
     EXPECT_FALSE(object->alertEnded());
     press("No");
     EXPECT_EQ(delegate->answers, std::vector<int>{0});
-    // Nobody but the sheet holds this one.
-    EXPECT_EQ(QVAlert::alertSheetWithMessageText("Go on?", QVAlert::Sheet{}), -1);
+    sheet.delegate = {};
+    ask();
+    sheet = {}; // nobody but the sheet holds this one
+    ask();
     press("OK");
-}
-
-TEST_F(QVAlertTest, AMissingEndMethodShowsNothing) {
-    const auto delegate = std::make_shared<OtherDelegate>();
-    EXPECT_EQ(QVAlert::alertSheetWithMessageText("?", {.delegate = delegate, .block = true}), -1);
-    EXPECT_EQ(QVAlert::alertSheetWithMessageText("?", {.didEndSelector = "ended:", .block = true}),
-              -1);
     const std::string text = "Alert error: delegate does not respond to selector ";
     EXPECT_EQ(machine->consoleLines(),
               (std::vector{text + "alertDidEnd:returnCode:contextInfo:", text + "ended:"}));

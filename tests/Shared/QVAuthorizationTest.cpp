@@ -3,6 +3,7 @@
 #include "LogFixture.h"
 #include "RecordingMachine.h"
 #include "support/RealTime.h"
+#include "support/TestUser.h"
 
 #include <thread>
 
@@ -127,15 +128,51 @@ TEST_F(QVAuthorizationTest, AsksOnceForAllThreadsAndTools) {
     std::thread other([&] { EXPECT_TRUE(controller.authStart()); });
     EXPECT_TRUE(controller.authStart());
     other.join();
-    const auto done = make("done");
-    EXPECT_EQ(controller.authExecTask("/bin/sh", {"-c", "sleep 0.1; rm " + done}), 0);
-    EXPECT_TRUE(fs::exists(done)) << "was waited for";
-    EXPECT_EQ(controller.authExecTask("/bin/true", {}, false), 0);
-    EXPECT_FALSE(fs::exists(done)) << "was not waited for";
+    for (const uid_t user : {ordinary, superuser}) {
+        recorder->userID = user;
+        for (const bool async : {false, true}) {
+            const auto file = make(std::to_string(user));
+            const Lines slow{"-c", "sleep 0.1; rm " + file};
+            EXPECT_EQ(controller.authExecTask("/bin/sh", slow, async), 0);
+            EXPECT_EQ(fs::exists(file), async) << "waited for unless asynchronous";
+        }
+    }
+    EXPECT_EQ(recorder->launches().size(), 3U) << "the dialog, and what the superuser ran";
+    recorder->userID = ordinary;
     EXPECT_EQ(controller.authExecTask(make("data"), {}), errAuthorizationToolExecuteFailure);
-    EXPECT_EQ(recorder->launches().size(), 1U) << "all but the dialog is the helper's work";
     controller.authEnd();
     EXPECT_FALSE(controller.isAuthorized());
+}
+
+// With sudo and su on a real machine.
+TEST_F(QVAuthorizationTest, APasswordIsItsUsersOwnAndMustBeAnAdministrators) {
+    const TestUser user("user"), administrator("admin");
+    const std::string password = "secret of ünusual form '\"$x";
+    if (access("/usr/bin/sudo", X_OK) != 0 || !user.prepare("password " + password) ||
+        !administrator.prepare("password " + password)) {
+        GTEST_SKIP() << "needs the superuser and sudo";
+    }
+    ASSERT_TRUE(administrator.prepare("usermod --append --groups sudo " + administrator.name()));
+    recorder->waits = false;
+    recorder->authorization = AuthorizationMode::system;
+    const struct {
+        const TestUser &process, &user;
+        std::string password;
+        bool works;
+    } cases[] = {
+        {administrator, administrator, password, true}, // with sudo
+        {administrator, administrator, password + "\n", false},
+        {user, user, password, false},         // no administrator
+        {user, administrator, password, true}, // with su, then sudo
+        {user, administrator, "wrong", false},
+    };
+    for (const auto& each : cases) {
+        recorder->user = each.process.name();
+        EXPECT_TRUE(each.process.run([&] {
+            const bool works = Controller().authStartWithUser(each.user.name(), each.password);
+            EXPECT_EQ(works, each.works) << each.process.name() << " " << each.password;
+        }));
+    }
 }
 
 TEST_F(QVAuthorizationTest, RefusedRightsLeaveEverythingAsItWas) {
@@ -180,16 +217,13 @@ TEST_F(QVAuthorizationTest, NothingInTheTrashIsReplaced) {
     EXPECT_EQ(trashed("0/file"), trash + "/file");
     const auto stamp = trashed("1/file").substr((trash + "/file").size());
     EXPECT_EQ(stamp.size(), std::string("_20240102030405").size()) << stamp;
-    for (const auto& [stem, extension] : {std::pair{"Report", ".pdf"}, {".profile", ""}}) {
-        // None of the earlier moves has been carried out when the next one is asked for.
-        for (const auto& suffix : {std::string(), stamp, stamp + "_2", stamp + "_3"}) {
-            EXPECT_EQ(trashed("in" + suffix + "/" + stem + extension),
-                      trash + "/" + stem + suffix + extension);
-        }
+    // None of the earlier moves has been carried out when the next one is asked for.
+    for (const auto& suffix : {std::string(), stamp, stamp + "_2", stamp + "_3"}) {
+        EXPECT_EQ(trashed("in" + suffix + "/a.pdf"), trash + "/a" + suffix + ".pdf");
     }
     // A dangling link in the trash is something, too; a file that left the trash again is not.
     fs::create_symlink("/none", trash + "/link");
     EXPECT_EQ(trashed("link"), trash + "/link" + stamp);
-    fs::remove(path("in/Report.pdf"));
-    EXPECT_EQ(trashed("Report.pdf"), trash + "/Report.pdf");
+    fs::remove(path("in/a.pdf"));
+    EXPECT_EQ(trashed("a.pdf"), trash + "/a.pdf");
 }

@@ -10,6 +10,7 @@
 #include "support/RealTime.h"
 #include "support/TestUser.h"
 
+#include <fstream>
 #include <linux/capability.h>
 #include <QPushButton>
 #include <sys/stat.h>
@@ -229,7 +230,8 @@ TEST_F(QVLaunchdTest, AKilledPanelLeavesNoHelperAndNoHalfAJob) {
 // The whole way as an ordinary user: polkit, the privileged helper, chown, launchctl.
 TEST(QVLaunchdSystemTest, AJobFileBecomesTheSuperusersAndTheJobRunsForTheUser) {
     const TestUser user("user");
-    if (!user.hasPolkit()) {
+    if (!user.prepare("polkit " TOOLS_DIRECTORY "/authorization-helper " BINARY_DIRECTORY
+                      "/packaging/com.quorvane.tessaline.policy")) {
         GTEST_SKIP() << "needs the superuser and polkit";
     }
     const TemporaryDirectory directory;

@@ -12,8 +12,8 @@ public:
 
     std::unique_ptr<LaunchedProcess> launch(const LaunchRequest& request) override {
         // A privileged tool has nobody's input; the others have this process's own.
-        std::string line = request.standardInput > STDIN_FILENO ? "sudo " : "";
-        line +=
+        auto line =
+            (request.standardInput > STDIN_FILENO ? "sudo " : "") +
             request.launchPath.substr(request.launchPath.starts_with(root()) ? root().size() : 0);
         for (const auto& argument : request.arguments) {
             line += " " + argument;

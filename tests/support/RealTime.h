@@ -1,11 +1,14 @@
 // For tests that run real programs, which take their own time.
 #pragma once
 
+#include "Foundation/FileDescriptor.h"
+
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <functional>
+#include <poll.h>
 #include <string>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 /// Whether it holds sooner or later; asked no more once it does.
@@ -18,15 +21,11 @@ inline bool eventually(const std::function<bool()>& holds) {
     return held;
 }
 
-/// Whether the process ends, whoever still has to hear of it.
+/// Whether the process ends.
 inline bool ends(pid_t process) {
-    return eventually([process] {
-        std::ifstream status("/proc/" + std::to_string(process) + "/stat");
-        std::string number, name;
-        char state = 'Z';
-        status >> number >> name >> state;
-        return state == 'Z';
-    });
+    const FileDescriptor life(static_cast<int>(syscall(SYS_pidfd_open, process, 0)));
+    pollfd awaited{life.get(), POLLIN, 0};
+    return !life || poll(&awaited, 1, 30'000) == 1;
 }
 
 /// How much of something to try: the environment's number, or so much.

@@ -37,11 +37,6 @@ bool TestUser::prepare(const std::string& line) const {
            read(script, &answer, 1) == 1 && answer == 'y' && read(script, &answer, 1) == 1;
 }
 
-bool TestUser::hasPolkit() const {
-    return prepare("polkit " TOOLS_DIRECTORY "/authorization-helper " BINARY_DIRECTORY
-                   "/packaging/com.quorvane.tessaline.policy");
-}
-
 bool TestUser::run(const std::function<void()>& work) const noexcept {
     std::fflush(nullptr);
     const pid_t child = fork();
@@ -52,7 +47,6 @@ bool TestUser::run(const std::function<void()>& work) const noexcept {
         setenv("PATH", "/usr/bin:/bin", 1);
         setenv("HOME", home().c_str(), 1);
         setenv("USER", userName.c_str(), 1);
-        setenv("SHELL", "/bin/bash", 1);
         const passwd* user = getpwnam(userName.c_str());
         if (user == nullptr || initgroups(userName.c_str(), user->pw_gid) != 0 ||
             setgid(user->pw_gid) != 0 || setuid(user->pw_uid) != 0 || chdir(home().c_str()) != 0) {

@@ -20,8 +20,6 @@ public:
 
     /// Runs a line of the script's as the superuser, and says whether that succeeded.
     bool prepare(const std::string& line) const;
-    /// The script's "polkit", with the helper of this build.
-    bool hasPolkit() const;
     /// Runs `work` in a child process of this user with the user's own environment. True when it
     /// came to its end within a minute and none of its expectations failed. An exception ends it.
     bool run(const std::function<void()>& work) const noexcept;

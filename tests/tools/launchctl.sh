@@ -29,10 +29,8 @@ lists() { sooner_or_later lists_just "$@"; }
 
 # job KEYS [LABEL [FILE]]
 job() {
-    cat >"${3-job.plist}" <<-END
-	<plist version="1.0"><dict><key>RunAtLoad</key><true/><key>Label</key>
-	<string>${2-com.example.job}</string><key>Program</key><string>/bin/true</string>$1</dict></plist>
-	END
+    echo "<plist version=\"1.0\"><dict>$(text Label "${2-com.example.job}")$(text Program /bin/true)
+        <key>RunAtLoad</key><true/>$1</dict></plist>" >"${3-job.plist}"
 }
 text() { echo "<key>$1</key><string>$2</string>"; }
 # talking_job SECONDS-BETWEEN-STARTS WHEN-TERMINATED: a loaded job that says when it starts and that it is
@@ -125,12 +123,9 @@ while IFS='|' read -r message change spoil; do
 done <<-END
 	"Label" must be a string|<key>Label</key><integer>7</integer>
 	is too long|$(text Label "$(printf %300s)")
-	"ProgramArguments" must be an array of strings|$(text ProgramArguments -v)
-	is not supported|<key>KeepAlive</key><dict><key>NetworkState</key><true/></dict>
 	"ExitTimeOut" must be a number of seconds|<key>ExitTimeOut</key><integer>0</integer>
 	the job is disabled|<key>Disabled</key><true/>
 	Dubious ownership on file (skipping): job.plist||chmod 664
-	Dubious ownership on file (skipping): job.plist||chmod 646
 	Dubious ownership on file (skipping): job.plist||chown 12345 2>/dev/null job.plist || chmod 666
 	holds no property list dictionary||truncate -s 100
 	is no job file||mkfifo -m 600 pipe && mv -f pipe
