@@ -111,7 +111,6 @@ TEST_F(AuthorizationTest, AKilledHelperIsAnErrorAndTheNextCallAsksAgain) {
     kill(first, SIGKILL);
     EXPECT_TRUE(ends(first));
     EXPECT_EQ(execute("/bin/true", {}), errAuthorizationInternal);
-    EXPECT_EQ(dialogsShown(), 1U);
     const auto second = helper();
     EXPECT_EQ(dialogsShown(), 2U);
     AuthorizationFree(ref, 0);
@@ -126,11 +125,11 @@ TEST_F(AuthorizationTest, AnotherProcessWithItsSocketEndsTheHelper) {
         const auto file = directory.path() + "/made-by-" + std::to_string(user);
         const pid_t other = fork();
         if (other == 0) {
-            _exit(setuid(user) == 0 ? -execute("/bin/touch", {file}) % 256 : 0);
+            _exit(setuid(user) != 0 || execute("/bin/touch", {file}) != errAuthorizationInternal);
         }
-        int status = 0;
+        int status = -1;
         waitpid(other, &status, 0);
-        EXPECT_EQ(WEXITSTATUS(status), -errAuthorizationInternal % 256);
+        EXPECT_EQ(status, 0);
         EXPECT_TRUE(ends(serving) && !fs::exists(file)) << user;
         EXPECT_EQ(execute("/bin/true", {}), errAuthorizationInternal);
     }

@@ -44,9 +44,8 @@ public:
 
 TEST_F(QVAlertTest, WaitsOnTheMainThreadForEachButtonOrTheTimeOut) {
     int polls = 0;
-    const auto target = std::make_shared<int>();
     const auto poll = NSTimer::scheduledTimer(
-        1, target, [&] { ++polls; }, true);
+        1, clock, [&] { ++polls; }, true);
     const struct {
         const char* button;
         double pressed, over; // seconds

@@ -4,6 +4,7 @@
 #include "AppKit/NSApplication.h"
 #include "Foundation/NSFileManager.h"
 #include "Foundation/NSRunLoop.h"
+#include "Foundation/NSString.h"
 #include "Foundation/NSThread.h"
 #include "RecordingMachine.h"
 #include "Shared/QVAuthorization.h"
@@ -41,7 +42,6 @@ void overrideModes(bool may) {
 class QVLaunchdTest : public MachineTest {
 protected:
     QVLaunchdTest() {
-        setenv("QT_QPA_PLATFORM", "offscreen", 0);
         NSApp();
         Machine::install(recorder);
         // Where rights are granted alone, the tools of the privileged way make use of them.
@@ -181,9 +181,8 @@ TEST_F(QVLaunchdTest, InstallsAndRemovesJobsOrSaysWhyNot) {
     recorder->waits = false;
     clock->toolsCountAsIdle = true;
     prepare(path(), false, false);
-    EXPECT_TRUE(seenDuring(path(), [&] {
-                    EXPECT_TRUE(QVLaunchd::startLaunchAgent(label, settings, false));
-                }).starts_with(own + mode + load));
+    const auto start = [&] { EXPECT_TRUE(QVLaunchd::startLaunchAgent(label, settings, false)); };
+    EXPECT_TRUE(seenDuring(path(), start).starts_with(own + mode + load));
     EXPECT_GE(elapsed, 20);
 }
 
@@ -201,7 +200,8 @@ TEST_F(QVLaunchdTest, AKilledPanelLeavesNoHelperAndNoHalfAJob) {
     recorder->makeTool("/usr/bin/pkexec", fatal + "exec \"$2\"");
     for (const std::string tool : {"/bin/mv", "/bin/rm", "/bin/chmod", "/bin/launchctl",
                                    "/usr/bin/killall", "/usr/sbin/chown"}) {
-        recorder->makeTool(tool, fatal + "[ ! -x " + tool + " ] || exec " + tool + " \"$@\"");
+        recorder->makeTool(tool,
+                           fatal + stringWithFormat("[ ! -x %@ ] || exec %@ \"$@\"", tool, tool));
     }
     int turn = 0, status = 0;
     do {
@@ -220,9 +220,8 @@ TEST_F(QVLaunchdTest, AKilledPanelLeavesNoHelperAndNoHalfAJob) {
         for (pid_t process = 0; processes >> process;) {
             EXPECT_TRUE(ends(process)) << turn;
         }
-        const auto content = contentsOfFile(path()).value_or("old");
-        EXPECT_TRUE(content == "old" || dictionaryWithContentsOfFile(path()) == settings)
-            << content;
+        const bool isOld = contentsOfFile(path()).value_or("old") == "old";
+        EXPECT_TRUE(isOld || dictionaryWithContentsOfFile(path()) == settings) << turn;
     } while (WIFSIGNALED(status));
     EXPECT_GT(turn, 10) << "it was killed at each of its tools before";
 }

@@ -7,10 +7,6 @@ services=() files=() groups=() mark=
 
 # As the user, from a login's clean start.
 as_user() { setpriv --reuid="$user" --regid="$user" --init-groups env -i HOME="$home" "$@"; }
-start() {
-    "$@" </dev/null >/dev/null 2>&1 9>&- &
-    services+=($!)
-}
 # Other programs take their time.
 wait_until() {
     for _ in {1..100}; do
@@ -34,7 +30,8 @@ polkit() {
         /org/freedesktop/DBus org.freedesktop.DBus.GetId; then
         files+=(/run/dbus/pid /run/dbus/system_bus_socket)
         mkdir -p /run/dbus && rm -f /run/dbus/pid
-        start dbus-daemon --system --nofork
+        dbus-daemon --system --nofork </dev/null 9>&- &
+        services+=($!)
     fi
     answer YES
 }
@@ -64,7 +61,8 @@ manager() {
         mkdir "$tree/$user" && groups+=("$tree/$user")
         chown "$user" "$tree/$user"{,/cgroup.procs,/cgroup.subtree_control}
     done
-    start run_manager
+    run_manager </dev/null 9>&- &
+    services+=($!)
     wait_until [ -S "$home/run/systemd/private" ]
 }
 run_manager() {

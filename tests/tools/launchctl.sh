@@ -2,8 +2,7 @@
 # launchctl.sh TOOLS ENGINE FOLDER: launchctl as its callers see it. TOOLS is where it is, FOLDER the
 # user's runtime folder. Says what is not as it should be, and ends with status 1 if anything is not.
 export PATH=$1:$PATH TESSALINE_LAUNCHD_ENGINE=$2 XDG_RUNTIME_DIR=$3
-failed=0
-folder=$(mktemp -d)
+failed=0 folder=$(mktemp -d)
 trap 'launchctl unload "$folder" 2>/dev/null; rm -rf "$folder"' EXIT
 cd "$folder" || exit
 
@@ -41,25 +40,23 @@ talking_job() {
         <key>ExitTimeOut</key><integer>1</integer><key>KeepAlive</key>
         <dict><key>SuccessfulExit</key><false/></dict>$(text Program /bin/bash)
         <key>ProgramArguments</key><array><string>bash</string><string>-c</string><string>
-        trap 'echo TERM >said; $2' TERM; echo \$\$ \$PPID \$TESSALINE_ROOT >said
+        trap 'echo TERM >said; $2' TERM; echo \$\$ \$TESSALINE_ROOT >said
         until read -r status; do :; done &lt;told; exit \$status</string></array>"
     says 0 '' load job.plist
 }
 hear() { read -r -t 30 heard rest <&8 || { wrong "the job says nothing"; exit 1; }; }
 tell() { echo "$1" >&9; }
-is_silent() { read -r -t 0 -u 8 && wrong "it says more"; }
 
 # From load to unload.
 talking_job 0 exit
 hear && says 0 "PID = $heard" list com.example.job
 says 1 'com.example.job: Already loaded' load job.plist
 TESSALINE_ROOT=/tmp says 0 '' load job.plist # another sandbox
-hear && is "${rest#* }" /tmp
+hear && is "$rest" /tmp
 TESSALINE_ROOT=/tmp says 0 '' unload job.plist
 hear && is "$heard" TERM
 tell 3 && hear && kill -KILL "$heard" && hear
 tell 0 && lists $'-\t0\tcom.example.job'
-is_silent
 says 0 '' unload job.plist
 says 1 'com.example.job: Not loaded' remove com.example.job
 lists ''
@@ -68,7 +65,6 @@ lists ''
 talking_job 3600 exit
 hear && tell 3 && lists $'-\t3\tcom.example.job'
 says 0 '' remove com.example.job
-is_silent
 
 # A killed unload ends the job all the same.
 talking_job 0 true
@@ -104,16 +100,6 @@ for i in {0..9} {0..9} {0..9}; do launchctl unload "$i" 2>/dev/null & done
 wait
 lists ''
 
-# A killed supervisor takes its job along.
-if [ "$2" = supervisor ]; then
-    talking_job 0 exit
-    hear && kill -KILL "${rest% *}" && sooner_or_later is_gone "$heard"
-    lists ''
-    says 0 '' load job.plist
-    hear
-    says 0 '' unload job.plist
-fi
-
 # Files that others could have written, and files that are no jobs.
 while IFS='|' read -r message change spoil; do
     rm -f job.plist
@@ -122,9 +108,7 @@ while IFS='|' read -r message change spoil; do
     says 1 "$message" load job.plist
 done <<-END
 	"Label" must be a string|<key>Label</key><integer>7</integer>
-	is too long|$(text Label "$(printf %300s)")
-	"ExitTimeOut" must be a number of seconds|<key>ExitTimeOut</key><integer>0</integer>
-	the job is disabled|<key>Disabled</key><true/>
+	is too long|$(text Label "$(printf 'x%.0s' {1..300})")
 	Dubious ownership on file (skipping): job.plist||chmod 664
 	Dubious ownership on file (skipping): job.plist||chown 12345 2>/dev/null job.plist || chmod 666
 	holds no property list dictionary||truncate -s 100

@@ -24,7 +24,7 @@ struct BusError {
     ~BusError() { sd_bus_error_free(&error); }
     BusError(const BusError&) = delete;
     BusError& operator=(const BusError&) = delete;
-    sd_bus_error error = SD_BUS_ERROR_NULL;
+    sd_bus_error error{};
 };
 
 std::string objectPath(const std::string& unit) {
