@@ -4,7 +4,6 @@
 #include "AppKit/NSApplication.h"
 #include "Foundation/NSFileManager.h"
 #include "Foundation/NSRunLoop.h"
-#include "Foundation/NSString.h"
 #include "Foundation/NSThread.h"
 #include "RecordingMachine.h"
 #include "Shared/QVAuthorization.h"
@@ -193,30 +192,30 @@ TEST_F(QVLaunchdTest, AKilledPanelLeavesNoHelperAndNoHalfAJob) {
     recorder->waits = false;
     recorder->authorization = AuthorizationMode::system;
     // The one whose turn it is takes the panel along before it does its work.
-    const auto notes = directory.path();
-    const auto fatal = "cd " + notes +
-                       "; echo $$ >>processes\n"
-                       "[ $(grep -nx $$ processes) != $(cat turn):$$ ] || kill -9 $(cat panel)\n";
-    recorder->makeTool("/usr/bin/pkexec", fatal + "exec \"$2\"");
-    for (const std::string tool : {"/bin/mv", "/bin/rm", "/bin/chmod", "/bin/launchctl",
-                                   "/usr/bin/killall", "/usr/sbin/chown"}) {
-        recorder->makeTool(tool,
-                           fatal + stringWithFormat("[ ! -x %@ ] || exec %@ \"$@\"", tool, tool));
+    const auto script =
+        "cd " + directory.path() +
+        "; echo $$ >>processes\n"
+        "[ $(grep -nx $$ processes) != $(cat turn):$$ ] || kill -9 $(cat panel)\n"
+        "case $0 in *pkexec) exec \"$2\";; *mv|*rm|*chmod) exec /bin/${0##*/} \"$@\";; esac\n";
+    for (const auto* tool : {"/usr/bin/pkexec", "/bin/mv", "/bin/rm", "/bin/chmod",
+                             "/bin/launchctl", "/usr/bin/killall", "/usr/sbin/chown"}) {
+        recorder->makeTool(tool, script);
     }
     int turn = 0, status = 0;
     do {
         prepare(path(), true, true);
-        fs::remove(notes + "/processes");
-        std::ofstream(notes + "/turn") << ++turn;
+        fs::remove(directory.path() + "/processes");
+        std::ofstream(directory.path() + "/turn") << ++turn;
         const pid_t panel = fork();
         if (panel == 0) {
-            std::ofstream(notes + "/panel") << getpid();
+            alarm(60); // rather than hang
+            std::ofstream(directory.path() + "/panel") << getpid();
             QVLaunchd::startJob(label, {settings, false, true, true, "Tolvin"});
             QVAuthorization::sharedController().authExecTask("/bin/true", {}, false); // the last
             _exit(EXIT_SUCCESS);
         }
         waitpid(panel, &status, 0);
-        std::ifstream processes(notes + "/processes");
+        std::ifstream processes(directory.path() + "/processes");
         for (pid_t process = 0; processes >> process;) {
             EXPECT_TRUE(ends(process)) << turn;
         }
