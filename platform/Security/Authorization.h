@@ -79,10 +79,11 @@ OSStatus AuthorizationCopyRights(AuthorizationRef authorization, const Authoriza
 /// afterwards.
 OSStatus AuthorizationFree(AuthorizationRef authorization, AuthorizationFlags flags);
 
-/// Starts a tool with the authorization's rights and returns as soon as it runs. Tools of one helper
-/// run one after the other: the next one waits for the end of the one before, a second at most. Its
-/// standard input and error are the null device. `output` receives a stream of its standard output, which ends
-/// when the tool and whatever it started have closed it; with none, the output is discarded.
+/// Starts a tool with the authorization's rights and returns as soon as it runs. Tools of one
+/// helper run one after the other: the next one waits for the end of the one before, a second at
+/// most. Its standard input and error are the null device. `output` receives a stream of its
+/// standard output, which ends when the tool and whatever it started have closed it; with none, the
+/// output is discarded.
 ///
 /// The environment of the tool is a clean one. errAuthorizationToolExecuteFailure when the tool
 /// cannot be run, errAuthorizationInternal when the helper is gone: the rights are gone with it,
