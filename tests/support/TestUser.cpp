@@ -23,7 +23,10 @@ TestUser::TestUser(const std::string& role)
     }
     close(ends[1]);
     script = ends[0];
-    prepare("true");
+    if (prepare("true") && !prepare("as_user test -x " BINARY_DIRECTORY "/lib")) {
+        std::fputs("Another user cannot reach " BINARY_DIRECTORY ".\n", stderr);
+        shutdown(script, SHUT_WR); // nothing can be prepared
+    }
 }
 
 TestUser::~TestUser() {

@@ -18,7 +18,8 @@ public:
     const std::string& name() const { return userName; }
     std::string home() const { return "/home/" + userName; }
 
-    /// Runs a line of the script's as the superuser, and says whether that succeeded.
+    /// Runs a line of the script's as the superuser, and says whether that succeeded. Nothing does
+    /// where the user cannot reach this build.
     bool prepare(const std::string& line) const;
     /// Runs `work` in a child process of this user with the user's own environment. True when it
     /// came to its end within a minute and none of its expectations failed. An exception ends it.
