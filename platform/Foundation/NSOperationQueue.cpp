@@ -5,8 +5,6 @@
 
 #include <algorithm>
 #include <condition_variable>
-#include <cstdint>
-#include <set>
 #include <vector>
 
 struct NSOperationQueue::State {
@@ -15,18 +13,17 @@ struct NSOperationQueue::State {
     Condition progress;
     std::deque<std::function<void()>> waiting;
     std::deque<std::function<void()>> running; // of the one who runs operations
-    std::uint64_t added = 0, finished = 0;
-    std::thread::id runner; // who runs an operation now; none while nobody does
+    std::thread::id runner;                    // who runs an operation now; none while nobody does
     // The clock that counts one busy thread for this queue, from the first operation that is added
     // to the last that is run. An idle worker is nobody's business.
     Clock* busyClock = nullptr;
     bool workerSleeps = false;
     bool ending = false;
-    // What the waiting drains wait for: that so many have finished. Nothing less wakes them, since
-    // whoever runs operations sees to it that somebody goes on.
-    std::multiset<std::uint64_t> targets;
+    int drains = 0; // that wait for the last operation's end
 
-    bool canRun() const { return !waiting.empty() && runner == std::thread::id(); }
+    bool runs() const { return runner != std::thread::id(); }
+    bool canRun() const { return !waiting.empty() && !runs(); }
+    bool isIdle() const { return waiting.empty() && !runs(); }
     void runWaiting(std::unique_lock<std::mutex>& lock, bool isWorker);
     void work();
     void drain();
@@ -51,7 +48,6 @@ Registry& registry() {
 bool NSOperationQueue::State::add(std::function<void()> operation) {
     std::lock_guard lock(mutex);
     waiting.push_back(std::move(operation));
-    ++added;
     if (busyClock == nullptr) {
         busyClock = &Machine::current().clock();
         busyClock->threadStarts();
@@ -62,7 +58,6 @@ bool NSOperationQueue::State::add(std::function<void()> operation) {
 /// Takes all that waits at once, so that those who add more seldom meet the one who runs it.
 void NSOperationQueue::State::runWaiting(std::unique_lock<std::mutex>& lock, bool isWorker) {
     running.swap(waiting);
-    const auto count = running.size();
     runner = std::this_thread::get_id();
     // Whoever drains counts as busy without the queue; counted twice, no time could pass while the
     // operation sleeps.
@@ -79,13 +74,12 @@ void NSOperationQueue::State::runWaiting(std::unique_lock<std::mutex>& lock, boo
         clock.threadStarts();
     }
     runner = {};
-    finished += count;
-    if (!targets.empty() && finished >= *targets.begin()) {
-        progress.notifyAll();
-    }
     if (waiting.empty()) {
         busyClock = nullptr;
         clock.threadEnds();
+        if (drains > 0) {
+            progress.notifyAll();
+        }
     }
 }
 
@@ -109,19 +103,16 @@ void NSOperationQueue::State::drain() {
     if (runner == std::this_thread::get_id()) {
         return;
     }
-    const auto target = added;
-    while (finished < target) {
+    ++drains;
+    while (!isIdle()) {
         if (canRun()) {
             runWaiting(lock, false);
         } else {
-            const auto entry = targets.insert(target);
-            progress.wait(lock, [&] { return finished >= target; });
-            targets.erase(entry);
+            // Whoever runs operations goes on until none waits.
+            progress.wait(lock, [this] { return isIdle(); });
         }
     }
-    if (workerSleeps && canRun()) {
-        workerWake.notify_one(); // for what was added meanwhile
-    }
+    --drains;
 }
 
 NSOperationQueue::NSOperationQueue() : state(std::make_shared<State>()) {

@@ -21,9 +21,9 @@ public:
     /// Any thread. Never waits for work to be done. A caller that is going to drain the queue at
     /// once says so, and the worker is left asleep, since the drain runs the operation.
     void addOperation(std::function<void()> operation, bool drainFollows = false);
-    /// Returns when everything added before the call has run. Waiting work may run on the calling
-    /// thread. Called from an operation of this very queue it returns at once, since that operation
-    /// can never be finished by then.
+    /// Returns when nothing waits or runs any more, what operations have added included. Waiting
+    /// work may run on the calling thread. Called from an operation of this very queue it returns
+    /// at once, since that operation can never be finished by then.
     void waitUntilAllOperationsAreFinished();
 
     /// Drains every queue of the process; for the program's end.

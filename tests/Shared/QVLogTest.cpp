@@ -200,6 +200,7 @@ TEST_F(LogTest, takesAMillionLinesFromTenThreads) {
     }
     writers.clear();
     QVLog::finishWriting();
+    EXPECT_EQ(QVLog::sharedController().bytesInQueue(), 0U);
     // What the five generations hold is the end of each thread's lines, none missing or torn.
     std::map<int, int> next;
     for (int generation = 5; generation >= 1; --generation) {
