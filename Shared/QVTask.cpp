@@ -292,13 +292,14 @@ void QVTask::asyncTaskReturnData(const NSNotification& notification) {
 
 void QVTask::terminateAsyncTask() {
     const auto tool = theTask();
-    if (const auto output = tool ? readingEnd(*tool) : nullptr) {
-        output->closeFile();
-    }
     // Let go of outside the lock: their destructors may call here again.
     std::shared_ptr<void> oldDelegate, oldObject;
     {
+        // The reading thread, which sees the closed end, is to find nobody to tell of it.
         std::lock_guard lock(mutex);
+        if (const auto output = tool ? readingEnd(*tool) : nullptr) {
+            output->closeFile();
+        }
         oldDelegate.swap(delegate);
         oldObject.swap(object);
         selector = nullptr;
