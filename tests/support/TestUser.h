@@ -19,7 +19,7 @@ public:
     std::string home() const { return "/home/" + userName; }
 
     /// Runs a line of the script's as the superuser, and says whether that succeeded. Nothing does
-    /// where the user cannot reach this build.
+    /// where the user cannot reach this build, or under the thread sanitizer.
     bool prepare(const std::string& line) const;
     /// Runs `work` in a child process of this user with the user's own environment. True when it
     /// came to its end within a minute and none of its expectations failed. An exception ends it.
