@@ -27,16 +27,16 @@ int pointerAt(int step) {
     return 10 + (way < reach ? way : 2 * reach - way);
 }
 
-double medianOf(const std::function<void(int step)>& work) {
-    using Timer = std::chrono::steady_clock;
-    std::vector<double> times;
-    for (int step = 1; step <= steps; ++step) {
-        const auto before = Timer::now();
-        work(step);
-        times.push_back(std::chrono::duration<double, std::micro>(Timer::now() - before).count());
-    }
-    std::nth_element(times.begin(), times.begin() + steps / 2, times.end());
-    return times[steps / 2];
+double microsecondsOf(const std::function<void()>& work) {
+    const auto before = std::chrono::steady_clock::now();
+    work();
+    return std::chrono::duration<double, std::micro>(std::chrono::steady_clock::now() - before)
+        .count();
+}
+
+double median(std::vector<double> values) {
+    std::nth_element(values.begin(), values.begin() + values.size() / 2, values.end());
+    return values[values.size() / 2];
 }
 
 void send(QWidget& view, QEvent::Type type, int x) {
@@ -48,22 +48,6 @@ void send(QWidget& view, QEvent::Type type, int x) {
     QApplication::sendEvent(&view, &event);
 }
 
-double dragStep() {
-    QVSwitch view;
-    view.resize(width, height);
-    view.awakeFromNib();
-    view.setEnabled(true);
-    view.show();
-    QApplication::processEvents();
-    send(view, QEvent::MouseButtonPress, 10);
-    const double time = medianOf([&](int step) {
-        send(view, QEvent::MouseMove, pointerAt(step));
-        QApplication::sendPostedEvents(); // paints what has changed
-    });
-    send(view, QEvent::MouseButtonRelease, 10);
-    return time;
-}
-
 void drawShape(QPainter& painter, const QRectF& rect, double bottom, double top, const QPen& pen) {
     QLinearGradient blend(rect.bottomLeft(), rect.topLeft());
     blend.setColorAt(0, QColor::fromRgbF(float(bottom), float(bottom), float(bottom)));
@@ -73,15 +57,12 @@ void drawShape(QPainter& painter, const QRectF& rect, double bottom, double top,
     painter.drawRoundedRect(rect, 5, 5);
 }
 
-double bareDrawing() {
-    QImage picture(width, height, QImage::Format_RGB32);
-    return medianOf([&](int step) {
-        QPainter painter(&picture);
-        painter.setRenderHint(QPainter::Antialiasing);
-        drawShape(painter, QRectF(0, 0, width, height), 0.72, 0.26, QColor(69, 69, 69));
-        drawShape(painter, QRectF(pointerAt(step) - 10, 0, knobWidth, height), 0.9568, 0.8745,
-                  QPen(Qt::black, 0.5));
-    });
+void drawBare(QImage& picture, int step) {
+    QPainter painter(&picture);
+    painter.setRenderHint(QPainter::Antialiasing);
+    drawShape(painter, QRectF(0, 0, width, height), 0.72, 0.26, QColor(69, 69, 69));
+    drawShape(painter, QRectF(pointerAt(step) - 10, 0, knobWidth, height), 0.9568, 0.8745,
+              QPen(Qt::black, 0.5));
 }
 
 } // namespace
@@ -89,8 +70,23 @@ double bareDrawing() {
 int main(int count, char** arguments) {
     qputenv("QT_QPA_PLATFORM", "offscreen");
     const QApplication application(count, arguments);
-    const double step = dragStep();
-    const double bare = bareDrawing();
+    QVSwitch view;
+    view.resize(width, height);
+    view.awakeFromNib();
+    view.setEnabled(true);
+    view.show();
+    QApplication::processEvents();
+    send(view, QEvent::MouseButtonPress, 10);
+    QImage picture(width, height, QImage::Format_RGB32);
+    std::vector<double> dragTimes, bareTimes;
+    for (int step = 1; step <= steps; ++step) {
+        dragTimes.push_back(microsecondsOf([&] {
+            send(view, QEvent::MouseMove, pointerAt(step));
+            QApplication::sendPostedEvents(); // paints what has changed
+        }));
+        bareTimes.push_back(microsecondsOf([&] { drawBare(picture, step); }));
+    }
+    const double step = median(dragTimes), bare = median(bareTimes);
     std::printf("drag step, event to picture, %dx%d   %8.1f us\n", width, height, step);
     std::printf("bare drawing of the same shapes       %8.1f us\n", bare);
     std::printf("ratio                                 %8.2f\n", step / bare);

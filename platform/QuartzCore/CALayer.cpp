@@ -21,6 +21,18 @@ CGRect translated(const CGRect& rect, const CGPoint& by) {
 
 CGPoint difference(const CGPoint& a, const CGPoint& b) { return {a.x - b.x, a.y - b.y}; }
 
+/// Qt divides what has more rows among threads, which takes longer than to paint it on this one.
+void drawInBands(QPainter& painter, const QRectF& rect, const QImage& picture) {
+    constexpr int mostRows = 95;
+    const double rowHeight = rect.height() / picture.height();
+    for (int top = 0; top < picture.height(); top += mostRows) {
+        const int rows = std::min(mostRows, picture.height() - top);
+        painter.drawImage(
+            QRectF(rect.x(), rect.y() + top * rowHeight, rect.width(), rows * rowHeight), picture,
+            QRectF(0, top, picture.width(), rows));
+    }
+}
+
 } // namespace
 
 CALayer::~CALayer() {
@@ -203,14 +215,14 @@ void CALayer::paintContent(QPainter& painter, const QRectF& rect) {
     const double scale = scaleOf(painter);
     if (image) {
         painter.setRenderHint(QPainter::SmoothPixmapTransform);
-        painter.drawImage(rect, image->rendition(pixelSize(size, scale)));
+        drawInBands(painter, rect, image->rendition(pixelSize(size, scale)));
         return;
     }
     if (!delegate || (!needsDisplay && backing.isNull()))
         return;
     if (needsDisplay || backing.size() != pixelSize(size, scale))
         drawBacking(size, scale);
-    painter.drawImage(QRectF(rect.topLeft(), QSizeF(backing.size()) / scale), backing);
+    drawInBands(painter, QRectF(rect.topLeft(), QSizeF(backing.size()) / scale), backing);
 }
 
 void CALayer::drawBacking(const CGSize& size, double scale) {
