@@ -75,11 +75,11 @@ void NSOperationQueue::State::runWaiting(std::unique_lock<std::mutex>& lock, boo
     }
     runner = {};
     if (waiting.empty()) {
+        if (drains > 0) {
+            progress.notifyAll(); // first, so that no time passes before they go on
+        }
         busyClock = nullptr;
         clock.threadEnds();
-        if (drains > 0) {
-            progress.notifyAll();
-        }
     }
 }
 

@@ -47,7 +47,7 @@ bool TestUser::run(const std::function<void()>& work) const noexcept {
     std::fflush(nullptr);
     const pid_t child = fork();
     if (child == 0) {
-        constexpr unsigned limit = 60;
+        constexpr unsigned limit = 300;
         alarm(limit);
         clearenv();
         setenv("PATH", "/usr/bin:/bin", 1);

@@ -22,7 +22,8 @@ public:
     /// where the user cannot reach this build, or under the thread sanitizer.
     bool prepare(const std::string& line) const;
     /// Runs `work` in a child process of this user with the user's own environment. True when it
-    /// came to its end within a minute and none of its expectations failed. An exception ends it.
+    /// came to its end within five minutes and none of its expectations failed. An exception ends
+    /// it.
     bool run(const std::function<void()>& work) const noexcept;
 
 private:
