@@ -1,9 +1,9 @@
 #include "Shared/QVAlert.h"
 
 #include "AppKit/NSApplication.h"
-#include "Foundation/Machine.h"
 #include "Foundation/NSLog.h"
 #include "Foundation/NSThread.h"
+#include "System/Machine.h"
 
 #include <utility>
 

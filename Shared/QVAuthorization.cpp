@@ -1,13 +1,14 @@
 #include "Shared/QVAuthorization.h"
 
-#include "Foundation/Machine.h"
 #include "Foundation/NSFileManager.h"
 #include "Foundation/NSLog.h"
+#include "Foundation/NSPathUtilities.h"
 #include "Foundation/NSString.h"
 #include "Shared/QVLocalPaths.h"
 #include "Shared/QVLog.h"
 #include "Shared/QVTask.h"
 #include "Shared/QVTrashNames.h"
+#include "System/Machine.h"
 
 #include <cstring>
 

@@ -1,6 +1,7 @@
 #include "Shared/QVException.h"
 
 #include "Foundation/NSLog.h"
+#include "Foundation/NSString.h"
 #include "Shared/QVLog.h"
 
 std::string QVException::logException(const NSException& exception, const std::string& method) {

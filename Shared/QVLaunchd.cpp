@@ -3,6 +3,7 @@
 #include "AppKit/NSApplication.h"
 #include "Foundation/NSFileManager.h"
 #include "Foundation/NSLog.h"
+#include "Foundation/NSPathUtilities.h"
 #include "Foundation/NSString.h"
 #include "Foundation/NSThread.h"
 #include "Shared/QVAlert.h"

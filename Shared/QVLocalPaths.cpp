@@ -1,8 +1,9 @@
 #include "Shared/QVLocalPaths.h"
 
-#include "Foundation/Machine.h"
+#include "Foundation/NSPathUtilities.h"
 #include "Foundation/NSProcessInfo.h"
 #include "Foundation/NSString.h"
+#include "System/Machine.h"
 #include "SystemConfiguration/SCDynamicStore.h"
 
 #include <algorithm>

@@ -1,13 +1,16 @@
 #include "Shared/QVLog.h"
 
-#include "Foundation/Machine.h"
 #include "Foundation/NSBundle.h"
 #include "Foundation/NSDate.h"
 #include "Foundation/NSException.h"
 #include "Foundation/NSFileManager.h"
 #include "Foundation/NSLog.h"
+#include "Foundation/NSPathUtilities.h"
 #include "Foundation/NSProcessInfo.h"
+#include "Foundation/NSString.h"
 #include "Shared/QVLocalPaths.h"
+#include "System/FileReplacement.h"
+#include "System/Machine.h"
 
 namespace {
 

@@ -1,11 +1,12 @@
 #include "Shared/QVTask.h"
 
-#include "AppKit/NSWorkspace.h"
 #include "Foundation/NSException.h"
 #include "Foundation/NSFileManager.h"
 #include "Foundation/NSLog.h"
 #include "Foundation/NSThread.h"
+#include "Foundation/NSWorkspace.h"
 #include "Shared/QVLog.h"
+#include "System/Machine.h"
 
 #include <algorithm>
 #include <cmath>

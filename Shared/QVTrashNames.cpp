@@ -1,7 +1,8 @@
 #include "Shared/QVTrashNames.h"
 
-#include "Foundation/Machine.h"
+#include "Foundation/NSPathUtilities.h"
 #include "Foundation/NSString.h"
+#include "System/Machine.h"
 
 #include <array>
 #include <ctime>

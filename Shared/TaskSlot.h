@@ -1,8 +1,9 @@
 // Where a running call of the task runner leaves its task, for another thread to find and end it.
 #pragma once
 
-#include "Foundation/Clock.h"
 #include "Foundation/NSTask.h"
+#include "System/Clock.h"
+#include "System/Condition.h"
 
 #include <memory>
 #include <mutex>

@@ -2,8 +2,9 @@
 // writes, and beside a rotating file sink of spdlog that flushes every line.
 #include "Limits.h"
 
-#include "Foundation/Machine.h"
 #include "Shared/QVLog.h"
+#include "System/Machine.h"
+#include "System/SandboxMachine.h"
 
 #include <algorithm>
 #include <array>

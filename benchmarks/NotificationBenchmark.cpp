@@ -1,9 +1,9 @@
 // From post to observer through the notification centre, against the same round over bare sd-bus:
 // one real bus, one run, by turns. The centre may take 1.2 times as long.
-#include "Foundation/Machine.h"
 #include "Foundation/NSDistributedNotificationCenter.h"
 #include "Foundation/NSRunLoop.h"
 #include "support/PrivateBus.h"
+#include "System/Machine.h"
 
 #include <algorithm>
 #include <chrono>

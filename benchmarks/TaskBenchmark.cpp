@@ -1,8 +1,8 @@
 // What a run of a tool costs, beside the bare system calls, popen(3) and QProcess.
 #include "Limits.h"
 
-#include "Foundation/Machine.h"
 #include "Shared/QVTask.h"
+#include "System/Machine.h"
 
 #include <cstdio>
 #include <cstdlib>

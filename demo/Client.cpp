@@ -1,9 +1,10 @@
 #include "Client.h"
 
-#include "Foundation/Machine.h"
 #include "Foundation/NSDistributedNotificationCenter.h"
 #include "Foundation/NSFileManager.h"
 #include "Foundation/NSLog.h"
+#include "Foundation/NSString.h"
+#include "System/Machine.h"
 
 #include <cstdlib>
 #include <fstream>

@@ -1,10 +1,12 @@
 #include "Client.h"
-#include "Foundation/FileDescriptor.h"
-#include "Foundation/Machine.h"
 #include "Foundation/NSBundle.h"
 #include "Foundation/NSException.h"
+#include "Foundation/NSPathUtilities.h"
 #include "Foundation/NSRunLoop.h"
 #include "Foundation/NSString.h"
+#include "System/FileDescriptor.h"
+#include "System/Machine.h"
+#include "System/SandboxMachine.h"
 
 #include <csignal>
 #include <iostream>

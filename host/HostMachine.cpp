@@ -4,6 +4,8 @@
 #include "Foundation/NSFileManager.h"
 #include "Foundation/NSPathUtilities.h"
 #include "Foundation/NSString.h"
+#include "System/RealMachine.h"
+#include "System/SandboxMachine.h"
 
 #include <cerrno>
 #include <cstdlib>
@@ -12,16 +14,6 @@
 #include <unistd.h>
 
 namespace {
-
-/// The real machine but for how rights are had.
-class AnsweringMachine : public Machine {
-public:
-    explicit AnsweringMachine(AuthorizationMode mode) : mode(mode) {}
-    AuthorizationMode authorizationMode() const override { return mode; }
-
-private:
-    AuthorizationMode mode;
-};
 
 /// Tried by writing: neither a mode nor who the user is tells the whole truth.
 void requireWritable(const std::string& folder) {
@@ -41,7 +33,7 @@ void requireWritable(const std::string& folder) {
 
 std::shared_ptr<Machine> makeMachine(const Options& options) {
     if (!options.root) {
-        return std::make_shared<AnsweringMachine>(options.authorization);
+        return std::make_shared<RealMachine>(options.authorization);
     }
     std::string folder = std::filesystem::absolute(*options.root).lexically_normal().string();
     requireWritable(folder);

@@ -1,8 +1,8 @@
 // The machine that the options describe.
 #pragma once
 
-#include "Foundation/Machine.h"
 #include "host/Options.h"
+#include "System/Machine.h"
 
 #include <memory>
 

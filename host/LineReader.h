@@ -1,7 +1,7 @@
 // Reads a file, a pipe or a terminal line by line, without ever blocking the event loop.
 #pragma once
 
-#include "Foundation/FileDescriptor.h"
+#include "System/FileDescriptor.h"
 
 #include <functional>
 #include <memory>

@@ -3,6 +3,7 @@
 #include "Foundation/NSBundle.h"
 #include "Foundation/NSException.h"
 #include "Foundation/NSFileManager.h"
+#include "Foundation/NSPathUtilities.h"
 #include "Foundation/NSString.h"
 
 #include <map>

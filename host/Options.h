@@ -1,7 +1,7 @@
 // What the command line asks for.
 #pragma once
 
-#include "Foundation/Machine.h"
+#include "System/Machine.h"
 
 #include <optional>
 #include <string>

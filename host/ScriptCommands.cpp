@@ -3,11 +3,11 @@
 #include "AppKit/NSAlert.h"
 #include "AppKit/NSPopUpButton.h"
 #include "AppKit/NSTextFieldInput.h"
-#include "Foundation/Machine.h"
 #include "Foundation/NSException.h"
 #include "host/ControlState.h"
 #include "host/Snapshot.h"
 #include "host/UserInput.h"
+#include "System/Machine.h"
 
 #include <cmath>
 #include <iostream>

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "AppKit/NSWindow.h"
-#include "Foundation/Clock.h"
+#include "System/Clock.h"
 
 #include <functional>
 #include <map>

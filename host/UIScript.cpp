@@ -1,9 +1,9 @@
 #include "host/UIScript.h"
 
 #include "AppKit/NSApplication.h"
-#include "Foundation/Machine.h"
 #include "Foundation/NSException.h"
 #include "host/ScriptLine.h"
+#include "System/Machine.h"
 
 #include <chrono>
 #include <iostream>

@@ -10,6 +10,8 @@
 #include "host/Options.h"
 #include "host/PaneLoader.h"
 #include "host/UIScript.h"
+#include "System/Machine.h"
+#include "System/TerminationGuard.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -25,7 +27,7 @@ constexpr double secondsForUnfinishedWork = 0.9;
 /// file half replaced.
 [[noreturn]] void end(int status) {
     NSOperationQueue::drainAll();
-    NSSuddenTerminationGuard::closeForGood(secondsForUnfinishedWork);
+    TerminationGuard::closeForGood(secondsForUnfinishedWork);
     std::cout.flush();
     std::fflush(nullptr);
     _exit(status);

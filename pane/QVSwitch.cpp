@@ -1,7 +1,7 @@
 #include "pane/QVSwitch.h"
 
-#include "AppKit/NSCoder.h"
 #include "AppKit/NSViewRegistry.h"
+#include "Foundation/NSCoder.h"
 #include "pane/QVSwitchButtonCALayer.h"
 
 namespace {

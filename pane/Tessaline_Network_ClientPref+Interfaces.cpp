@@ -2,6 +2,8 @@
 #include "Foundation/NSException.h"
 #include "Foundation/NSLog.h"
 #include "Foundation/NSPropertyList.h"
+#include "Foundation/NSPropertyListSerialization.h"
+#include "Foundation/NSString.h"
 #include "pane/Tessaline_Network_ClientPref.h"
 #include "pane/Tolvin.h"
 #include "Shared/QVException.h"

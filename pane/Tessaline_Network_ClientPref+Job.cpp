@@ -7,6 +7,8 @@
 #include "Foundation/NSException.h"
 #include "Foundation/NSFileManager.h"
 #include "Foundation/NSLog.h"
+#include "Foundation/NSPathUtilities.h"
+#include "Foundation/NSString.h"
 #include "Foundation/NSThread.h"
 #include "pane/Tessaline_Network_ClientPref.h"
 #include "pane/Tolvin.h"

@@ -1,6 +1,7 @@
 // Loading and saving the settings files.
 #include "AppKit/NSApplication.h"
 #include "Foundation/NSDistributedNotificationCenter.h"
+#include "Foundation/NSPathUtilities.h"
 #include "Foundation/NSPropertyList.h"
 #include "Foundation/NSString.h"
 #include "pane/Tessaline_Network_ClientPref.h"

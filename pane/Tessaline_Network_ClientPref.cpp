@@ -3,6 +3,7 @@
 #include "Foundation/NSBundle.h"
 #include "Foundation/NSDistributedNotificationCenter.h"
 #include "Foundation/NSFileManager.h"
+#include "Foundation/NSPathUtilities.h"
 #include "Foundation/NSString.h"
 #include "Foundation/NSThread.h"
 #include "pane/Tolvin.h"

@@ -1,6 +1,6 @@
 #include "ConnectionNames.h"
 
-#include "Foundation/Machine.h"
+#include "System/Machine.h"
 
 #include <chrono>
 #include <functional>

@@ -1,9 +1,10 @@
 #include "NetworkInterface.h"
 
-#include "Foundation/FileDescriptor.h"
 #include "Foundation/NSException.h"
 #include "Foundation/NSFileManager.h"
 #include "Foundation/NSString.h"
+#include "System/FileDescriptor.h"
+#include "System/FileReading.h"
 
 #include <array>
 #include <cstring>

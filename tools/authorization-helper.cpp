@@ -7,6 +7,7 @@
 
 #include "Security/Authorization.h"
 #include "Security/AuthorizationProtocol.h"
+#include "System/ProcessDescriptor.h"
 
 #include <array>
 #include <csignal>
@@ -31,11 +32,6 @@ struct Owner {
     uid_t user = 0;
     FileDescriptor life; // readable once the process has ended
 };
-
-/// Readable once the process has ended; none when it is gone already.
-FileDescriptor handleOf(pid_t process) {
-    return FileDescriptor(static_cast<int>(syscall(SYS_pidfd_open, process, 0)));
-}
 
 pid_t parentOf(pid_t process) {
     std::ifstream status("/proc/" + std::to_string(process) + "/status");
@@ -69,7 +65,7 @@ std::optional<Owner> ownerOf(int socket) {
     }
     // Taken before the look at the ancestors, so that the number cannot pass to another process
     // unseen.
-    Owner owner{maker.pid, maker.uid, handleOf(maker.pid)};
+    Owner owner{maker.pid, maker.uid, descriptorOfProcess(maker.pid)};
     return owner.life && hasStartedThisProgram(owner.process) ? std::optional(std::move(owner))
                                                               : std::nullopt;
 }
@@ -169,7 +165,7 @@ Reply run(const Request& request, FileDescriptor& lastTool) {
     if (process == 0) {
         return {errAuthorizationToolExecuteFailure, {}};
     }
-    lastTool = handleOf(process);
+    lastTool = descriptorOfProcess(process);
     return {errAuthorizationSuccess, std::move(readingEnd)};
 }
 

@@ -4,6 +4,7 @@
 #include "ConnectionNames.h"
 #include "Foundation/NSException.h"
 #include "Foundation/NSPropertyList.h"
+#include "Foundation/NSPropertyListSerialization.h"
 #include "Foundation/NSString.h"
 #include "NetworkInterface.h"
 

@@ -6,6 +6,7 @@
 #include "AppKit/NSWindow.h"
 #include "host/HostMachine.h"
 #include "host/PaneLoader.h"
+#include "System/Machine.h"
 
 #include <cstdio>
 #include <unistd.h>

@@ -2,8 +2,8 @@
 // loop drives the main run loop, so timers and work for the main thread run while windows live.
 #pragma once
 
-#include "Foundation/Clock.h"
 #include "Foundation/NSRunLoop.h"
+#include "System/Clock.h"
 
 #include <atomic>
 #include <memory>

@@ -1,6 +1,6 @@
 #include "AppKit/NSClickCounter.h"
 
-#include "Foundation/Machine.h"
+#include "System/Machine.h"
 
 #include <algorithm>
 #include <chrono>

@@ -2,7 +2,7 @@
 // from the second one of a double click, and starts again with the third; this goes on counting.
 #pragma once
 
-#include "Foundation/Clock.h"
+#include "System/Clock.h"
 
 #include <QPointF>
 

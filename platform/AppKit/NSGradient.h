@@ -1,8 +1,8 @@
 // A blend from one colour to another.
 #pragma once
 
-#include "AppKit/NSCoder.h"
 #include "AppKit/NSColor.h"
+#include "Foundation/NSCoder.h"
 
 #include <memory>
 #include <string>

@@ -1,6 +1,7 @@
 #include "AppKit/NSKeyedArchiver.h"
 
 #include "Foundation/NSException.h"
+#include "Foundation/NSPropertyListSerialization.h"
 
 namespace {
 const std::string topKey = "$top";

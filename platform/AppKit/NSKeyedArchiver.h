@@ -1,7 +1,7 @@
 // Archives as text: what a coder holds, as a property list.
 #pragma once
 
-#include "AppKit/NSCoder.h"
+#include "Foundation/NSCoder.h"
 
 #include <string>
 

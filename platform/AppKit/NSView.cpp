@@ -1,8 +1,8 @@
 #include "AppKit/NSView.h"
 
 #include "AppKit/NSBezierPath.h"
-#include "AppKit/NSCoder.h"
 #include "AppKit/NSGraphicsContext.h"
+#include "Foundation/NSCoder.h"
 #include "QuartzCore/CATransaction.h"
 
 #include <QPainter>

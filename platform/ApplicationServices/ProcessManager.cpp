@@ -1,6 +1,6 @@
 #include "ApplicationServices/ProcessManager.h"
 
-#include "Foundation/Machine.h"
+#include "System/Machine.h"
 
 namespace {
 

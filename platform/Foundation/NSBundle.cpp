@@ -2,7 +2,7 @@
 
 #include "Foundation/NSFileManager.h"
 #include "Foundation/NSPathUtilities.h"
-#include "Foundation/NSString.h"
+#include "System/ProcessList.h"
 
 #include <dlfcn.h>
 #include <filesystem>
@@ -69,10 +69,7 @@ std::shared_ptr<const NSBundle> NSBundle::bundleForCode(const void* address) {
     return nullptr;
 }
 
-std::string NSBundle::mainExecutablePath() {
-    std::error_code error;
-    return std::filesystem::read_symlink("/proc/self/exe", error).string();
-}
+std::string NSBundle::mainExecutablePath() { return executableOfThisProcess(); }
 
 std::optional<std::string> NSBundle::executablePath() const {
     const auto name = infoString("CFBundleExecutable");

@@ -1,12 +1,13 @@
 #include "Foundation/NSDistributedNotificationCenter.h"
 
-#include "Foundation/Machine.h"
-#include "Foundation/NotificationBus.h"
 #include "Foundation/NSException.h"
 #include "Foundation/NSLog.h"
 #include "Foundation/NSRunLoop.h"
+#include "Foundation/NSString.h"
 #include "Foundation/NSThread.h"
 #include "Foundation/NSTimer.h"
+#include "System/Machine.h"
+#include "System/NotificationBus.h"
 
 #include <algorithm>
 #include <atomic>
@@ -32,6 +33,52 @@ static constexpr double joinTimeOut = 10;
 /// At the end, how long the bus may do nothing before what is left is given up: 50 ms a try.
 static constexpr int flushTries = 20;
 static constexpr std::uint64_t flushWait = 50;
+
+namespace {
+
+bool isFitText(const std::string& text) {
+    return text.find('\0') == std::string::npos && isValidUTF8(text);
+}
+
+/// The form in which a notification travels. None for one that cannot, with the reason as a part of
+/// a sentence.
+std::optional<NotificationBus::Notification> travelling(const NSNotification& notification,
+                                                        const char*& problem) {
+    NotificationBus::Notification form{
+        .name = notification.name, .object = notification.object.value_or(""), .userInfo = {}};
+    bool fit = isFitText(form.name) && isFitText(form.object);
+    if (notification.userInfo) {
+        for (const auto& [key, value] : *notification.userInfo) {
+            const std::string* text = value.string();
+            fit = fit && text && isFitText(key) && isFitText(*text);
+            if (fit) {
+                form.userInfo.emplace_back(key, *text);
+            }
+        }
+    }
+    if (!fit || form.isTooLarge()) {
+        problem = fit ? "it is too large" : "it holds something else than text";
+        return std::nullopt;
+    }
+    return form;
+}
+
+NSNotification arrived(NotificationBus::Notification form) {
+    NSNotification notification{
+        .name = std::move(form.name), .object = std::nullopt, .userInfo = std::nullopt};
+    if (!form.object.empty()) {
+        notification.object = std::move(form.object);
+    }
+    if (!form.userInfo.empty()) {
+        notification.userInfo.emplace();
+        for (auto& [key, value] : form.userInfo) {
+            notification.userInfo->setObject(std::move(value), key);
+        }
+    }
+    return notification;
+}
+
+} // namespace
 
 struct NSDistributedNotificationCenter::State {
     struct Observer {
@@ -62,14 +109,14 @@ struct NSDistributedNotificationCenter::State {
     void disconnect();
     void flush();
     void watch();
-    const NSNotification* firstPosted();
+    const NotificationBus::Notification* firstPosted();
     void removeFirstPosted();
 
     std::map<std::string, std::vector<std::shared_ptr<Observer>>> observers;
     std::deque<NSNotification> received; // in the order of arrival, not yet delivered
 
-    std::mutex mutex;                  // guards posted
-    std::deque<NSNotification> posted; // not yet given to the bus
+    std::mutex mutex;                                 // guards posted
+    std::deque<NotificationBus::Notification> posted; // not yet given to the bus
     std::atomic<bool> scheduled = false;
 
     std::unique_ptr<NotificationBus> bus;
@@ -148,7 +195,9 @@ void NSDistributedNotificationCenter::State::use() {
 }
 
 void NSDistributedNotificationCenter::State::post(const NSNotification& notification) {
-    if (const auto problem = NotificationBus::unfitness(notification); !problem.empty()) {
+    const char* problem = nullptr;
+    auto form = travelling(notification, problem);
+    if (!form) {
         NSLog("Distributed notification %@ not posted: %@", notification.name, problem);
         return;
     }
@@ -159,7 +208,7 @@ void NSDistributedNotificationCenter::State::post(const NSNotification& notifica
                   notification.name);
             return;
         }
-        posted.push_back(notification);
+        posted.push_back(std::move(*form));
     }
     if (NSThread::isMainThread()) {
         use();
@@ -180,9 +229,9 @@ void NSDistributedNotificationCenter::State::forget() {
 }
 
 void NSDistributedNotificationCenter::State::join() {
-    bus = NotificationBus::join(
-        Machine::current().sessionBusAddress(),
-        [this](NSNotification notification) { received.push_back(std::move(notification)); });
+    bus = NotificationBus::join(Machine::current().sessionBusAddress(), [this](auto notification) {
+        received.push_back(arrived(std::move(notification)));
+    });
     if (!bus) {
         lose();
         return;
@@ -256,7 +305,7 @@ void NSDistributedNotificationCenter::State::send() {
 }
 
 bool NSDistributedNotificationCenter::State::sendFirst() {
-    const NSNotification* first = firstPosted();
+    const auto* first = firstPosted();
     if (!first) {
         return false;
     }
@@ -265,7 +314,7 @@ bool NSDistributedNotificationCenter::State::sendFirst() {
         if (received.size() >= maximumReceived) {
             return false;
         }
-        received.push_back(*first);
+        received.push_back(arrived(*first));
         removeFirstPosted();
         return true;
     }
@@ -279,7 +328,7 @@ bool NSDistributedNotificationCenter::State::sendFirst() {
 }
 
 /// Stays valid while other threads post: only the main thread takes away from the queue.
-const NSNotification* NSDistributedNotificationCenter::State::firstPosted() {
+const NotificationBus::Notification* NSDistributedNotificationCenter::State::firstPosted() {
     const std::lock_guard lock(mutex);
     return posted.empty() ? nullptr : &posted.front();
 }

@@ -1,7 +1,6 @@
-// Notifications between the processes of one login, over the session bus: a signal from
-// /com/quorvane/DistributedNotifications, interface com.quorvane.DistributedNotifications, member
-// Posted, with name, object (empty for none) and user info. Delivery is asynchronous and
-// unconfirmed, to the poster's own process too.
+// Notifications between the processes of one login, over the session bus
+// (System/NotificationBus.h). Delivery is asynchronous and unconfirmed, to the poster's own process
+// too.
 #pragma once
 
 #include "Foundation/NSNotification.h"

@@ -7,5 +7,7 @@ void reportExceptions(const std::function<void()>& work) {
         work();
     } catch (const NSException& exception) {
         NSLog("Uncaught exception: %@ - %@", exception.name(), exception.reason());
+    } catch (const std::exception& exception) {
+        NSLog("Uncaught exception: %@", exception.what());
     }
 }

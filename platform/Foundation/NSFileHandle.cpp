@@ -1,8 +1,8 @@
 #include "Foundation/NSFileHandle.h"
 
-#include "Foundation/DescriptorWait.h"
 #include "Foundation/NSException.h"
 #include "Foundation/NSString.h"
+#include "System/DescriptorWait.h"
 
 #include <cerrno>
 #include <cstring>

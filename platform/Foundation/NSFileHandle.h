@@ -1,9 +1,8 @@
 // An open file, or one end of a pipe.
 #pragma once
 
-#include "Foundation/Clock.h"
-#include "Foundation/FileDescriptor.h"
 #include "Foundation/NSPropertyList.h"
+#include "System/FileDescriptor.h"
 
 #include <memory>
 #include <mutex>

@@ -1,13 +1,7 @@
 #include "Foundation/NSFileManager.h"
 
-#include "Foundation/FileDescriptor.h"
-
 #include <algorithm>
-#include <array>
-#include <cerrno>
-#include <fcntl.h>
 #include <filesystem>
-#include <sys/stat.h>
 #include <unistd.h>
 
 namespace fs = std::filesystem;
@@ -65,27 +59,4 @@ NSFileManager::contentsOfDirectoryAtPath(const std::string& path) const {
     }
     std::sort(names.begin(), names.end());
     return names;
-}
-
-std::optional<std::string> contentsOfFile(const std::string& path) {
-    // Not waiting for a pipe's writer; only a file has an end to read up to.
-    const FileDescriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
-    struct stat status {};
-    if (!file || fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) {
-        return std::nullopt;
-    }
-    std::string content;
-    std::array<char, 65536> buffer{};
-    while (true) {
-        const ssize_t count = read(file.get(), buffer.data(), buffer.size());
-        if (count == 0) {
-            return content;
-        }
-        if (count < 0 && errno != EINTR) {
-            return std::nullopt;
-        }
-        if (count > 0) {
-            content.append(buffer.data(), static_cast<std::size_t>(count));
-        }
-    }
 }

@@ -25,17 +25,3 @@ public:
     std::optional<std::vector<std::string>>
     contentsOfDirectoryAtPath(const std::string& path) const;
 };
-
-/// The whole file, or none when it cannot be read.
-std::optional<std::string> contentsOfFile(const std::string& path);
-
-/// When new content goes to the disk: at once, or in the system's own time, for what a power cut
-/// may take.
-enum class Flush { now, later };
-
-/// Replaces a file's content as one step: a temporary file beside the target, flushed to the disk,
-/// given the old file's mode and renamed over it. A symbolic link is followed and its target
-/// replaced. On failure the old file stands, no temporary file stays, and the result says why in a
-/// sentence; none means success.
-std::optional<std::string> writeFileAtomically(const std::string& bytes, const std::string& path,
-                                               Flush flush = Flush::now);

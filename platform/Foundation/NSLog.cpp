@@ -1,5 +1,5 @@
 #include "Foundation/NSLog.h"
 
-#include "Foundation/Machine.h"
+#include "System/Machine.h"
 
 void NSLogLine(const std::string& line) { Machine::current().console(line); }

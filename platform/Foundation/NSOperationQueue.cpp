@@ -1,7 +1,8 @@
 #include "Foundation/NSOperationQueue.h"
 
-#include "Foundation/Machine.h"
 #include "Foundation/NSException.h"
+#include "System/Condition.h"
+#include "System/Machine.h"
 
 #include <algorithm>
 #include <condition_variable>

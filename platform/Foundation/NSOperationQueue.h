@@ -2,8 +2,6 @@
 // while there is nothing to do.
 #pragma once
 
-#include "Foundation/Clock.h"
-
 #include <deque>
 #include <functional>
 #include <memory>

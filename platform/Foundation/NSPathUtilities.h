@@ -1,4 +1,4 @@
-// Where the standard folders lie.
+// Paths as text, and where the standard folders lie.
 #pragma once
 
 #include <string>
@@ -30,3 +30,14 @@ std::string NSUserName();
 /// The user's own temporary folder, without a trailing separator. Raises when it cannot be had
 /// safely.
 std::string NSTemporaryDirectory();
+
+/// Joined with exactly one separator.
+std::string stringByAppendingPathComponent(const std::string& path, const std::string& component);
+std::string lastPathComponent(const std::string& path);
+/// "/" for what lies in the root, "" for a bare name.
+std::string stringByDeletingLastPathComponent(const std::string& path);
+/// The text after the last component's last dot; empty for none, and for a name that only starts
+/// with a dot.
+std::string pathExtension(const std::string& path);
+std::string stringByDeletingPathExtension(const std::string& path);
+std::vector<std::string> pathComponents(const std::string& path);

@@ -2,11 +2,8 @@
 
 #include <algorithm>
 #include <array>
-#include <chrono>
-#include <condition_variable>
 #include <cstdio>
 #include <fstream>
-#include <mutex>
 #include <optional>
 #include <sys/random.h>
 #include <sys/utsname.h>
@@ -30,19 +27,6 @@ std::optional<std::string> valueInFile(const char* path, const std::string& name
         return value;
     }
     return std::nullopt;
-}
-
-struct SuddenTermination {
-    std::mutex mutex;
-    std::condition_variable changed;
-    int guards = 0;
-    bool closed = false;
-};
-
-SuddenTermination& suddenTermination() {
-    // Never destroyed: a thread may be blocked in it when the program ends.
-    static auto* instance = new SuddenTermination;
-    return *instance;
 }
 
 } // namespace
@@ -79,26 +63,4 @@ std::string globallyUniqueString() {
         text += digits.data();
     }
     return text;
-}
-
-NSSuddenTerminationGuard::NSSuddenTerminationGuard() {
-    auto& state = suddenTermination();
-    std::unique_lock lock(state.mutex);
-    state.changed.wait(lock, [&] { return !state.closed; });
-    ++state.guards;
-}
-
-NSSuddenTerminationGuard::~NSSuddenTerminationGuard() {
-    auto& state = suddenTermination();
-    std::lock_guard lock(state.mutex);
-    --state.guards;
-    state.changed.notify_all();
-}
-
-bool NSSuddenTerminationGuard::closeForGood(double seconds) {
-    auto& state = suddenTermination();
-    std::unique_lock lock(state.mutex);
-    state.closed = true;
-    return state.changed.wait_for(lock, std::chrono::duration<double>(seconds),
-                                  [&] { return state.guards == 0; });
 }

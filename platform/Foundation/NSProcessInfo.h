@@ -1,4 +1,4 @@
-// Facts about the machine, and the promise not to be ended in the middle of something.
+// Facts about the machine.
 #pragma once
 
 #include <cstdint>
@@ -11,17 +11,3 @@ int processorCount();
 std::uint64_t physicalMemory();
 /// A text that is unique across machines and time.
 std::string globallyUniqueString();
-
-/// While one lives, the program's orderly end waits a little: for work that must not be cut in two,
-/// such as replacing a file. Any thread.
-class NSSuddenTerminationGuard {
-public:
-    NSSuddenTerminationGuard();
-    ~NSSuddenTerminationGuard();
-    NSSuddenTerminationGuard(const NSSuddenTerminationGuard&) = delete;
-    NSSuddenTerminationGuard& operator=(const NSSuddenTerminationGuard&) = delete;
-
-    /// Waits in real time until none is alive, or at most so long. From then on a new one blocks
-    /// its thread, since the program is about to end.
-    static bool closeForGood(double seconds);
-};

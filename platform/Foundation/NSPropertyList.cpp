@@ -1,10 +1,7 @@
 #include "Foundation/NSPropertyList.h"
 
-#include "Foundation/NSException.h"
-#include "Foundation/NSFileManager.h"
 #include "Foundation/NSString.h"
 
-#include <algorithm>
 #include <charconv>
 #include <limits>
 
@@ -33,46 +30,6 @@ std::int64_t truncated(double number) {
 
 } // namespace
 
-NSDictionary::NSDictionary(std::initializer_list<std::pair<std::string, PropertyList>> list) {
-    for (const auto& [key, value] : list) {
-        setObject(value, key);
-    }
-}
-
-const PropertyList* NSDictionary::objectForKey(const std::string& key) const& {
-    const auto entry = std::find_if(entries.begin(), entries.end(),
-                                    [&](const auto& candidate) { return candidate.first == key; });
-    return entry != entries.end() ? &entry->second : nullptr;
-}
-
-std::optional<std::string> NSDictionary::stringForKey(const std::string& key) const {
-    const PropertyList* const value = objectForKey(key);
-    const std::string* const text = value ? value->string() : nullptr;
-    return text ? std::optional(*text) : std::nullopt;
-}
-
-void NSDictionary::setObject(PropertyList value, const std::string& key) {
-    const auto entry = std::find_if(entries.begin(), entries.end(),
-                                    [&](const auto& candidate) { return candidate.first == key; });
-    if (entry != entries.end()) {
-        entry->second = std::move(value);
-    } else {
-        entries.emplace_back(key, std::move(value));
-    }
-}
-
-void NSDictionary::removeObjectForKey(const std::string& key) {
-    std::erase_if(entries, [&](const auto& entry) { return entry.first == key; });
-}
-
-bool NSDictionary::operator==(const NSDictionary& other) const {
-    return count() == other.count() &&
-           std::all_of(entries.begin(), entries.end(), [&](const auto& entry) {
-               const PropertyList* const value = other.objectForKey(entry.first);
-               return value && *value == entry.second;
-           });
-}
-
 std::optional<double> PropertyList::number() const {
     if (const double* const real = std::get_if<double>(&value)) {
         return *real;
@@ -96,26 +53,4 @@ std::optional<std::int64_t> PropertyList::integer() const {
     }
     const std::string* const text = string();
     return text ? wholeNumber(*text) : std::nullopt;
-}
-
-std::optional<NSDictionary> dictionaryWithContentsOfFile(const std::string& path) {
-    const std::optional<std::string> bytes = contentsOfFile(path);
-    if (!bytes) {
-        return std::nullopt;
-    }
-    try {
-        PropertyList list = propertyListFromData(*bytes);
-        auto* const dictionary = std::get_if<NSDictionary>(&list.value);
-        return dictionary ? std::optional(std::move(*dictionary)) : std::nullopt;
-    } catch (const NSException&) {
-        return std::nullopt;
-    }
-}
-
-bool writeDictionaryToFile(const NSDictionary& dictionary, const std::string& path) {
-    try {
-        return !writeFileAtomically(xmlDataFromPropertyList(dictionary), path);
-    } catch (const NSException&) {
-        return false;
-    }
 }

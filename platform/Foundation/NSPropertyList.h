@@ -1,50 +1,17 @@
 // Property lists as values: what the settings files, bundles and reports are made of.
 #pragma once
 
-#include <chrono>
+#include "Foundation/NSDate.h"
+#include "Foundation/NSDictionary.h"
+
 #include <cstdint>
-#include <initializer_list>
-#include <memory>
 #include <optional>
 #include <string>
-#include <utility>
 #include <variant>
 #include <vector>
 
-class PropertyList;
-
 using NSArray = std::vector<PropertyList>;
 using NSData = std::vector<std::uint8_t>;
-/// To the second, as the XML form has it; far past and far future included.
-using NSDate = std::chrono::sys_seconds;
-
-/// A dictionary that keeps its keys in the order in which they came.
-class NSDictionary {
-    using Entries = std::vector<std::pair<std::string, PropertyList>>;
-
-public:
-    NSDictionary() = default;
-    NSDictionary(std::initializer_list<std::pair<std::string, PropertyList>> entries);
-
-    /// None for a missing key. Valid until the dictionary changes or goes.
-    const PropertyList* objectForKey(const std::string& key) const&;
-    const PropertyList* objectForKey(const std::string& key) const&& = delete;
-    /// The text under a key; none when there is no such text.
-    std::optional<std::string> stringForKey(const std::string& key) const;
-    /// Replaces the value in its place, or adds the key at the end.
-    void setObject(PropertyList value, const std::string& key);
-    void removeObjectForKey(const std::string& key);
-
-    std::size_t count() const;
-    Entries::const_iterator begin() const;
-    Entries::const_iterator end() const;
-
-    /// Equality looks at keys and values, not at their order.
-    bool operator==(const NSDictionary& other) const;
-
-private:
-    Entries entries;
-};
 
 /// A whole number of the platform's range: 64 bits, signed or unsigned.
 struct NSInteger64 {
@@ -95,19 +62,3 @@ public:
 
     Value value;
 };
-
-// Here, because they need to know the size of an entry.
-inline std::size_t NSDictionary::count() const { return entries.size(); }
-inline NSDictionary::Entries::const_iterator NSDictionary::begin() const { return entries.begin(); }
-inline NSDictionary::Entries::const_iterator NSDictionary::end() const { return entries.end(); }
-
-/// Reads a list in any of the three forms: XML, binary, the old text form.
-/// Raises NSParseErrorException for anything else, text cut short included.
-PropertyList propertyListFromData(const std::string& bytes);
-/// The XML form.
-std::string xmlDataFromPropertyList(const PropertyList& list);
-
-/// None when the file is missing, unreadable or no dictionary; never raises.
-std::optional<NSDictionary> dictionaryWithContentsOfFile(const std::string& path);
-/// Writes the XML form as writeFileAtomically does (NSFileManager.h). False on failure.
-bool writeDictionaryToFile(const NSDictionary& dictionary, const std::string& path);

@@ -1,12 +1,16 @@
+#include "Foundation/NSPropertyListSerialization.h"
+
 #include "Foundation/NSException.h"
 #include "Foundation/NSOldStylePropertyListParser.h"
-#include "Foundation/NSPropertyList.h"
-#include "Foundation/PropertyListCheck.h"
+#include "System/BinaryPropertyListCheck.h"
+#include "System/PropertyListError.h"
+#include "System/XMLPropertyListCheck.h"
 
 #include <clocale>
 #include <cstdio>
 #include <cstdlib>
 #include <limits>
+#include <memory>
 #include <plist/plist.h>
 
 namespace {
@@ -83,7 +87,7 @@ NSDate dateOfNode(plist_t node) {
                                   &minute, &second);
     const std::chrono::year_month_day date{std::chrono::year(year), std::chrono::month(month),
                                            std::chrono::day(day)};
-    requireOfPropertyList(found == 6 && date.ok(), "a date is none");
+    PropertyListError::unless(found == 6 && date.ok(), "a date is none that the calendar has");
     return std::chrono::sys_days(date) + std::chrono::hours(hour) + std::chrono::minutes(minute) +
            std::chrono::seconds(second);
 }
@@ -230,18 +234,9 @@ bool isXML(std::string_view text) {
     return false;
 }
 
-} // namespace
-
-void requireOfPropertyList(bool condition, const char* problem) {
-    if (!condition) {
-        throw NSException(NSParseErrorException, std::string("No property list: ") + problem);
-    }
-}
-
-PropertyList propertyListFromData(const std::string& data) {
-    requireOfPropertyList(data.size() <= std::numeric_limits<std::uint32_t>::max(),
-                          "it is too large");
-    std::string_view bytes = data;
+PropertyList listOfBytes(std::string_view bytes) {
+    PropertyListError::unless(bytes.size() <= std::numeric_limits<std::uint32_t>::max(),
+                              "it is too large");
     if (bytes.starts_with("\xEF\xBB\xBF")) {
         bytes.remove_prefix(3);
     }
@@ -258,8 +253,18 @@ PropertyList propertyListFromData(const std::string& data) {
         return NSOldStylePropertyListParser(bytes, depthLimit).parse();
     }
     const Node owner(node);
-    requireOfPropertyList(node != nullptr, "an element is damaged");
+    PropertyListError::unless(node != nullptr, "an element is damaged");
     return listOfNode(node);
+}
+
+} // namespace
+
+PropertyList propertyListFromData(const std::string& data) {
+    try {
+        return listOfBytes(data);
+    } catch (const PropertyListError& error) {
+        throw NSException(NSParseErrorException, std::string("No property list: ") + error.what());
+    }
 }
 
 std::string xmlDataFromPropertyList(const PropertyList& list) {

@@ -5,33 +5,23 @@
 // before the time-out that waited for it.
 #pragma once
 
-#include "Foundation/Clock.h"
 #include "Foundation/NSTimer.h"
+#include "System/MainLoop.h"
 
-#include <cstdint>
 #include <deque>
 #include <functional>
-#include <map>
 #include <memory>
 #include <mutex>
 #include <set>
-#include <thread>
 
 /// Timers belong to the default mode and wait while the modal-panel mode runs; performed work and
 /// descriptors are served in both.
 enum class NSRunLoopMode { defaultMode, modalPanel };
 
-class NSRunLoop {
+class NSRunLoop : public MainLoop {
 public:
-    using DescriptorHandler = std::function<void(std::uint32_t events)>;
-
     /// The loop of the main thread, which is the thread that asks first.
     static NSRunLoop& mainRunLoop();
-    ~NSRunLoop();
-    NSRunLoop(const NSRunLoop&) = delete;
-    NSRunLoop& operator=(const NSRunLoop&) = delete;
-
-    bool isCurrentThread() const;
 
     /// Has the main thread run `work` later, in order with other such work. Any thread.
     void performBlock(std::function<void()> work);
@@ -45,17 +35,21 @@ public:
     /// When the next timer of the current mode is due.
     Clock::Deadline nextTimer() const;
     /// Readable when runReady() has something to do.
-    int fileDescriptor() const { return epollDescriptor; }
+    int fileDescriptor() { return pollSet().fileDescriptor(); }
     /// Leaves the innermost runUntil's wait, which then asks its `done` again. Any thread.
-    void wakeUp();
+    void wakeUp() { pollSet().wakeUp(); }
+    /// In the current mode.
+    bool serveUntil(const std::function<bool()>& done, Clock::Deadline deadline) override {
+        return runUntil(done, deadline, mode);
+    }
 
     NSRunLoopMode currentMode() const { return mode; }
 
     /// Calls `handler` on the main thread whenever one of `events` (EPOLLIN, …) is there, until it
     /// is removed. The descriptor stays the caller's. Main thread.
-    void addDescriptor(int descriptor, std::uint32_t events, DescriptorHandler handler);
+    void addDescriptor(int descriptor, std::uint32_t events, PollSet::Handler handler);
     void changeDescriptor(int descriptor, std::uint32_t events);
-    void removeDescriptor(int descriptor);
+    void removeDescriptor(int descriptor) { pollSet().remove(descriptor); }
 
 private:
     friend class NSTimer;
@@ -70,25 +64,18 @@ private:
         }
     };
 
-    NSRunLoop();
+    NSRunLoop() = default;
+    ~NSRunLoop() override = default;
     void addTimer(std::shared_ptr<NSTimer> timer, Clock::Time time);
     void removeTimer(const NSTimer& timer);
-    void armTimerDescriptor();
+    void setAlarm();
     void runPerformed();
     void runTimers();
-    void pollDescriptors(Clock::Deadline deadline);
     void setMode(NSRunLoopMode newMode);
 
-    const std::thread::id mainThread;
-    int epollDescriptor = -1;
-    int wakeDescriptor = -1;
-    int timerDescriptor = -1;
-    Clock::Deadline armedFor; // when the timer descriptor will ring
-    Parking parking;
     NSRunLoopMode mode = NSRunLoopMode::defaultMode;
     std::set<Due> timers;
     std::uint64_t nextOrder = 0;
-    std::map<int, std::shared_ptr<DescriptorHandler>> handlers;
     std::mutex mutex; // guards performed
     std::deque<std::function<void()>> performed;
 };

@@ -1,4 +1,4 @@
-// Text and path operations under the platform's names, on UTF-8 std::string.
+// Text operations under the platform's names, on UTF-8 std::string.
 #pragma once
 
 #include <cstddef>
@@ -9,7 +9,6 @@
 #include <string_view>
 #include <type_traits>
 #include <variant>
-#include <vector>
 
 /// One value for a conversion of a format. A text stays the caller's, and must outlive this.
 class FormatArgument {
@@ -56,14 +55,3 @@ std::u32string charactersOfString(const std::string& text);
 
 /// Whether the bytes are well-formed UTF-8.
 bool isValidUTF8(const std::string& bytes);
-
-/// Joined with exactly one separator.
-std::string stringByAppendingPathComponent(const std::string& path, const std::string& component);
-std::string lastPathComponent(const std::string& path);
-/// "/" for what lies in the root, "" for a bare name.
-std::string stringByDeletingLastPathComponent(const std::string& path);
-/// The text after the last component's last dot; empty for none, and for a name that only starts
-/// with a dot.
-std::string pathExtension(const std::string& path);
-std::string stringByDeletingPathExtension(const std::string& path);
-std::vector<std::string> pathComponents(const std::string& path);

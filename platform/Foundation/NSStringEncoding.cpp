@@ -9,76 +9,10 @@
 
 namespace {
 
-/// The system's name for an encoding; none when it is not of the table.
-const char* nameOf(NSStringEncoding encoding) {
-    switch (encoding) {
-    case NSASCIIStringEncoding:
-        return "ASCII";
-    case NSJapaneseEUCStringEncoding:
-        return "EUC-JP";
-    case NSUTF8StringEncoding:
-        return "UTF-8";
-    case NSISOLatin1StringEncoding:
-        return "ISO-8859-1";
-    case NSShiftJISStringEncoding:
-        return "SHIFT-JIS";
-    case NSISOLatin2StringEncoding:
-        return "ISO-8859-2";
-    case NSWindowsCP1251StringEncoding:
-        return "CP1251";
-    case NSWindowsCP1252StringEncoding:
-        return "CP1252";
-    case NSWindowsCP1253StringEncoding:
-        return "CP1253";
-    case NSWindowsCP1254StringEncoding:
-        return "CP1254";
-    case NSWindowsCP1250StringEncoding:
-        return "CP1250";
-    case NSISO2022JPStringEncoding:
-        return "ISO-2022-JP";
-    case NSMacOSRomanStringEncoding:
-        return "MACINTOSH";
-    case NSUTF16StringEncoding:
-    case NSUTF16BigEndianStringEncoding:
-        return "UTF-16BE";
-    case NSUTF16LittleEndianStringEncoding:
-        return "UTF-16LE";
-    case NSUTF32StringEncoding:
-    case NSUTF32BigEndianStringEncoding:
-        return "UTF-32BE";
-    case NSUTF32LittleEndianStringEncoding:
-        return "UTF-32LE";
-    }
-    return nullptr;
-}
-
-bool startsWith(const NSData& bytes, const std::vector<std::uint8_t>& mark) {
-    return bytes.size() >= mark.size() && std::equal(mark.begin(), mark.end(), bytes.begin());
-}
-
-struct Marked {
-    NSStringEncoding encoding;
-    std::size_t length; // of the mark
-};
-
-/// The byte order that a mark at the start of the bytes gives.
-Marked byMark(const NSData& bytes, NSStringEncoding encoding) {
-    if (encoding == NSUTF16StringEncoding) {
-        const bool little = startsWith(bytes, {0xFF, 0xFE});
-        const bool big = startsWith(bytes, {0xFE, 0xFF});
-        return {little ? NSUTF16LittleEndianStringEncoding : NSUTF16BigEndianStringEncoding,
-                little || big ? 2U : 0U};
-    }
-    if (encoding == NSUTF32StringEncoding) {
-        const bool little = startsWith(bytes, {0xFF, 0xFE, 0, 0});
-        const bool big = startsWith(bytes, {0, 0, 0xFE, 0xFF});
-        return {little ? NSUTF32LittleEndianStringEncoding : NSUTF32BigEndianStringEncoding,
-                little || big ? 4U : 0U};
-    }
-    return {encoding, 0};
-}
-
-std::optional<std::string> convert(const char* name, char* input, std::size_t left) {
+/// Converts from an encoding of the system's name, past a mark at the start.
+std::optional<std::string> convert(const char* name, NSData& bytes, std::size_t mark) {
+    char* input = reinterpret_cast<char*>(bytes.data()) + mark;
+    std::size_t left = bytes.size() - mark;
     const iconv_t converter = iconv_open("UTF-8", name);
     if (reinterpret_cast<std::intptr_t>(converter) == -1) {
         return std::nullopt;
@@ -113,11 +47,15 @@ std::optional<std::string> stringWithData(const NSData& bytes, NSStringEncoding 
         std::string text(bytes.begin(), bytes.end());
         return plain || isValidUTF8(text) ? std::optional(std::move(text)) : std::nullopt;
     }
-    const auto marked = byMark(bytes, encoding);
-    const char* name = nameOf(marked.encoding);
-    if (name == nullptr) {
+    const bool little = bytes.size() >= 2 && bytes[0] == 0xFF && bytes[1] == 0xFE;
+    const bool marked = little || (bytes.size() >= 2 && bytes[0] == 0xFE && bytes[1] == 0xFF);
+    NSData input(bytes);
+    switch (encoding) {
+    case NSISOLatin1StringEncoding:
+        return convert("ISO-8859-1", input, 0);
+    case NSUTF16StringEncoding:
+        return convert(little ? "UTF-16LE" : "UTF-16BE", input, marked ? 2 : 0);
+    default:
         return std::nullopt;
     }
-    NSData input(bytes.begin() + static_cast<std::ptrdiff_t>(marked.length), bytes.end());
-    return convert(name, reinterpret_cast<char*>(input.data()), input.size());
 }

@@ -1,11 +1,12 @@
 #include "Foundation/NSTask.h"
 
-#include "Foundation/DescriptorWait.h"
 #include "Foundation/NSException.h"
-#include "Foundation/PipeReader.h"
+#include "System/Machine.h"
+#include "System/PipeReader.h"
 
 #include <csignal>
 #include <fcntl.h>
+#include <system_error>
 #include <unistd.h>
 
 namespace {
@@ -28,6 +29,28 @@ int descriptorOf(const NSTask::Stream& stream, int own) {
 /// One of this wait's own, since another wait for the same tool may be under way; -1 for none.
 int duplicate(int descriptor) {
     return descriptor >= 0 ? fcntl(descriptor, F_DUPFD_CLOEXEC, 0) : -1;
+}
+
+/// Where what a tool writes is read; -1 for a stream that is no pipe.
+int readingEnd(const NSTask::Stream& stream) {
+    const auto pipe = pipeOf(stream);
+    return pipe ? pipe->fileHandleForReading()->fileDescriptor() : -1;
+}
+
+NSData takeRest(PipeReader& reader, const NSTask::Stream& stream) {
+    auto bytes = reader.takeRest();
+    if (const auto pipe = pipeOf(stream)) {
+        pipe->fileHandleForReading()->closeFile();
+    }
+    return bytes;
+}
+
+std::shared_ptr<LaunchedProcess> launchProgram(const LaunchRequest& request) {
+    try {
+        return Machine::current().launch(request);
+    } catch (const std::system_error& error) {
+        throw NSException(NSInvalidArgumentException, error.what());
+    }
 }
 
 void closeWriting(const NSTask::Stream& stream) {
@@ -53,7 +76,7 @@ void NSTask::start() {
     request.standardInput = descriptorOf(input, STDIN_FILENO);
     request.standardOutput = descriptorOf(output, STDOUT_FILENO);
     request.standardError = descriptorOf(error, STDERR_FILENO);
-    std::shared_ptr<LaunchedProcess> started = Machine::current().launch(request);
+    std::shared_ptr<LaunchedProcess> started = launchProgram(request);
     if (const auto pipe = pipeOf(input)) {
         pipe->fileHandleForReading()->closeFile();
         pipe->fileHandleForWriting()->closeFile();
@@ -98,8 +121,8 @@ NSTask::Output NSTask::launchAndRead() {
     start();
     const auto tool = launched();
     DescriptorWait waiting;
-    PipeReader outputReader(pipeOf(output), waiting);
-    PipeReader errorReader(pipeOf(error), waiting);
+    PipeReader outputReader(readingEnd(output), waiting);
+    PipeReader errorReader(readingEnd(error), waiting);
     const FileDescriptor exit(duplicate(tool->exitDescriptor()));
     // The pipes' ends before the tool's own would wake this thread for nothing, so its writing ends
     // stay open until then.
@@ -130,7 +153,7 @@ NSTask::Output NSTask::launchAndRead() {
     if (!exit) {
         waitUntilExit();
     }
-    return {outputReader.takeRest(), errorReader.takeRest()};
+    return {takeRest(outputReader, output), takeRest(errorReader, error)};
 }
 
 void NSTask::terminate() {

@@ -1,8 +1,8 @@
 // One run of an external program. Set up, launched once, then waited for or ended.
 #pragma once
 
-#include "Foundation/Machine.h"
 #include "Foundation/NSPipe.h"
+#include "System/LaunchedProcess.h"
 
 #include <atomic>
 #include <memory>

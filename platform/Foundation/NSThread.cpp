@@ -1,8 +1,9 @@
 #include "Foundation/NSThread.h"
 
-#include "Foundation/Machine.h"
 #include "Foundation/NSException.h"
 #include "Foundation/NSRunLoop.h"
+#include "System/Condition.h"
+#include "System/Machine.h"
 
 #include <exception>
 #include <mutex>
@@ -42,19 +43,6 @@ void NSThread::sleepForTimeInterval(double seconds) {
 }
 
 std::size_t NSThread::running() { return runningThreads; }
-
-bool NSThread::waitForAll(double seconds) {
-    const auto end = std::chrono::steady_clock::now() + durationOfSeconds(seconds);
-    while (runningThreads > 0) {
-        if (std::chrono::steady_clock::now() >= end) {
-            return false;
-        }
-        NSRunLoop::mainRunLoop().runReady();
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-    NSRunLoop::mainRunLoop().runReady();
-    return true;
-}
 
 void performOnMainThread(std::function<void()> work, bool waitUntilDone) {
     NSRunLoop& loop = NSRunLoop::mainRunLoop();

@@ -1,11 +1,10 @@
 // Threads of the panel's own, and work for the main thread.
 #pragma once
 
-#include "Foundation/Clock.h"
-
 #include <atomic>
 #include <functional>
 #include <memory>
+#include <utility>
 
 /// A thread with the flags that its starter may ask for. Its body keeps alive whatever it captures,
 /// and lets it go when it ends. An exception that leaves the body is written to the console.
@@ -30,9 +29,6 @@ public:
 
     /// How many threads started here have not ended.
     static std::size_t running();
-    /// Waits in real time until none is left, or at most so long; serves the main run loop
-    /// meanwhile. Main thread.
-    static bool waitForAll(double seconds);
 
 private:
     struct Flags {

@@ -1,8 +1,8 @@
 #include "Foundation/NSTimer.h"
 
-#include "Foundation/Machine.h"
 #include "Foundation/NSException.h"
 #include "Foundation/NSRunLoop.h"
+#include "System/Machine.h"
 
 #include <algorithm>
 

@@ -1,7 +1,7 @@
 // A timer of the main run loop's default mode. Main thread only.
 #pragma once
 
-#include "Foundation/Clock.h"
+#include "System/Clock.h"
 
 #include <cstdint>
 #include <functional>

@@ -2,10 +2,10 @@
 // glides there.
 #pragma once
 
-#include "Foundation/Clock.h"
-#include "Foundation/Machine.h"
 #include "QuartzCore/CAMediaTimingFunction.h"
 #include "QuartzCore/CGGeometry.h"
+#include "System/Clock.h"
+#include "System/Machine.h"
 
 #include <chrono>
 

@@ -1,9 +1,9 @@
 #include "Security/Authorization.h"
 
-#include "Foundation/FileDescriptor.h"
-#include "Foundation/NSException.h"
 #include "Security/AuthorizationHelper.h"
 #include "Security/AuthorizationProtocol.h"
+#include "System/FileDescriptor.h"
+#include "System/Machine.h"
 
 #include <algorithm>
 #include <array>
@@ -11,6 +11,7 @@
 #include <fcntl.h>
 #include <map>
 #include <mutex>
+#include <system_error>
 #include <unistd.h>
 
 /// One authorization. Its helper, where it has one, is asked one thing at a time.
@@ -107,7 +108,7 @@ OSStatus launchAsThisUser(const std::string& path, const std::vector<std::string
                                    .arguments = arguments,
                                    .standardInput = null.get(),
                                    .standardOutput = writingEnd.get()});
-    } catch (const NSException&) {
+    } catch (const std::system_error&) {
         return errAuthorizationToolExecuteFailure;
     }
     if (output != nullptr) {

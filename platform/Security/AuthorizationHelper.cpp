@@ -1,14 +1,15 @@
 #include "Security/AuthorizationHelper.h"
 
-#include "Foundation/NSException.h"
 #include "Foundation/NSLog.h"
 #include "Security/AuthorizationProtocol.h"
+#include "System/Machine.h"
 
 #include <array>
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/uio.h>
+#include <system_error>
 
 namespace {
 
@@ -123,7 +124,7 @@ AuthorizationHelper::start(const std::optional<Credentials>& credentials, OSStat
         status = errAuthorizationSuccess;
         return std::unique_ptr<AuthorizationHelper>(
             new AuthorizationHelper(std::move(process), std::move(ours)));
-    } catch (const NSException&) {
+    } catch (const std::system_error&) {
         return nullptr;
     }
 }

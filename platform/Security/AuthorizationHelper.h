@@ -2,9 +2,9 @@
 // runs tools as the superuser for this process until it is let go.
 #pragma once
 
-#include "Foundation/FileDescriptor.h"
-#include "Foundation/Machine.h"
 #include "Security/Authorization.h"
+#include "System/FileDescriptor.h"
+#include "System/Machine.h"
 
 #include <memory>
 #include <optional>

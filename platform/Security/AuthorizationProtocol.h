@@ -4,7 +4,7 @@
 // links nothing else.
 #pragma once
 
-#include "Foundation/FileDescriptor.h"
+#include "System/FileDescriptor.h"
 
 #include <cstddef>
 #include <cstdint>

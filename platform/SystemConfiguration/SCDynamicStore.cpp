@@ -1,6 +1,6 @@
 #include "SystemConfiguration/SCDynamicStore.h"
 
-#include "Foundation/Machine.h"
+#include "System/Machine.h"
 
 std::optional<std::string> SCDynamicStoreCopyConsoleUser() {
     return Machine::current().consoleUser();

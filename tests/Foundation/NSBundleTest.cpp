@@ -2,6 +2,7 @@
 
 #include "Foundation/NSFileManager.h"
 #include "support/TestMachine.h"
+#include "System/FileReplacement.h"
 
 #include <dlfcn.h>
 #include <plist/plist.h>

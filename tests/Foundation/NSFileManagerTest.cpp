@@ -1,6 +1,8 @@
 #include "Foundation/NSFileManager.h"
 
 #include "support/TemporaryDirectory.h"
+#include "System/FileReading.h"
+#include "System/FileReplacement.h"
 
 #include <array>
 #include <csignal>

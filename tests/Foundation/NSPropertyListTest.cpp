@@ -2,6 +2,7 @@
 
 #include "Foundation/NSException.h"
 #include "Foundation/NSFileManager.h"
+#include "Foundation/NSPropertyListSerialization.h"
 #include "support/TemporaryDirectory.h"
 
 #include <clocale>

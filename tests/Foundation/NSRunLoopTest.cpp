@@ -3,7 +3,9 @@
 #include "Foundation/NSOperationQueue.h"
 #include "Foundation/NSPipe.h"
 #include "Foundation/NSThread.h"
+#include "support/RealTime.h"
 #include "support/TestMachine.h"
+#include "System/Machine.h"
 
 #include <sys/epoll.h>
 #include <sys/resource.h>
@@ -105,7 +107,7 @@ TEST_F(NSRunLoopTest, AQueueRunsInOrderOneAtATimeWhoeverDrains) {
     }
     NSOperationQueue::drainAll();
     EXPECT_EQ(events, "a@3 b@6 c@9 ");
-    EXPECT_TRUE(NSThread::waitForAll(10));
+    EXPECT_TRUE(threadsEnd());
 }
 
 } // namespace

@@ -1,4 +1,5 @@
 #include "Foundation/NSString.h"
+#include "Foundation/NSPathUtilities.h"
 #include "Foundation/NSStringEncoding.h"
 
 #include <gtest/gtest.h>
@@ -63,9 +64,7 @@ TEST(NSStringTest, BytesAreDecodedByThePlatformsNumbers) {
           Case{4, "12345678\xFF", {}}, Case{5, "\xE9", "é"},
           Case{10, std::string("\x20\xAC", 2), "€"}, Case{10, {"\xFF\xFE\xAC\x20", 4}, "€"},
           Case{10, {"\xFE\xFF\x20\xAC", 4}, "€"}, Case{10, {"\xD8\x00", 2}, {}}, Case{10, "a", {}},
-          Case{10, "", ""}, Case{12, "\x80", "€"}, Case{30, "\xDB", "€"},
-          Case{0x94000100, {"\xAC\x20", 2}, "€"}, Case{0x8c000100, {"\x00\x00\x20\xAC", 4}, "€"},
-          Case{77, "a", {}}}) {
+          Case{10, "", ""}, Case{77, "a", {}}}) {
         EXPECT_EQ(stringWithData(NSData(bytes.begin(), bytes.end()), NSStringEncoding(encoding)),
                   text)
             << encoding;

@@ -1,8 +1,8 @@
 #include "Security/Authorization.h"
-#include "Foundation/FileDescriptor.h"
 #include "Security/AuthorizationProtocol.h"
 #include "support/RealTime.h"
 #include "support/TestMachine.h"
+#include "System/FileDescriptor.h"
 
 #include <algorithm>
 #include <csignal>

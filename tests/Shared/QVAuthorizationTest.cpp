@@ -4,6 +4,8 @@
 #include "RecordingMachine.h"
 #include "support/RealTime.h"
 #include "support/TestUser.h"
+#include "System/FileReading.h"
+#include "System/Machine.h"
 
 #include <thread>
 

@@ -9,6 +9,9 @@
 #include "Shared/QVAuthorization.h"
 #include "support/RealTime.h"
 #include "support/TestUser.h"
+#include "System/FileReading.h"
+#include "System/Machine.h"
+#include "System/SandboxMachine.h"
 
 #include <fstream>
 #include <linux/capability.h>

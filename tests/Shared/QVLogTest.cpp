@@ -1,7 +1,9 @@
 #include "LogFixture.h"
 
+#include "Foundation/NSString.h"
 #include "Shared/QVException.h"
 #include "Shared/QVLocalPaths.h"
+#include "System/FileReading.h"
 
 #include <filesystem>
 #include <future>

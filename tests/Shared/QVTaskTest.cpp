@@ -3,8 +3,9 @@
 #include "Foundation/NSException.h"
 #include "Foundation/NSRunLoop.h"
 #include "Foundation/NSThread.h"
-#include "Foundation/ProcessReaper.h"
 #include "Shared/QVTask.h"
+#include "support/RealTime.h"
+#include "System/ProcessReaper.h"
 
 #include <csignal>
 #include <fcntl.h>
@@ -177,7 +178,7 @@ TEST_F(TaskTest, deliversOutputAsItComes) {
         const auto task = QVTask::create();
         const auto listener = std::make_shared<Listener>();
         task->asyncDataFromTask(path, script(text), listener, &Listener::take, object);
-        ASSERT_TRUE(NSThread::waitForAll(60));
+        ASSERT_TRUE(threadsEnd());
         EXPECT_EQ(listener->text, expected);
         EXPECT_EQ(listener->ends, std::vector<std::shared_ptr<void>>{object});
         EXPECT_EQ(task->theTask(), nullptr);
@@ -191,7 +192,7 @@ TEST_F(TaskTest, deliversOutputAsItComes) {
         std::this_thread::yield();
     }
     task->terminateAsyncTask();
-    ASSERT_TRUE(NSThread::waitForAll(60));
+    ASSERT_TRUE(threadsEnd());
     EXPECT_TRUE(listener.use_count() == 1 && listener->ends.empty()) << "told after the end";
     task->launchAsyncTask();
     expectReports({"Unable to launch async task - no task set"}, {});
@@ -210,7 +211,7 @@ TEST_F(TaskTest, leavesNothingBehind) {
     };
     ProcessReaper::shared(); // it and the null device have a descriptor each for good
     onBothThreads(work);
-    NSThread::waitForAll(60);
+    threadsEnd();
     const auto before = descriptorsAndZombies();
     onBothThreads([&] {
         for (int run = 0; run < 2'500; ++run) {

@@ -1,8 +1,11 @@
 #include "pane/PaneFixture.h"
 
+#include "Foundation/NSPropertyListSerialization.h"
 #include "Foundation/NSRunLoop.h"
 #include "pane/Tolvin.h"
 #include "Shared/QVAuthorization.h"
+#include "support/RealTime.h"
+#include "System/Machine.h"
 
 #include <filesystem>
 #include <fstream>
@@ -57,7 +60,7 @@ void PaneTest::runFor(double seconds) {
 void PaneTest::runUntilIdle() {
     NSRunLoop::mainRunLoop().runUntil([] { return NSThread::running() == 0; },
                                       clock->now() + std::chrono::minutes(5));
-    NSThread::waitForAll(5); // the last one may still be on its last instructions
+    threadsEnd(); // the last one may still be on its last instructions
 }
 
 void PaneTest::toggle() { masterSwitch().accessibilityPerformPress(); }

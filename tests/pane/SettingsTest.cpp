@@ -1,5 +1,8 @@
 #include "Foundation/NSFileManager.h"
+#include "Foundation/NSPropertyListSerialization.h"
 #include "pane/PaneFixture.h"
+#include "System/FileReading.h"
+#include "System/FileReplacement.h"
 
 #include <filesystem>
 

@@ -1,9 +1,11 @@
 #include "pane/SimulatedMachine.h"
 
 #include "Foundation/NSFileManager.h"
+#include "Foundation/NSPathUtilities.h"
 #include "Foundation/NSPropertyList.h"
 #include "Foundation/NSRunLoop.h"
 #include "Foundation/NSString.h"
+#include "System/Condition.h"
 
 #include <fcntl.h>
 #include <filesystem>

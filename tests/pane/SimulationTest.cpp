@@ -1,6 +1,7 @@
 #include "pane/PaneFixture.h"
 #include "pane/SimulatedLogin.h"
 #include "Shared/QVAuthorization.h"
+#include "System/Machine.h"
 
 #include <cstdlib>
 #include <filesystem>

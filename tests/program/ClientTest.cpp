@@ -98,7 +98,7 @@ protected:
 
     const std::string root = machine->root();
     const std::string build = BINARY_DIRECTORY;
-    const std::string library = root + "/Users/" + Machine().userName() + "/Library";
+    const std::string library = root + "/Users/" + RealMachine().userName() + "/Library";
     NSPipe script, told;
     std::unique_ptr<LaunchedProcess> client, window;
     const std::string on = "masterSwitch = 1 (enabled)\n", off = "masterSwitch = 0 (enabled)\n";

@@ -2,6 +2,8 @@
 
 #include "Foundation/NSRunLoop.h"
 #include "Foundation/NSThread.h"
+#include "System/Machine.h"
+#include "System/SandboxMachine.h"
 
 #include <filesystem>
 #include <fstream>

@@ -2,9 +2,10 @@
 // test's hands.
 #pragma once
 
-#include "Foundation/Machine.h"
 #include "support/TemporaryDirectory.h"
 #include "support/VirtualClock.h"
+#include "System/RealClock.h"
+#include "System/SandboxMachine.h"
 
 #include <atomic>
 #include <gtest/gtest.h>

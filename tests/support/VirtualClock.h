@@ -3,7 +3,7 @@
 // is the same.
 #pragma once
 
-#include "Foundation/Clock.h"
+#include "System/Clock.h"
 
 #include <atomic>
 #include <list>

@@ -1,4 +1,5 @@
 #include "Foundation/NSPropertyList.h"
+#include "Foundation/NSPropertyListSerialization.h"
 #include "Foundation/NSString.h"
 #include "support/PrivateBus.h"
 

@@ -1,9 +1,11 @@
 #include "Job.h"
 
 #include "Failure.h"
-#include "Foundation/FileDescriptor.h"
-#include "Foundation/Machine.h"
 #include "Foundation/NSPropertyList.h"
+#include "Foundation/NSPropertyListSerialization.h"
+#include "System/FileDescriptor.h"
+#include "System/FileReading.h"
+#include "System/Machine.h"
 
 #include <algorithm>
 #include <array>
@@ -34,20 +36,11 @@ std::string trustedContent(const std::string& path) {
     if (!S_ISREG(status.st_mode) || status.st_size > largestFile) {
         fail("%@ is no job file", path);
     }
-    std::string content(static_cast<std::size_t>(status.st_size), '\0');
-    std::size_t length = 0;
-    while (length < content.size()) {
-        const auto count = read(file.get(), content.data() + length, content.size() - length);
-        if (count < 0 && errno != EINTR) {
-            fail("Couldn't read %@: %@", path, std::strerror(errno));
-        }
-        if (count == 0) {
-            break;
-        }
-        length += count > 0 ? static_cast<std::size_t>(count) : 0;
+    auto content = contentsOfDescriptor(file.get());
+    if (!content) {
+        fail("Couldn't read %@: %@", path, std::strerror(errno));
     }
-    content.resize(length);
-    return content;
+    return std::move(*content);
 }
 
 NSDictionary dictionaryIn(const std::string& path) {

@@ -1,6 +1,7 @@
 #include "JobName.h"
 
 #include "Failure.h"
+#include "Foundation/NSString.h"
 
 #include <charconv>
 #include <cstdint>

@@ -1,9 +1,10 @@
 #include "SupervisedJob.h"
 
 #include "Failure.h"
-#include "Foundation/Machine.h"
 #include "Foundation/NSFileManager.h"
 #include "Foundation/NSLog.h"
+#include "Foundation/NSString.h"
+#include "System/Machine.h"
 
 #include <array>
 #include <cerrno>

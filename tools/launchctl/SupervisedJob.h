@@ -4,7 +4,7 @@
 // nothing behind that could be taken for a job.
 #pragma once
 
-#include "Foundation/FileDescriptor.h"
+#include "System/FileDescriptor.h"
 
 #include <string>
 #include <sys/types.h>

@@ -1,7 +1,7 @@
 #include "Supervisor.h"
 
 #include "Failure.h"
-#include "Foundation/Machine.h"
+#include "System/Machine.h"
 
 #include <algorithm>
 #include <array>
@@ -164,7 +164,7 @@ void Supervisor::endGroup(pid_t group) {
     }
     kill(-group, SIGTERM);
     kill(-group, SIGCONT);
-    std::optional deadline = Machine::current().clock().now() + job.exitTimeOut;
+    Clock::Deadline deadline = Machine::current().clock().now() + job.exitTimeOut;
     while (!isGone()) {
         if (nextEvent(false, deadline) == Event::due) {
             kill(-group, SIGKILL);
@@ -173,15 +173,13 @@ void Supervisor::endGroup(pid_t group) {
     }
 }
 
-Supervisor::Event Supervisor::nextEvent(bool heedsTermination, std::optional<Time> deadline) const {
+Supervisor::Event Supervisor::nextEvent(bool heedsTermination,
+                                        const Clock::Deadline& deadline) const {
     const auto awaited = heedsTermination ? signals({SIGCHLD, SIGTERM}) : signals({SIGCHLD});
     for (;;) {
         timespec rest{};
         if (deadline) {
-            const auto left =
-                std::max<Clock::Duration>(*deadline - Machine::current().clock().now(), 0ns);
-            const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(left);
-            rest = {seconds.count(), (left - seconds).count()};
+            rest = Machine::current().clock().timeLeft(*deadline);
         }
         const int number = sigtimedwait(&awaited, nullptr, deadline ? &rest : nullptr);
         if (number == SIGCHLD) {

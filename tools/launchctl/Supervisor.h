@@ -5,9 +5,7 @@
 
 #include "Job.h"
 #include "SupervisedJob.h"
-
-#include <chrono>
-#include <optional>
+#include "System/Clock.h"
 
 class Supervisor {
 public:
@@ -19,7 +17,6 @@ public:
     void run();
 
 private:
-    using Time = std::chrono::steady_clock::time_point;
     enum class Event { childEnded, told, due };
 
     void start();
@@ -27,12 +24,12 @@ private:
     void reap();
     void jobEnded(int waitStatus);
     void endGroup(pid_t group);
-    Event nextEvent(bool heedsTermination, std::optional<Time> deadline) const;
+    Event nextEvent(bool heedsTermination, const Clock::Deadline& deadline) const;
 
     const Job job;
     const std::vector<std::string> environment = Job::environment();
     SupervisedJob& shared;
     SupervisedJob::Record record;
-    Time started;
-    std::optional<Time> nextStart;
+    Clock::Time started;
+    Clock::Deadline nextStart;
 };

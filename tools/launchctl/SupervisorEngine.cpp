@@ -1,9 +1,10 @@
 #include "SupervisorEngine.h"
 
 #include "Failure.h"
-#include "Foundation/Machine.h"
 #include "JobName.h"
 #include "Supervisor.h"
+#include "System/Machine.h"
+#include "System/ProcessDescriptor.h"
 
 #include <array>
 #include <cerrno>
@@ -12,10 +13,6 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/wait.h>
-
-extern "C" { // which the C library's header leaves out
-#include <sys/pidfd.h>
-}
 
 using namespace std::chrono_literals;
 
@@ -46,7 +43,7 @@ FileDescriptor handleOfSupervisor(const SupervisedJob& shared, const std::string
     if (process == 0) {
         return {};
     }
-    FileDescriptor handle(process > 0 ? pidfd_open(process, 0) : -1);
+    FileDescriptor handle = descriptorOfProcess(process);
     if (!handle && errno != ESRCH) {
         fail("%@ is kept by a process that cannot be reached from here", label);
     }
@@ -85,7 +82,7 @@ constexpr std::string_view started = "started";
         reply(started);
         answer.reset();
         supervisor.run();
-    } catch (const NSException& exception) {
+    } catch (const std::exception& exception) {
         reply(exception.what());
         _exit(EXIT_FAILURE);
     }
@@ -150,7 +147,7 @@ void SupervisorEngine::unload(const std::string& label) {
     if (!supervisor) {
         return;
     }
-    pidfd_send_signal(supervisor.get(), SIGTERM, nullptr, 0);
+    signalProcess(supervisor, SIGTERM);
     if (!waitFor(supervisor, endBound)) {
         fail("%@: Still being unloaded", label);
     }

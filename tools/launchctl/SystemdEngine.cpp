@@ -1,9 +1,9 @@
 #include "SystemdEngine.h"
 
 #include "Failure.h"
-#include "Foundation/FileDescriptor.h"
-#include "Foundation/Machine.h"
 #include "JobName.h"
+#include "System/FileDescriptor.h"
+#include "System/Machine.h"
 
 #include <array>
 #include <cerrno>

@@ -1,7 +1,8 @@
 #include "SystemdManager.h"
 
 #include "Failure.h"
-#include "Foundation/Machine.h"
+#include "Foundation/NSString.h"
+#include "System/Machine.h"
 
 #include <cctype>
 #include <cstdlib>

@@ -2,7 +2,7 @@
 // answered within seconds or raises.
 #pragma once
 
-#include "Foundation/Clock.h"
+#include "System/Clock.h"
 
 #include <chrono>
 #include <cstdint>

@@ -3,6 +3,7 @@
 
 #include "Failure.h"
 #include "Foundation/NSFileManager.h"
+#include "Foundation/NSPathUtilities.h"
 #include "JobEngine.h"
 
 #include <iostream>
@@ -104,7 +105,7 @@ int forEachJob(std::span<char*> paths, const std::function<void(const Job&)>& wo
         for (const auto& file : jobFiles(path)) {
             try {
                 work(Job::readFile(file));
-            } catch (const NSException& exception) {
+            } catch (const std::exception& exception) {
                 complain(exception.what());
                 status = EXIT_FAILURE;
             }

@@ -1,0 +1,43 @@
+#include "Foundation/NSCoder.h"
+
+#include <map>
+
+namespace {
+
+const std::string classKey = "$class";
+
+std::map<std::string, NSCoder::Decoder>& decoders() {
+    static std::map<std::string, NSCoder::Decoder> registry;
+    return registry;
+}
+
+} // namespace
+
+void NSCoder::registerClass(const std::string& name, Decoder decoder) {
+    decoders()[name] = std::move(decoder);
+}
+
+void NSCoder::encodeObject(const std::shared_ptr<const NSCoding>& object, const std::string& key) {
+    if (!object)
+        return;
+    NSCoder coder({{classKey, object->codingClassName()}});
+    object->encodeWithCoder(coder);
+    entries.setObject(std::move(coder.entries), key);
+}
+
+void NSCoder::encodeDouble(double value, const std::string& key) { entries.setObject(value, key); }
+
+std::optional<double> NSCoder::decodeDoubleForKey(const std::string& key) const {
+    const PropertyList* value = entries.objectForKey(key);
+    return value ? value->number() : std::nullopt;
+}
+
+std::shared_ptr<NSCoding> NSCoder::decodeAnyObjectForKey(const std::string& key) const {
+    const PropertyList* value = entries.objectForKey(key);
+    const NSDictionary* object = value ? value->dictionary() : nullptr;
+    const PropertyList* name = object ? object->objectForKey(classKey) : nullptr;
+    if (!name || !name->string())
+        return nullptr;
+    const auto found = decoders().find(*name->string());
+    return found == decoders().end() ? nullptr : found->second(NSCoder(*object));
+}

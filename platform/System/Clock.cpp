@@ -1,0 +1,20 @@
+#include "System/Clock.h"
+
+timespec Clock::timeLeft(Time deadline) const {
+    // Compared first: the difference to a deadline at the beginning of time is not representable.
+    const auto time = now();
+    const auto left = deadline > time ? deadline - time : Duration::zero();
+    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(left);
+    return {seconds.count(), (left - seconds).count()};
+}
+
+void Clock::sleepUntil(Time time) {
+    Parking parking;
+    while (now() < time) {
+        park(parking, time);
+    }
+}
+
+Clock::Duration durationOfSeconds(double seconds) {
+    return std::chrono::duration_cast<Clock::Duration>(std::chrono::duration<double>(seconds));
+}

@@ -1,0 +1,22 @@
+// A condition variable that waits by the machine's clock.
+#pragma once
+
+#include "System/Clock.h"
+
+#include <functional>
+#include <mutex>
+#include <vector>
+
+/// The state that `ready` reads is guarded by the mutex that the waiting thread hands over locked,
+/// as with the standard one.
+class Condition {
+public:
+    /// Returns what `ready` said last: false only when the deadline has passed.
+    bool wait(std::unique_lock<std::mutex>& lock, const std::function<bool()>& ready,
+              Clock::Deadline deadline = std::nullopt);
+    void notifyAll();
+
+private:
+    std::mutex mutex;
+    std::vector<Parking*> parked;
+};

@@ -1,0 +1,137 @@
+#include "System/FileReplacement.h"
+
+#include "System/FileDescriptor.h"
+#include "System/TerminationGuard.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <climits>
+#include <cstdint>
+#include <cstdio>
+#include <fcntl.h>
+#include <filesystem>
+#include <sys/random.h>
+#include <sys/stat.h>
+#include <system_error>
+
+namespace {
+
+[[noreturn]] void fail(const std::string& doing, int error) {
+    throw std::system_error(error, std::generic_category(), doing);
+}
+
+void require(bool condition, const std::string& doing) {
+    if (!condition) {
+        fail(doing, errno);
+    }
+}
+
+std::string folderOf(const std::string& path) {
+    const auto folder = std::filesystem::path(path).parent_path().string();
+    return folder.empty() ? "." : folder;
+}
+
+/// Where a symbolic link leads, link after link, whether or not something is there.
+std::string targetOfLinks(std::string path) {
+    constexpr int linkLimit = 40;
+    for (int count = 0; count < linkLimit; ++count) {
+        std::array<char, PATH_MAX> buffer{};
+        const ssize_t length = readlink(path.c_str(), buffer.data(), buffer.size());
+        if (length < 0) {
+            return path;
+        }
+        const std::string target(buffer.data(), static_cast<std::size_t>(length));
+        path = target.starts_with('/') ? target : folderOf(path) + "/" + target;
+    }
+    fail("Cannot follow " + path, ELOOP);
+}
+
+/// A file beside the target that takes its place, or goes when that fails.
+class Replacement {
+public:
+    explicit Replacement(const std::string& target) : target(target) {
+        if (stat(target.c_str(), &old) == 0) {
+            replaces = true;
+            if (!S_ISREG(old.st_mode)) {
+                fail("Cannot replace " + target, S_ISDIR(old.st_mode) ? EISDIR : EINVAL);
+            }
+        }
+        // Content that is not for everyone is at no moment open to others.
+        const mode_t mode = replaces ? 0600 : 0644;
+        do {
+            std::uint64_t unpredictable = 0;
+            require(getrandom(&unpredictable, sizeof unpredictable, 0) == sizeof unpredictable,
+                    "Cannot name a temporary file");
+            const std::string candidate =
+                folderOf(target) + "/.saving-" + std::to_string(unpredictable);
+            file.reset(open(candidate.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
+                            mode));
+            if (file) {
+                path = candidate;
+            }
+        } while (!file && errno == EEXIST);
+        require(bool(file), "Cannot create a file in " + folderOf(target));
+    }
+    Replacement(const Replacement&) = delete;
+    Replacement& operator=(const Replacement&) = delete;
+    ~Replacement() {
+        if (!path.empty()) {
+            unlink(path.c_str());
+        }
+    }
+
+    void write(const std::string& bytes) {
+        std::size_t written = 0;
+        while (written < bytes.size()) {
+            const ssize_t count =
+                ::write(file.get(), bytes.data() + written, bytes.size() - written);
+            require(count > 0 || (count < 0 && errno == EINTR), "Cannot write " + target);
+            written += static_cast<std::size_t>(std::max<ssize_t>(count, 0));
+        }
+    }
+
+    void takePlace(Flush flush) {
+        if (replaces) {
+            // The owner stays where that is allowed; it comes first, since it may clear mode bits.
+            const bool ownerKept = fchown(file.get(), old.st_uid, old.st_gid) == 0;
+            const mode_t kept = ownerKept ? 07777 : 0777;
+            require(fchmod(file.get(), old.st_mode & kept) == 0,
+                    "Cannot set the mode of " + target);
+        }
+        require(flush == Flush::later || fsync(file.get()) == 0, "Cannot flush " + target);
+        require(close(file.release()) == 0, "Cannot close " + target);
+        require(rename(path.c_str(), target.c_str()) == 0, "Cannot replace " + target);
+        path.clear();
+        if (flush == Flush::later) {
+            return;
+        }
+        // The new file is in place; that the folder's entry survives a power cut is a bonus that
+        // not every file system gives.
+        const FileDescriptor folder(
+            open(folderOf(target).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+        fsync(folder.get());
+    }
+
+private:
+    const std::string target;
+    struct stat old {};
+    bool replaces = false;
+    FileDescriptor file;
+    std::string path;
+};
+
+} // namespace
+
+std::optional<std::string> writeFileAtomically(const std::string& bytes, const std::string& path,
+                                               Flush flush) {
+    const TerminationGuard guard;
+    try {
+        Replacement replacement(targetOfLinks(path));
+        replacement.write(bytes);
+        replacement.takePlace(flush);
+        return std::nullopt;
+    } catch (const std::system_error& failure) {
+        return failure.what();
+    }
+}

@@ -1,0 +1,42 @@
+#include "System/PipeReader.h"
+
+#include <array>
+#include <cerrno>
+#include <fcntl.h>
+
+PipeReader::PipeReader(int pipe, DescriptorWait& waiting)
+    : pipe(pipe), waiting(waiting), ended(pipe < 0) {
+    if (!ended) {
+        fcntl(pipe, F_SETFL, O_NONBLOCK);
+        waiting.add(pipe, [this] { readWhatIsThere(); });
+    }
+}
+
+void PipeReader::stop() {
+    if (!ended) {
+        waiting.remove(pipe);
+        ended = true;
+    }
+}
+
+void PipeReader::readWhatIsThere() {
+    // No more at once than a pipe holds, so that what else is waited for has its turn.
+    static thread_local std::array<std::uint8_t, 65536> chunk;
+    constexpr int most = 16;
+    for (int count = 0; count < most && !ended; ++count) {
+        const auto length = read(pipe, chunk.data(), chunk.size());
+        if (length > 0) {
+            bytes.insert(bytes.end(), chunk.data(), chunk.data() + length);
+        } else if (length < 0 && errno == EAGAIN) {
+            return;
+        } else if (length == 0 || errno != EINTR) {
+            stop();
+        }
+    }
+}
+
+std::vector<std::uint8_t> PipeReader::takeRest() {
+    readWhatIsThere();
+    stop();
+    return std::move(bytes);
+}

@@ -1,0 +1,155 @@
+#include "System/RealMachine.h"
+
+#include "System/RealClock.h"
+#include "System/SpawnedProcess.h"
+#include "System/UserAccount.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdlib>
+#include <dlfcn.h>
+#include <filesystem>
+#include <sys/stat.h>
+#include <system_error>
+#include <systemd/sd-journal.h>
+#include <systemd/sd-login.h>
+#include <unistd.h>
+
+namespace {
+
+bool isProgram(const std::string& path) {
+    struct stat status {};
+    return !path.empty() && stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode) &&
+           access(path.c_str(), X_OK) == 0;
+}
+
+/// The stand-ins of a build folder, which lie beside this library's own.
+const std::string& toolsOfThisBuild() {
+    static const std::string folder = [] {
+        Dl_info info{};
+        dladdr(reinterpret_cast<const void*>(&isProgram), &info);
+        const auto library = std::filesystem::absolute(info.dli_fname ? info.dli_fname : "");
+        return library.parent_path().parent_path().string() + "/libexec/tessaline/";
+    }();
+    return folder;
+}
+
+/// Makes the folder if need be, and makes sure that nobody else had a hand in it.
+void requirePrivateFolder(const std::string& path) {
+    std::error_code ignored;
+    std::filesystem::create_directories(std::filesystem::path(path).parent_path(), ignored);
+    if (mkdir(path.c_str(), 0700) != 0 && errno != EEXIST) {
+        throw std::system_error(errno, std::generic_category(),
+                                "Cannot make the temporary folder " + path);
+    }
+    struct stat status {};
+    if (lstat(path.c_str(), &status) != 0 || !S_ISDIR(status.st_mode) ||
+        status.st_uid != geteuid() || (status.st_mode & 077) != 0) {
+        throw std::system_error(EPERM, std::generic_category(),
+                                "The temporary folder " + path +
+                                    " is not this user's own; remove it and try again");
+    }
+}
+
+} // namespace
+
+Clock& RealMachine::clock() {
+    static auto& real = *new RealClock; // never destroyed, as the machine
+    return real;
+}
+
+uid_t RealMachine::realUserID() const { return getuid(); }
+
+std::string RealMachine::userName() const {
+    const auto user = UserAccount::of(getuid());
+    return user ? user->name : std::to_string(getuid());
+}
+
+std::optional<std::string> RealMachine::consoleUser() const {
+    char* session = nullptr;
+    uid_t user = 0;
+    if (sd_seat_get_active("seat0", &session, &user) < 0) {
+        return std::nullopt;
+    }
+    char* kind = nullptr;
+    const bool greeter = sd_session_get_class(session, &kind) >= 0 && kind != nullptr &&
+                         std::string_view(kind) == "greeter";
+    std::free(kind);
+    std::free(session);
+    if (greeter) {
+        return "loginwindow";
+    }
+    const auto found = UserAccount::of(user);
+    return found ? std::optional(found->name) : std::nullopt;
+}
+
+std::string RealMachine::homeDirectory() const {
+    const char* home = std::getenv("HOME");
+    if (home != nullptr && home[0] == '/') {
+        return home;
+    }
+    const auto user = UserAccount::of(getuid());
+    return user ? user->home : "/";
+}
+
+std::optional<std::string> RealMachine::homeDirectoryForUser(const std::string& name) const {
+    const auto user = UserAccount::of(name);
+    return user ? std::optional(user->home) : std::nullopt;
+}
+
+std::string RealMachine::temporaryDirectory() const {
+    auto path = temporaryPath();
+    requirePrivateFolder(path);
+    return path;
+}
+
+std::string RealMachine::temporaryPath() const {
+    const char* runtime = std::getenv("XDG_RUNTIME_DIR");
+    return runtime != nullptr && runtime[0] == '/' ? std::string(runtime) + "/tessaline"
+                                                   : "/tmp/tessaline-" + std::to_string(geteuid());
+}
+
+std::vector<RunningProcess> RealMachine::processes() const { return processesOfUser(getuid()); }
+
+std::string RealMachine::programForTool(const std::string& path) const {
+    if (path.empty() || path.front() != '/') {
+        return "";
+    }
+    const auto name = std::filesystem::path(path).filename().string();
+    const std::array candidates = {
+        root().empty() ? std::string() : root() + path,
+        toolsOfThisBuild() + name,
+        std::string(TESSALINE_INSTALLED_TOOLS "/") + name,
+        path,
+        "/usr/bin/" + name,
+        "/bin/" + name,
+        "/usr/sbin/" + name,
+        "/sbin/" + name,
+    };
+    const auto found = std::find_if(candidates.begin(), candidates.end(), isProgram);
+    return found == candidates.end() ? "" : *found;
+}
+
+std::unique_ptr<LaunchedProcess> RealMachine::launch(const LaunchRequest& request) {
+    return std::make_unique<SpawnedProcess>(request);
+}
+
+std::string RealMachine::sessionBusAddress() const {
+    if (const char* address = std::getenv("DBUS_SESSION_BUS_ADDRESS")) {
+        return address;
+    }
+    const char* runtime = std::getenv("XDG_RUNTIME_DIR");
+    if (runtime != nullptr && std::filesystem::is_socket(std::string(runtime) + "/bus")) {
+        return "unix:path=" + std::string(runtime) + "/bus";
+    }
+    return "";
+}
+
+void RealMachine::console(std::string_view line) {
+    std::string whole(line);
+    whole += '\n';
+    // One write, so that lines of several threads and processes do not mix.
+    [[maybe_unused]] const auto written = write(STDERR_FILENO, whole.data(), whole.size());
+    sd_journal_print(LOG_NOTICE, "%.*s", static_cast<int>(line.size()), line.data());
+}

@@ -1,0 +1,105 @@
+#include "System/XMLPropertyListCheck.h"
+
+#include "System/PropertyListError.h"
+
+#include <algorithm>
+
+namespace {
+
+constexpr auto require = PropertyListError::unless;
+
+class XMLCheck {
+public:
+    XMLCheck(std::string_view text, int depthLimit) : text(text), depthLimit(depthLimit) {}
+
+    void run() {
+        while (skipText()) {
+            if (skipUpTo("<!--", "-->") || skipUpTo("<?", "?>")) {
+                continue;
+            }
+            if (text.starts_with("<![CDATA[")) {
+                require(depth > 1, "text stands outside an element");
+                skipUpTo("<![CDATA[", "]]>");
+            } else if (text.starts_with("<!")) {
+                readDocumentType();
+            } else {
+                readTag();
+            }
+        }
+        require(ended, "it is cut short");
+    }
+
+private:
+    /// Up to the next markup; false at the end of everything.
+    bool skipText() {
+        const std::size_t markup = std::min(text.find('<'), text.size());
+        require(depth > 1 || text.substr(0, markup).find_first_not_of(" \t\r\n") >= markup,
+                "text stands outside an element");
+        text.remove_prefix(markup);
+        return !text.empty();
+    }
+
+    bool skipUpTo(std::string_view start, std::string_view end) {
+        if (!text.starts_with(start)) {
+            return false;
+        }
+        const std::size_t found = text.find(end, start.size());
+        require(found != std::string_view::npos, "it is cut short");
+        text.remove_prefix(found + end.size());
+        return true;
+    }
+
+    /// The text between "<" and ">". libplist ends a tag at the first ">", quoted or not, so a tag
+    /// that could be read in two ways is refused.
+    std::string_view nextTag() {
+        const std::size_t end = text.find('>');
+        require(end != std::string_view::npos, "it is cut short");
+        const std::string_view tag = text.substr(1, end - 1);
+        require(tag.find('<') == std::string_view::npos &&
+                    std::count(tag.begin(), tag.end(), '"') % 2 == 0 &&
+                    std::count(tag.begin(), tag.end(), '\'') % 2 == 0,
+                "a tag does not end");
+        text.remove_prefix(end + 1);
+        return tag;
+    }
+
+    void readDocumentType() {
+        require(!started, "a declaration is out of place");
+        require(nextTag().find('[') == std::string_view::npos, "it declares entities");
+    }
+
+    void readTag() {
+        std::string_view tag = nextTag();
+        require(!ended, "there is something after its end");
+        if (tag.starts_with('/')) {
+            --depth;
+            require(depth >= 0, "an element ends that was not begun");
+            ended = depth == 0;
+            require(!ended || values == 1, "it holds no value, or more than one");
+            return;
+        }
+        if (!started) {
+            require(tag == "plist" || tag.starts_with("plist "), "it does not begin with <plist>");
+            started = true;
+        }
+        values += depth == 1 ? 1 : 0;
+        if (!tag.ends_with('/')) {
+            ++depth;
+        }
+        require(depth > 0, "it holds no value");
+        require(depth <= depthLimit, "it is nested too deep");
+    }
+
+    std::string_view text;
+    const int depthLimit;
+    int depth = 0;
+    int values = 0;
+    bool started = false;
+    bool ended = false;
+};
+
+} // namespace
+
+void checkXMLPropertyList(std::string_view text, int depthLimit) {
+    XMLCheck(text, depthLimit).run();
+}
