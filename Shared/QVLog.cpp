@@ -70,9 +70,8 @@ std::string header(const void* ownCode) {
     return text;
 }
 
-/// Writes what is queued when the program ends in its ordinary way.
+/// Writes what is still queued at the program's end.
 struct WriteAtExit {
-    WriteAtExit() { Machine::current(); } // which then outlives this
     ~WriteAtExit() { QVLog::finishWriting(); }
 };
 
@@ -82,7 +81,7 @@ std::atomic<QVLog*> QVLog::sharedLog = nullptr;
 
 QVLog& QVLog::sharedController() {
     if (QVLog* const log = sharedLog) {
-        return *log; // every message comes by here, and must not wait for others that do
+        return *log; // without the lock, since every message asks for the log
     }
     std::lock_guard lock(monitor());
     allocWithZone();

@@ -97,16 +97,16 @@ public:
                            std::shared_ptr<void> object = nullptr);
     template <class Delegate>
     void asyncDataFromTask(const std::string& launchPath, const Arguments& arguments,
-                           const std::shared_ptr<Delegate>& delegate,
-                           void (Delegate::*selector)(const NSData&, QVTask&,
-                                                      const std::shared_ptr<void>&),
-                           std::shared_ptr<void> object = nullptr) {
+                           const std::shared_ptr<Delegate>& newDelegate,
+                           void (Delegate::*method)(const NSData&, QVTask&,
+                                                    const std::shared_ptr<void>&),
+                           std::shared_ptr<void> newObject = nullptr) {
         asyncDataFromTask(
-            launchPath, arguments, delegate,
-            [selector](void* receiver, const NSData& bytes, QVTask& task, const auto& context) {
-                (static_cast<Delegate*>(receiver)->*selector)(bytes, task, context);
+            launchPath, arguments, newDelegate,
+            [method](void* receiver, const NSData& bytes, QVTask& task, const auto& context) {
+                (static_cast<Delegate*>(receiver)->*method)(bytes, task, context);
             },
-            std::move(object));
+            std::move(newObject));
     }
     /// Ends the tool and lets go of delegate and object. Any thread.
     void terminateAsyncTask();

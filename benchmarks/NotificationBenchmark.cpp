@@ -3,7 +3,7 @@
 #include "Foundation/NSDistributedNotificationCenter.h"
 #include "Foundation/NSRunLoop.h"
 #include "support/PrivateBus.h"
-#include "System/Machine.h"
+#include "System/RealMachine.h"
 
 #include <algorithm>
 #include <chrono>
@@ -15,7 +15,7 @@ static constexpr int turns = 40;
 static constexpr int roundsInATurn = 250;
 static constexpr double promised = 1.2;
 
-class BusMachine : public Machine {
+class BusMachine : public RealMachine {
 public:
     explicit BusMachine(std::string address) : address(std::move(address)) {}
     std::string sessionBusAddress() const override { return address; }

@@ -103,12 +103,13 @@ int main(int count, char** arguments) {
     bool saved = true;
     for (const bool dark : {false, true}) {
         Sheet sheet(dark ? darkPalette() : QPalette(QColor(239, 240, 241)));
-        for (const int scale : {1, 2})
+        for (const int scale : {1, 2}) {
             saved = savePicture(sheet, scale,
                                 QString("%1/switch-%2-%3x.png")
                                     .arg(arguments[1], dark ? "dark" : "light")
                                     .arg(scale)) &&
                     saved;
+        }
     }
     return saved ? 0 : 1;
 }

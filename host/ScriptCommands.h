@@ -23,8 +23,8 @@ class ScriptCommands {
 public:
     explicit ScriptCommands(NSWindow& window) : window(window) {}
 
-    /// Whether the words, the command's name first, are a command that exists with as many
-    /// arguments as it takes; raises NSInvalidArgumentException if not.
+    /// Raises NSInvalidArgumentException unless the words, the command's name first, are a command
+    /// that exists with as many arguments as it takes.
     void check(const std::vector<std::string>& words) const;
     /// What has to have passed before the command may start: nothing for most.
     std::optional<ScriptWait> before(const std::vector<std::string>& words) const;

@@ -2,12 +2,11 @@
 #pragma once
 
 #include "Foundation/NSString.h"
+#include "System/Machine.h"
 
-/// Writes a finished line. A line feed inside it is written as it is. Any thread; never raises.
-void NSLogLine(const std::string& line);
-
-/// Formats as stringWithFormat does, then writes.
+/// Formats as stringWithFormat does, then writes. A line feed inside the line is written as it is.
+/// Any thread; never raises.
 template <class... Arguments>
 void NSLog(const std::string& format, const Arguments&... arguments) {
-    NSLogLine(stringWithFormat(format, arguments...));
+    Machine::current().console(stringWithFormat(format, arguments...));
 }

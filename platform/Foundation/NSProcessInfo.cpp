@@ -53,8 +53,9 @@ std::string globallyUniqueString() {
     std::array<unsigned char, 16> random{};
     while (getrandom(random.data(), random.size(), 0) != static_cast<ssize_t>(random.size())) {
     }
-    random[6] = static_cast<unsigned char>(0x40 | (random[6] & 0x0F)); // a random identifier,
-    random[8] = static_cast<unsigned char>(0x80 | (random[8] & 0x3F)); // in the usual form
+    // The version and variant bits of a random UUID (RFC 4122).
+    random[6] = static_cast<unsigned char>(0x40 | (random[6] & 0x0F));
+    random[8] = static_cast<unsigned char>(0x80 | (random[8] & 0x3F));
     std::string text;
     for (std::size_t index = 0; index < random.size(); ++index) {
         std::array<char, 3> digits{};

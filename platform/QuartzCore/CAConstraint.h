@@ -1,16 +1,12 @@
-// Ties an edge, the middle or the extent of a layer to one of the layer that holds it.
+// Ties an edge or the extent of a layer to one of the layer that holds it.
 #pragma once
 
 #include <string>
 
 enum CAConstraintAttribute {
     kCAConstraintMinX,
-    kCAConstraintMidX,
-    kCAConstraintMaxX,
     kCAConstraintWidth,
     kCAConstraintMinY,
-    kCAConstraintMidY,
-    kCAConstraintMaxY,
     kCAConstraintHeight,
 };
 

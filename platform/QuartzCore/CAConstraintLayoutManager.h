@@ -11,7 +11,6 @@ public:
         return std::make_shared<CAConstraintLayoutManager>();
     }
 
-    /// Sets the frame of every sublayer that has constraints. Along each axis, two constraints rule
-    /// place and extent; one alone rules what it names and leaves the rest as it is.
+    /// Sets the frame of every sublayer that has constraints; what none names stays as it is.
     void layoutSublayersOfLayer(CALayer& layer) const;
 };

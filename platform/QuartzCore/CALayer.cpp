@@ -21,7 +21,8 @@ CGRect translated(const CGRect& rect, const CGPoint& by) {
 
 CGPoint difference(const CGPoint& a, const CGPoint& b) { return {a.x - b.x, a.y - b.y}; }
 
-/// Qt divides what has more rows among threads, which takes longer than to paint it on this one.
+/// In bands of less than a hundred rows: Qt divides a taller picture among threads, which takes
+/// longer than to paint it on this one.
 void drawInBands(QPainter& painter, const QRectF& rect, const QImage& picture) {
     constexpr int mostRows = 95;
     const double rowHeight = rect.height() / picture.height();
@@ -36,8 +37,9 @@ void drawInBands(QPainter& painter, const QRectF& rect, const QImage& picture) {
 } // namespace
 
 CALayer::~CALayer() {
-    for (const auto& each : children)
+    for (const auto& each : children) {
         each->parent = nullptr;
+    }
 }
 
 CGRect CALayer::frameOf(const CGPoint& at, const CGRect& extent) const {
@@ -58,8 +60,9 @@ void CALayer::setFrame(const CGRect& frame) {
 void CALayer::setBounds(const CGRect& newBounds) {
     const CGRect before = shownFrame();
     const CGSize oldSize = bounds().size;
-    if (!boundsValue.set(newBounds, durationOfChange()))
+    if (!boundsValue.set(newBounds, durationOfChange())) {
         return;
+    }
     changed(CGRectUnion(before, frame()));
     if (newBounds.size != oldSize) {
         setNeedsLayout();
@@ -69,8 +72,9 @@ void CALayer::setBounds(const CGRect& newBounds) {
 
 void CALayer::setPosition(const CGPoint& newPosition) {
     const CGRect before = shownFrame();
-    if (positionValue.set(newPosition, durationOfChange()))
+    if (positionValue.set(newPosition, durationOfChange())) {
         changed(CGRectUnion(before, frame()));
+    }
 }
 
 void CALayer::setAnchorPoint(const CGPoint& point) {
@@ -93,11 +97,14 @@ std::optional<CGRect> CALayer::movingRect() const {
     std::optional<CGRect> rect;
     const auto add = [&](const CGRect& more) { rect = rect ? CGRectUnion(*rect, more) : more; };
     const CGRect shown = shownFrame();
-    if (positionValue.isMoving() || boundsValue.isMoving())
+    if (positionValue.isMoving() || boundsValue.isMoving()) {
         add(CGRectUnion(shown, frame()));
-    for (const auto& each : children)
-        if (const auto inside = each->movingRect())
+    }
+    for (const auto& each : children) {
+        if (const auto inside = each->movingRect()) {
             add(translated(*inside, difference(shown.origin, bounds().origin)));
+        }
+    }
     return rect;
 }
 
@@ -117,8 +124,9 @@ void CALayer::setHidden(bool hide) {
 }
 
 void CALayer::setContents(CGImageRef contents) {
-    if (image == contents)
+    if (image == contents) {
         return;
+    }
     image = std::move(contents);
     changed();
 }
@@ -135,8 +143,9 @@ void CALayer::changed(const CGRect& dirty) {
         root = root->parent;
         rect = translated(rect, difference(root->shownFrame().origin, root->bounds().origin));
     }
-    if (root->host)
+    if (root->host) {
         root->host->layerTreeChanged(rect);
+    }
 }
 
 void CALayer::addSublayer(std::shared_ptr<CALayer> layer) {
@@ -148,8 +157,9 @@ void CALayer::addSublayer(std::shared_ptr<CALayer> layer) {
 }
 
 void CALayer::removeFromSuperlayer() {
-    if (!parent)
+    if (!parent) {
         return;
+    }
     changed();
     CALayer& before = *parent;
     parent = nullptr;
@@ -163,13 +173,15 @@ void CALayer::setLayoutManager(std::shared_ptr<CAConstraintLayoutManager> newMan
 
 void CALayer::addConstraint(CAConstraint constraint) {
     layoutConstraints.push_back(std::move(constraint));
-    if (parent)
+    if (parent) {
         parent->setNeedsLayout();
+    }
 }
 
 void CALayer::layoutSublayers() {
-    if (manager)
+    if (manager) {
         manager->layoutSublayersOfLayer(*this);
+    }
 }
 
 void CALayer::layoutIfNeeded() {
@@ -177,27 +189,32 @@ void CALayer::layoutIfNeeded() {
         needsLayout = false;
         layoutSublayers();
     }
-    for (const auto& each : children)
+    for (const auto& each : children) {
         each->layoutIfNeeded();
+    }
 }
 
 void CALayer::resizeSublayersWithOldSize(const CGSize& oldSize) {
-    for (const auto& each : children)
+    for (const auto& each : children) {
         each->resizeWithOldSuperlayerSize(oldSize);
+    }
 }
 
 void CALayer::resizeWithOldSuperlayerSize(const CGSize& oldSize) {
     CGRect rect = frame();
-    if (mask & kCALayerWidthSizable)
+    if (mask & kCALayerWidthSizable) {
         rect.size.width += parent->bounds().size.width - oldSize.width;
-    if (mask & kCALayerHeightSizable)
+    }
+    if (mask & kCALayerHeightSizable) {
         rect.size.height += parent->bounds().size.height - oldSize.height;
+    }
     setFrame(rect);
 }
 
 void CALayer::paint(QPainter& painter, const QPointF& topLeft) {
-    if (hidden)
+    if (hidden) {
         return;
+    }
     wasShown = true;
     const CGRect shown = boundsValue.shown();
     const QRectF rect(topLeft, QSizeF(shown.size.width, shown.size.height));
@@ -218,10 +235,12 @@ void CALayer::paintContent(QPainter& painter, const QRectF& rect) {
         drawInBands(painter, rect, image->rendition(pixelSize(size, scale)));
         return;
     }
-    if (!delegate || (!needsDisplay && backing.isNull()))
+    if (!delegate || (!needsDisplay && backing.isNull())) {
         return;
-    if (needsDisplay || backing.size() != pixelSize(size, scale))
+    }
+    if (needsDisplay || backing.size() != pixelSize(size, scale)) {
         drawBacking(size, scale);
+    }
     drawInBands(painter, QRectF(rect.topLeft(), QSizeF(backing.size()) / scale), backing);
 }
 
@@ -229,8 +248,9 @@ void CALayer::drawBacking(const CGSize& size, double scale) {
     needsDisplay = false;
     backing = QImage(pixelSize(size, scale), QImage::Format_ARGB32_Premultiplied);
     backing.fill(Qt::transparent);
-    if (backing.isNull())
+    if (backing.isNull()) {
         return;
+    }
     QPainter painter(&backing);
     painter.scale(scale, -scale);
     painter.translate(-bounds().origin.x, -bounds().origin.y - size.height);
@@ -238,8 +258,9 @@ void CALayer::drawBacking(const CGSize& size, double scale) {
 }
 
 void CALayer::paintBorder(QPainter& painter, const QRectF& rect) const {
-    if (border <= 0)
+    if (border <= 0) {
         return;
+    }
     painter.setRenderHint(QPainter::Antialiasing);
     painter.setPen(QPen(Qt::black, border));
     painter.setBrush(Qt::NoBrush);

@@ -62,7 +62,6 @@ public:
     const CGPoint& position() const { return positionValue.model(); }
     void setPosition(const CGPoint& position);
     /// In parts of the bounds; (0.5, 0.5) at first.
-    const CGPoint& anchorPoint() const { return anchor; }
     void setAnchorPoint(const CGPoint& point);
 
     /// The frame as it is shown at this moment.
@@ -73,10 +72,8 @@ public:
     /// superlayer's coordinates. None when nothing does.
     std::optional<CGRect> movingRect() const;
 
-    double cornerRadius() const { return radius; }
     void setCornerRadius(double newRadius);
     /// The border is black, opaque, and lies within the bounds.
-    double borderWidth() const { return border; }
     void setBorderWidth(double width);
     bool isHidden() const { return hidden; }
     void setHidden(bool hide);

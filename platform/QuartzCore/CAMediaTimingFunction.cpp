@@ -13,8 +13,9 @@ double curve(double a, double b, double t) {
 } // namespace
 
 double CAMediaTimingFunction::valueAt(double time) const {
-    if (time <= 0 || time >= 1)
+    if (time <= 0 || time >= 1) {
         return std::clamp(time, 0.0, 1.0);
+    }
     // x grows with t, so the t that belongs to a time is found by halving.
     double low = 0;
     double high = 1;

@@ -29,8 +29,9 @@ public:
     /// False when that changes nothing.
     bool set(const Value& newValue, double seconds) {
         const bool moving = isMoving();
-        if (newValue == value && (seconds > 0 || !moving))
+        if (newValue == value && (seconds > 0 || !moving)) {
             return false;
+        }
         if (seconds > 0) {
             start = shown();
             begin = Machine::current().clock().now();
@@ -41,8 +42,9 @@ public:
     }
     bool isMoving() const { return duration > 0 && elapsed() < 1; }
     Value shown() const {
-        if (!isMoving())
+        if (!isMoving()) {
             return value;
+        }
         return interpolate(start, value, kCAMediaTimingFunctionDefault.valueAt(elapsed()));
     }
 

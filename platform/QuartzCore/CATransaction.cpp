@@ -16,14 +16,16 @@ std::vector<double>& durations() {
 void CATransaction::begin() { durations().push_back(animationDuration()); }
 
 void CATransaction::commit() {
-    if (!durations().empty())
+    if (!durations().empty()) {
         durations().pop_back();
+    }
 }
 
 void CATransaction::setValueForKey(const PropertyList& value, const std::string& key) {
     const auto seconds = value.number();
-    if (key == kCATransactionAnimationDuration && seconds && !durations().empty())
+    if (key == kCATransactionAnimationDuration && seconds && !durations().empty()) {
         durations().back() = *seconds;
+    }
 }
 
 double CATransaction::animationDuration() {

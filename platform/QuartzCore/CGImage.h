@@ -23,11 +23,6 @@ public:
 
     std::size_t width() const { return static_cast<std::size_t>(pixels.width()); }
     std::size_t height() const { return static_cast<std::size_t>(pixels.height()); }
-    std::size_t bitsPerComponent() const { return 8; }
-    std::size_t bytesPerRow() const { return static_cast<std::size_t>(pixels.bytesPerLine()); }
-    std::uint32_t bitmapInfo() const {
-        return kCGImageAlphaPremultipliedFirst | kCGBitmapByteOrder32Little;
-    }
 
     /// The image's own pixels, top row first.
     const QImage& bitmap() const { return pixels; }

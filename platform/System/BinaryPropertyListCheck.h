@@ -1,5 +1,5 @@
-// Looks over the bytes of a binary property list before libplist reads them. libplist goes down into
-// nested containers without a limit, and lays out a shared object anew for every reference.
+// Looks over the bytes of a binary property list before libplist reads them. libplist goes down
+// into nested containers without a limit, and lays out a shared object anew for every reference.
 #pragma once
 
 #include <string_view>

@@ -8,9 +8,9 @@
 /// may take.
 enum class Flush { now, later };
 
-/// A temporary file beside the target is written, flushed to the disk, given the old file's mode and
-/// renamed over it. A symbolic link is followed and its target replaced. On failure the old file
-/// stands, no temporary file stays, and the result says why in a sentence; none means success. Any
-/// thread; waits for the disk.
+/// A temporary file beside the target is written, flushed to the disk, given the old file's mode
+/// and renamed over it. A symbolic link is followed and its target replaced. On failure the old
+/// file stands, no temporary file stays, and the result says why in a sentence; none means success.
+/// Any thread; waits for the disk.
 std::optional<std::string> writeFileAtomically(const std::string& bytes, const std::string& path,
                                                Flush flush = Flush::now);

@@ -1,5 +1,5 @@
-// The loop that serves the main thread, as the waits of this floor see it: whoever waits on the main
-// thread has everything else served meanwhile.
+// The loop that serves the main thread, as the waits of this floor see it: whoever waits on the
+// main thread has everything else served meanwhile.
 #pragma once
 
 #include "System/PollSet.h"

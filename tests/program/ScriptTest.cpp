@@ -30,8 +30,8 @@ protected:
     ScriptTest() {
         fs::create_directories(bundle / "Contents/MacOS");
         fs::create_directories(bundle / "Contents/Resources");
-        fs::copy(BINARY_DIRECTORY "/tests/panes/TestPane", code);
-        fs::copy(SOURCE_DIRECTORY "/tests/panes/TestPane.ui", layout);
+        fs::copy(BINARY_DIRECTORY "/tests/test-pane/TestPane", code);
+        fs::copy(SOURCE_DIRECTORY "/tests/test-pane/TestPane.ui", layout);
         writeInfo("TestPane");
     }
 

@@ -68,13 +68,13 @@ int check(int result, const char* doing) {
 } // namespace
 
 // Without a flush: a manager that does not answer must not hold up the end either.
-void SystemdManager::Unref::operator()(sd_bus* bus) const { sd_bus_close_unref(bus); }
+void SystemdManager::Unref::operator()(sd_bus* connection) const { sd_bus_close_unref(connection); }
 void SystemdManager::Unref::operator()(sd_bus_message* message) const {
     sd_bus_message_unref(message);
 }
 
 std::unique_ptr<SystemdManager> SystemdManager::connect() {
-    // The manager's own socket is there also where a login has no message bus.
+    // The manager has a socket of its own, also in a login without a message bus.
     if (const char* runtime = std::getenv("XDG_RUNTIME_DIR")) {
         const auto path = std::string(runtime) + "/systemd/private";
         if (auto manager = connectTo("unix:path=" + escaped(path), false)) {
@@ -118,7 +118,7 @@ SystemdManager::Message SystemdManager::newCall(const char* member) const {
     check(sd_bus_message_new_method_call(bus.get(), &message, service, managerPath,
                                          managerInterface, member),
           "call");
-    // Where it does not run there is none to be started.
+    // The bus must not start a manager where none runs.
     sd_bus_message_set_auto_start(message, 0);
     return Message(message);
 }

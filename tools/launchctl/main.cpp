@@ -98,7 +98,7 @@ std::vector<std::string> jobFiles(const std::string& path) {
     return files;
 }
 
-/// A file in trouble does not keep the next one from its turn.
+/// A file that cannot be read or loaded is complained about, and the next one is tried.
 int forEachJob(std::span<char*> paths, const std::function<void(const Job&)>& work) {
     int status = EXIT_SUCCESS;
     for (const std::string path : paths) {
