@@ -9,6 +9,7 @@
 #include "Foundation/NSProcessInfo.h"
 #include "Foundation/NSString.h"
 #include "Shared/QVLocalPaths.h"
+#include "System/FileReading.h"
 #include "System/FileReplacement.h"
 #include "System/Machine.h"
 
@@ -150,8 +151,10 @@ void QVLog::appendLogOnThread(const std::string& message) {
 void QVLog::writeEntry(const std::string& message) {
     if (const auto file = fileHandle(); file || openCurrentFile()) {
         const auto date = descriptionOfDate(Machine::current().clock().date());
-        line.assign(date).append(" - ").append(message).append("\n");
+        line.assign(isTorn() ? "\n" : "").append(date).append(" - ").append(message).append("\n");
+        failed = true;
         (file ? file : fileHandle())->writeData(line);
+        failed = false;
         writtenBytes += line.size();
         if (writtenBytes > mostBytes) {
             createNewLog(appName());
@@ -162,6 +165,11 @@ void QVLog::writeEntry(const std::string& message) {
         NSLog("Unable to open log for output");
     }
     queuedCharacters -= lengthInCharacters(message);
+}
+
+/// Whether a write that failed has left the beginning of a line.
+bool QVLog::isTorn() const {
+    return failed && !contentsOfFile(generationPath(1)).value_or("\n").ends_with('\n');
 }
 
 void QVLog::createNewLog(const std::optional<std::string>& name) {
@@ -208,6 +216,7 @@ void QVLog::startFile(const std::optional<std::string>& newName) {
         NSLog("Unable to create log file %@ - %@", path, problem);
         return;
     }
+    failed = false;
     openCurrentFile();
 }
 
@@ -220,7 +229,10 @@ bool QVLog::rotate() const {
     for (int generation = oldestGeneration - 1; generation > 0; --generation) {
         const auto from = generationPath(generation);
         const auto to = generationPath(generation + 1);
-        if (files.fileExistsAtPath(from) && !files.moveItemAtPath(from, to)) {
+        // The current file keeps its place until the new one takes it: a program that is ended in
+        // between leaves one to write to.
+        const bool moved = generation == 1 && files.linkItemAtPath(from, to);
+        if (!moved && files.fileExistsAtPath(from) && !files.moveItemAtPath(from, to)) {
             NSLog("Unable to move file %@ to %@", from, to);
             return false;
         }

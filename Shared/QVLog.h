@@ -91,6 +91,7 @@ private:
     void writeEntry(const std::string& message);
     void startFile(const std::optional<std::string>& name);
     bool rotate() const;
+    bool isTorn() const;
 
     static std::atomic<QVLog*> sharedLog;
 
@@ -101,5 +102,7 @@ private:
     std::atomic<std::size_t> queuedCharacters{0};
     std::atomic<bool> disabled{false};
     mutable std::mutex mutex; // guards name, handle and queue
-    std::string line;         // the writer's own; its memory serves every line
+    // The writer's own:
+    std::string line;    // its memory serves every line
+    bool failed = false; // the last write did
 };

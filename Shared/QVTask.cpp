@@ -133,6 +133,11 @@ std::optional<NSData> QVTask::dataFromTask(const std::string& launchPath,
     tool->setStandardError(std::make_shared<NSPipe>());
     tool->setStandardInput(std::make_shared<NSPipe>());
     auto bytes = tool->launchAndRead();
+    if (bytes.exceeded) {
+        NSLog("Task wrote too much. Terminated");
+        QVLog::appendLog("Task %@ wrote more than %d MB and was terminated.", launchPath,
+                         NSTask::maximumOutput >> 20U);
+    }
     return std::move(bytes.error.empty() ? bytes.output : bytes.error);
 }
 
@@ -173,14 +178,16 @@ template <class Body>
 auto QVTask::withTimeout(double seconds, const Body& body) {
     const auto whole = static_cast<std::int64_t>(
         std::isnan(seconds) ? 0 : std::clamp(std::trunc(seconds), 0.0, longestTimeout));
-    NSThread timer([self = shared_from_this(), whole] { self->setupTimeout(whole); });
-    timer.start();
     setTheTask(nullptr);
+    NSThread timer(
+        [self = shared_from_this(), whole, run = nextRun()] { self->setupTimeout(whole, run); });
+    timer.start();
     struct Finish { // an exception leaves nothing behind either
         QVTask& runner;
         NSThread& timer;
         ~Finish() {
             runner.setTheTask(nullptr);
+            runner.nextRun();
             if (timer.isExecuting() && !timer.isCancelled() && !timer.isFinished()) {
                 timer.cancel();
             }
@@ -208,11 +215,24 @@ std::optional<NSData> QVTask::dataFromTaskInstance(const std::string& launchPath
                        [&](TaskSlot* task) { return dataFromTask(launchPath, arguments, task); });
 }
 
-void QVTask::setupTimeout(std::int64_t seconds) {
-    NSThread::sleepForTimeInterval(static_cast<double>(seconds));
+std::uint64_t QVTask::nextRun() {
+    const std::lock_guard lock(runMutex);
+    runChanged.notifyAll();
+    return ++run;
+}
+
+void QVTask::setupTimeout(std::int64_t seconds, std::uint64_t timedRun) {
+    Clock& clock = Machine::current().clock();
+    {
+        std::unique_lock lock(runMutex);
+        const auto end = clock.now() + std::chrono::seconds(seconds);
+        if (runChanged.wait(
+                lock, [&] { return run != timedRun; }, end)) {
+            return;
+        }
+    }
     performOnMainThread([this] { timeout(); }, true);
     const auto tool = theTask();
-    Clock& clock = Machine::current().clock();
     if (tool && tool->wasTerminated() &&
         !slot.waitUntilEmpty(clock.now() + durationOfSeconds(patienceAfterTermination))) {
         tool->kill();
@@ -284,7 +304,8 @@ void QVTask::asyncTaskReturnData(const NSNotification& notification) {
     const auto context = object;
     lock.unlock();
     if (receiver && call) {
-        call(receiver.get(), bytes, *this, context);
+        // What a delegate raises must not keep the run from its end.
+        reportExceptions([&] { call(receiver.get(), bytes, *this, context); });
     }
     if (bytes.empty()) {
         terminateAsyncTask();

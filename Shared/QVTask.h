@@ -10,7 +10,7 @@
 // on the main thread the main run loop is served meanwhile. A time-out in seconds is cut to whole
 // ones; after it the main thread looks once whether the tool still runs, and if so asks it and all
 // it started to end. From then on nothing but the tool itself keeps the caller, and a tool that has
-// not ended 5 seconds later is killed.
+// not ended 5 seconds later is killed. So is one that writes more than 64 MB to be returned.
 #pragma once
 
 #include "Foundation/NSNotification.h"
@@ -84,8 +84,9 @@ public:
                                         double timeout);
     std::optional<NSData> dataFromTaskInstance(const std::string& launchPath,
                                                const Arguments& arguments, double timeout);
-    /// The body of the timer thread.
-    void setupTimeout(std::int64_t seconds);
+    /// The body of the timer thread of a run: sleeps, but not longer than the run lasts, and has
+    /// the main thread check.
+    void setupTimeout(std::int64_t seconds, std::uint64_t timedRun);
     /// The check, on the main thread.
     void timeout();
 
@@ -123,10 +124,16 @@ private:
     QVTask() = default;
     template <class Body>
     auto withTimeout(double seconds, const Body& body);
+    /// Ends the wait of the timer of the run before.
+    std::uint64_t nextRun();
 
     TaskSlot slot; // holds theTask
     std::shared_ptr<void> delegate;
     Selector selector;
     std::shared_ptr<void> object;
     std::mutex mutex; // guards delegate, selector and object
+
+    std::mutex runMutex; // guards run
+    Condition runChanged;
+    std::uint64_t run = 0; // the number of the timed run, and once more of its end
 };

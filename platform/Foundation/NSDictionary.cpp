@@ -6,6 +6,8 @@
 #include "System/FileReplacement.h"
 
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
 
 NSDictionary::NSDictionary(std::initializer_list<std::pair<std::string, PropertyList>> list) {
     for (const auto& [key, value] : list) {
@@ -53,13 +55,12 @@ NSDictionary::Entries::const_iterator NSDictionary::begin() const { return entri
 
 NSDictionary::Entries::const_iterator NSDictionary::end() const { return entries.end(); }
 
-std::optional<NSDictionary> dictionaryWithContentsOfFile(const std::string& path) {
-    const std::optional<std::string> bytes = contentsOfFile(path);
-    if (!bytes) {
-        return std::nullopt;
-    }
+namespace {
+
+/// None for bytes that are no dictionary.
+std::optional<NSDictionary> dictionaryOfBytes(const std::string& bytes) {
     try {
-        PropertyList list = propertyListFromData(*bytes);
+        PropertyList list = propertyListFromData(bytes);
         auto* const dictionary = std::get_if<NSDictionary>(&list.value);
         return dictionary ? std::optional(std::move(*dictionary)) : std::nullopt;
     } catch (const NSException&) {
@@ -67,9 +68,25 @@ std::optional<NSDictionary> dictionaryWithContentsOfFile(const std::string& path
     }
 }
 
+} // namespace
+
+std::optional<NSDictionary> dictionaryWithContentsOfFile(const std::string& path) {
+    const std::optional<std::string> bytes = contentsOfFile(path);
+    return bytes ? dictionaryOfBytes(*bytes) : std::nullopt;
+}
+
+NSDictionary dictionaryToChangeAtPath(const std::string& path) {
+    const std::optional<std::string> bytes = contentsOfFile(path);
+    if (!bytes && errno != ENOENT && errno != ENOTDIR) {
+        throw NSException(NSFileHandleOperationException,
+                          "Cannot read " + path + ": " + std::strerror(errno));
+    }
+    return bytes ? dictionaryOfBytes(*bytes).value_or(NSDictionary()) : NSDictionary();
+}
+
 bool writeDictionaryToFile(const NSDictionary& dictionary, const std::string& path) {
     try {
-        return !writeFileAtomically(xmlDataFromPropertyList(dictionary), path);
+        return !writeFileAtomically(dataFromPropertyList(dictionary), path);
     } catch (const NSException&) {
         return false;
     }

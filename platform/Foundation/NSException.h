@@ -3,8 +3,10 @@
 
 #include <exception>
 #include <functional>
+#include <new>
 #include <optional>
 #include <string>
+#include <system_error>
 
 inline const std::string NSInvalidArgumentException = "NSInvalidArgumentException";
 inline const std::string NSInternalInconsistencyException = "NSInternalInconsistencyException";
@@ -27,6 +29,19 @@ private:
     std::optional<std::string> nameText;
     std::optional<std::string> reasonText;
 };
+
+/// Runs `work`; what the system refuses it, memory included, is raised as an NSException of that
+/// name.
+template <class Work>
+auto raisingSystemErrors(const std::string& name, const Work& work) {
+    try {
+        return work();
+    } catch (const std::system_error& error) {
+        throw NSException(name, error.what());
+    } catch (const std::bad_alloc&) {
+        throw NSException(name, "There is not enough memory");
+    }
+}
 
 /// Runs `work`. What it raises is written to the console and goes no further: for the places where
 /// nobody could catch it, a thread's end or the turn of an event loop.

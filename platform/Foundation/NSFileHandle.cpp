@@ -54,20 +54,20 @@ NSData NSFileHandle::availableData() {
     if (!file) {
         return {};
     }
-    DescriptorWait waiting;
-    {
-        std::lock_guard lock(mutex);
-        reader = &waiting;
-    }
     bool ready = false;
-    waiting.add(file->get(), [&ready] { ready = true; });
-    waiting.wait([&] { return ready || held() != file; });
-    NSData bytes;
-    {
+    raisingSystemErrors(NSFileHandleOperationException, [&] {
+        DescriptorWait waiting;
+        waiting.add(file->get(), [&ready] { ready = true; });
+        {
+            std::lock_guard lock(mutex);
+            reader = &waiting;
+        }
+        waiting.wait([&] { return ready || held() != file; });
         std::lock_guard lock(mutex);
         reader = nullptr;
         ready = ready && descriptor == file;
-    }
+    });
+    NSData bytes;
     if (ready) {
         bytes.resize(chunk);
         ssize_t count = 0;

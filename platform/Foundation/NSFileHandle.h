@@ -31,7 +31,8 @@ public:
     void writeData(std::string_view bytes);
     /// Blocks until some bytes are there and returns them; empty at the end of the file, after a
     /// failed read, and when another thread closes the handle meanwhile. On the main thread it
-    /// serves the main run loop while it waits.
+    /// serves the main run loop while it waits. Raises NSFileHandleOperationException when the
+    /// system has nothing left to wait with.
     NSData availableData();
     /// Harmless on a closed handle.
     void closeFile();

@@ -46,6 +46,15 @@ bool NSFileManager::moveItemAtPath(const std::string& path, const std::string& d
     return !error;
 }
 
+bool NSFileManager::linkItemAtPath(const std::string& path, const std::string& destination) const {
+    std::error_code error;
+    if (fs::is_symlink(path, error)) {
+        return false;
+    }
+    fs::create_hard_link(path, destination, error);
+    return !error;
+}
+
 std::optional<std::vector<std::string>>
 NSFileManager::contentsOfDirectoryAtPath(const std::string& path) const {
     std::error_code error;

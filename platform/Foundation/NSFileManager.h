@@ -21,6 +21,9 @@ public:
     bool removeItemAtPath(const std::string& path) const;
     /// Within one disk. Fails when something stands at the destination.
     bool moveItemAtPath(const std::string& path, const std::string& destination) const;
+    /// Gives a file a second name within its disk. Fails for a symbolic link, and when something
+    /// stands at the destination.
+    bool linkItemAtPath(const std::string& path, const std::string& destination) const;
     /// Names only, sorted; none when the folder cannot be read.
     std::optional<std::vector<std::string>>
     contentsOfDirectoryAtPath(const std::string& path) const;

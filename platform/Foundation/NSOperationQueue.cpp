@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <condition_variable>
+#include <system_error>
 #include <vector>
 
 struct NSOperationQueue::State {
@@ -117,7 +118,10 @@ void NSOperationQueue::State::drain() {
 }
 
 NSOperationQueue::NSOperationQueue() : state(std::make_shared<State>()) {
-    worker = std::thread([kept = state] { kept->work(); });
+    try {
+        worker = std::thread([kept = state] { kept->work(); });
+    } catch (const std::system_error&) { // then whoever adds an operation runs it
+    }
     std::lock_guard lock(registry().mutex);
     std::erase_if(registry().states, [](const auto& entry) { return entry.expired(); });
     registry().states.emplace_back(state);
@@ -129,11 +133,21 @@ NSOperationQueue::~NSOperationQueue() {
         state->ending = true;
         state->workerWake.notify_one();
     }
-    worker.join();
+    if (worker.joinable()) {
+        worker.join();
+    } else {
+        state->drain();
+    }
 }
 
 void NSOperationQueue::addOperation(std::function<void()> operation, bool drainFollows) {
-    if (state->add(std::move(operation)) && !drainFollows) {
+    const bool wakes = state->add(std::move(operation));
+    if (drainFollows) {
+        return;
+    }
+    if (!worker.joinable()) {
+        state->drain();
+    } else if (wakes) {
         state->workerWake.notify_one();
     }
 }

@@ -17,7 +17,8 @@ public:
     NSOperationQueue& operator=(const NSOperationQueue&) = delete;
 
     /// Any thread. Never waits for work to be done. A caller that is going to drain the queue at
-    /// once says so, and the worker is left asleep, since the drain runs the operation.
+    /// once says so, and the worker is left asleep, since the drain runs the operation. Where the
+    /// system had no thread for a worker, the calling thread runs it.
     void addOperation(std::function<void()> operation, bool drainFollows = false);
     /// Returns when nothing waits or runs any more, what operations have added included. Waiting
     /// work may run on the calling thread. Called from an operation of this very queue it returns

@@ -7,7 +7,6 @@
 #include <array>
 #include <optional>
 #include <string_view>
-#include <system_error>
 
 namespace {
 
@@ -84,11 +83,8 @@ std::string NSHomeDirectoryForUser(const std::string& name) {
 std::string NSUserName() { return Machine::current().userName(); }
 
 std::string NSTemporaryDirectory() {
-    try {
-        return Machine::current().temporaryDirectory();
-    } catch (const std::system_error& error) {
-        throw NSException(NSInternalInconsistencyException, error.what());
-    }
+    return raisingSystemErrors(NSInternalInconsistencyException,
+                               [] { return Machine::current().temporaryDirectory(); });
 }
 
 std::string stringByAppendingPathComponent(const std::string& path, const std::string& component) {

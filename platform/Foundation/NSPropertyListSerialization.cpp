@@ -2,14 +2,16 @@
 
 #include "Foundation/NSException.h"
 #include "Foundation/NSOldStylePropertyListParser.h"
+#include "Foundation/NSString.h"
 #include "System/BinaryPropertyListCheck.h"
+#include "System/PlainNumbers.h"
 #include "System/PropertyListError.h"
+#include "System/TextConversion.h"
 #include "System/XMLPropertyListCheck.h"
 
-#include <clocale>
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
-#include <limits>
 #include <memory>
 #include <plist/plist.h>
 
@@ -17,22 +19,6 @@ namespace {
 
 /// Deep enough for any list that means something, and safe for the stack of any thread.
 constexpr int depthLimit = 512;
-
-/// libplist reads and prints reals by the locale's decimal separator; with this it is a dot.
-class PlainNumbers {
-public:
-    PlainNumbers() : before(uselocale(plain())) {}
-    ~PlainNumbers() { uselocale(before); }
-    PlainNumbers(const PlainNumbers&) = delete;
-    PlainNumbers& operator=(const PlainNumbers&) = delete;
-
-private:
-    static locale_t plain() {
-        static const locale_t locale = newlocale(LC_ALL_MASK, "C", nullptr);
-        return locale;
-    }
-    locale_t before;
-};
 
 /// A list of libplist's.
 struct FreeNode {
@@ -57,6 +43,24 @@ std::string xmlOfNode(plist_t node) {
     plist_to_xml(node, &bytes, &length);
     const Memory memory(bytes);
     return bytes ? std::string(bytes, length) : std::string();
+}
+
+std::string binaryOfNode(plist_t node) {
+    char* bytes = nullptr;
+    std::uint32_t length = 0;
+    plist_to_bin(node, &bytes, &length);
+    const Memory memory(bytes);
+    return bytes ? std::string(bytes, length) : std::string();
+}
+
+/// XML has no way for most control characters and for two others, and a reader may take a carriage
+/// return for a line feed.
+bool survivesXML(const std::string& xml) {
+    return std::none_of(
+               xml.begin(), xml.end(),
+               [](unsigned char byte) { return byte < ' ' && byte != '\t' && byte != '\n'; }) &&
+           xml.find("\xEF\xBF\xBE") == std::string::npos &&
+           xml.find("\xEF\xBF\xBF") == std::string::npos;
 }
 
 /// The content of a node's only element, as its XML form has it.
@@ -96,8 +100,10 @@ PropertyList listOfNode(plist_t node);
 
 std::string textOfNode(plist_t node) {
     std::uint64_t length = 0;
-    const char* const text = plist_get_string_ptr(node, &length);
-    return text ? std::string(text, length) : std::string();
+    const char* const bytes = plist_get_string_ptr(node, &length);
+    std::string text(bytes ? bytes : "", bytes ? length : 0);
+    // libplist takes over what a binary list has as ASCII, whatever bytes they are.
+    return isValidUTF8(text) ? text : utf8FromEncoding("ISO-8859-1", text).value_or("");
 }
 
 NSData dataOfNode(plist_t node) {
@@ -173,10 +179,12 @@ struct NodeMaker {
     Node operator()(bool value) const { return Node(plist_new_bool(value ? 1 : 0)); }
     Node operator()(NSInteger64 number) const {
         const auto bits = static_cast<std::uint64_t>(number.value);
-        // A node made from the bits of a number beyond the signed range prints a negative one.
-        return number.isUnsigned
-                   ? nodeFromXML("<plist><integer>" + std::to_string(bits) + "</integer></plist>")
-                   : Node(plist_new_uint(bits));
+        // The versions of libplist do not agree on what the highest bit means.
+        if (number.value >= 0) {
+            return Node(plist_new_uint(bits));
+        }
+        const auto digits = number.isUnsigned ? std::to_string(bits) : std::to_string(number.value);
+        return nodeFromXML("<plist><integer>" + digits + "</integer></plist>");
     }
     Node operator()(double number) const { return Node(plist_new_real(number)); }
     Node operator()(const std::string& text) const {
@@ -217,12 +225,57 @@ struct NodeMaker {
 
 private:
     static const std::string& checked(const std::string& text) {
-        if (text.find('\0') != std::string::npos) {
-            throw NSException(NSInvalidArgumentException, "XML has no character with the code 0");
+        if (text.find('\0') != std::string::npos || !isValidUTF8(text)) {
+            throw NSException(
+                NSInvalidArgumentException,
+                "A property list cannot hold a zero character, or bytes that are no text");
         }
         return text;
     }
 };
+
+/// The encoding that an XML text says it is in; empty for none.
+std::string declaredEncoding(std::string_view text) {
+    const auto declaration = text.substr(0, std::min(text.find("?>"), text.size()));
+    const auto name = declaration.find("encoding");
+    const auto quote = declaration.find_first_of("\"'", name);
+    if (!text.starts_with("<?xml") || name == std::string_view::npos ||
+        quote == std::string_view::npos) {
+        return "";
+    }
+    const auto end = declaration.find(declaration[quote], quote + 1);
+    return std::string(declaration.substr(quote + 1, end - quote - 1));
+}
+
+/// The encoding that the first bytes of a text are in; empty for one that has ASCII in it.
+std::string encodingOfStart(std::string_view bytes) {
+    if (bytes.starts_with("\xFE\xFF") || bytes.starts_with(std::string_view("\0<", 2))) {
+        return "UTF-16BE";
+    }
+    const bool little =
+        bytes.starts_with("\xFF\xFE") || bytes.starts_with(std::string_view("<\0", 2));
+    return little ? "UTF-16LE" : "";
+}
+
+/// The text of a list that is no binary one, as UTF-8 without a byte-order mark. What does not say
+/// its encoding and is no UTF-8 is taken for Latin-1, as old files are.
+std::string textOfBytes(std::string_view bytes) {
+    constexpr std::string_view mark = "\xEF\xBB\xBF";
+    bytes.remove_prefix(bytes.starts_with(mark) ? mark.size() : 0);
+    std::string encoding = encodingOfStart(bytes);
+    if (encoding.empty()) {
+        encoding = declaredEncoding(bytes);
+    }
+    if (encoding.empty()) {
+        encoding = "UTF-8";
+    }
+    auto text = utf8FromEncoding(encoding, bytes);
+    if (!text && !bytes.starts_with("<")) {
+        text = utf8FromEncoding("ISO-8859-1", bytes);
+    }
+    PropertyListError::unless(text.has_value(), "its text is not in its encoding");
+    return text->starts_with(mark) ? text->substr(mark.size()) : std::move(*text);
+}
 
 bool isXML(std::string_view text) {
     text.remove_prefix(std::min(text.find_first_not_of(" \t\r\n"), text.size()));
@@ -234,23 +287,21 @@ bool isXML(std::string_view text) {
     return false;
 }
 
-PropertyList listOfBytes(std::string_view bytes) {
-    PropertyListError::unless(bytes.size() <= std::numeric_limits<std::uint32_t>::max(),
-                              "it is too large");
-    if (bytes.starts_with("\xEF\xBB\xBF")) {
-        bytes.remove_prefix(3);
-    }
+PropertyList listOfBytes(const std::string& bytes) {
+    constexpr std::size_t limit = 1U << 30U;
+    PropertyListError::unless(bytes.size() < limit, "it is too large");
     const PlainNumbers plainNumbers;
-    const auto length = static_cast<std::uint32_t>(bytes.size());
     plist_t node = nullptr;
     if (bytes.starts_with("bplist")) {
         checkBinaryPropertyList(bytes, depthLimit);
-        plist_from_bin(bytes.data(), length, &node);
-    } else if (isXML(bytes)) {
-        checkXMLPropertyList(bytes, depthLimit);
-        plist_from_xml(bytes.data(), length, &node);
+        plist_from_bin(bytes.data(), static_cast<std::uint32_t>(bytes.size()), &node);
     } else {
-        return NSOldStylePropertyListParser(bytes, depthLimit).parse();
+        const std::string text = textOfBytes(bytes);
+        if (!isXML(text)) {
+            return NSOldStylePropertyListParser(text, depthLimit).parse();
+        }
+        checkXMLPropertyList(text, depthLimit);
+        plist_from_xml(text.data(), static_cast<std::uint32_t>(text.size()), &node);
     }
     const Node owner(node);
     PropertyListError::unless(node != nullptr, "an element is damaged");
@@ -264,10 +315,20 @@ PropertyList propertyListFromData(const std::string& data) {
         return listOfBytes(data);
     } catch (const PropertyListError& error) {
         throw NSException(NSParseErrorException, std::string("No property list: ") + error.what());
+    } catch (const std::bad_alloc&) {
+        throw NSException(NSParseErrorException,
+                          "A property list that takes more memory than there is");
     }
 }
 
 std::string xmlDataFromPropertyList(const PropertyList& list) {
     const PlainNumbers plainNumbers;
     return xmlOfNode(NodeMaker().make(list).get());
+}
+
+std::string dataFromPropertyList(const PropertyList& list) {
+    const PlainNumbers plainNumbers;
+    const Node node = NodeMaker().make(list);
+    auto xml = xmlOfNode(node.get());
+    return survivesXML(xml) ? std::move(xml) : binaryOfNode(node.get());
 }

@@ -1,5 +1,7 @@
 #include "Foundation/NSString.h"
 
+#include "System/PlainNumbers.h"
+
 #include <algorithm>
 #include <array>
 #include <cstdio>
@@ -91,8 +93,9 @@ Conversion parseConversion(const std::string& format, std::size_t start) {
 }
 
 template <class Number>
-std::string print(const std::string& flags, const char* letter, Number number) {
-    const std::string format = "%" + flags + letter;
+std::string print(const std::string& flags, const std::string& letters, Number number) {
+    const PlainNumbers plainNumbers;
+    const std::string format = "%" + flags + letters;
     std::array<char, 512> buffer{};
     const int length = std::snprintf(buffer.data(), buffer.size(), format.c_str(), number);
     return {buffer.data(), std::min<std::size_t>(static_cast<std::size_t>(std::max(length, 0)),
@@ -100,6 +103,9 @@ std::string print(const std::string& flags, const char* letter, Number number) {
 }
 
 std::string describe(const FormatArgument& argument) {
+    if (const auto* text = std::get_if<std::string_view>(&argument.value)) {
+        return std::string(*text);
+    }
     if (const auto* number = std::get_if<std::int64_t>(&argument.value)) {
         return std::to_string(*number);
     }
@@ -109,34 +115,44 @@ std::string describe(const FormatArgument& argument) {
     return "(null)";
 }
 
+/// A text cut to the precision and filled up to the width of the flags.
+std::string padded(std::string text, const std::string& flags) {
+    const auto dot = flags.find('.');
+    if (dot != std::string::npos) {
+        text.resize(
+            std::min(text.size(), static_cast<std::size_t>(integerValue(flags.substr(dot + 1)))));
+    }
+    const auto digits = std::min(flags.find_first_of("123456789"), dot);
+    const auto width =
+        digits < flags.size() ? static_cast<std::size_t>(integerValue(flags.substr(digits))) : 0;
+    if (text.size() < width) {
+        const bool left = flags.find('-') != std::string::npos;
+        text.insert(left ? text.size() : 0, width - text.size(), ' ');
+    }
+    return text;
+}
+
 std::string convert(const Conversion& conversion, const FormatArgument& argument) {
     const auto* number = std::get_if<std::int64_t>(&argument.value);
     const auto* real = std::get_if<double>(&argument.value);
-    switch (conversion.letter) {
-    case 'd':
-    case 'i':
-        return number && !conversion.flags.empty()
-                   ? print(conversion.flags, "lld", static_cast<long long>(*number))
-                   : describe(argument);
-    case 'u':
-        return number ? print(conversion.flags, "llu", static_cast<unsigned long long>(*number))
-                      : describe(argument);
-    case 'x':
-        return number ? print(conversion.flags, "llx", static_cast<unsigned long long>(*number))
-                      : describe(argument);
-    case 'c':
-        return number ? print(conversion.flags, "c", static_cast<int>(*number))
-                      : describe(argument);
-    case 'f':
-    case 'g': {
-        const char letter[] = {conversion.letter, '\0'};
-        return real     ? print(conversion.flags, letter, *real)
-               : number ? print(conversion.flags, letter, static_cast<double>(*number))
-                        : describe(argument);
+    const std::string letter(1, conversion.letter);
+    if (conversion.flags.empty() && (letter == "d" || letter == "i")) {
+        return describe(argument); // the usual one, and much faster
     }
-    default:
-        return describe(argument);
+    if (number && std::string_view("diuxXo").find(conversion.letter) != std::string_view::npos) {
+        return print(conversion.flags, "ll" + letter, static_cast<long long>(*number));
     }
+    if (number && conversion.letter == 'c') {
+        return print(conversion.flags, letter, static_cast<int>(*number));
+    }
+    if (number && conversion.letter == 'p') {
+        return padded(print("#", "llx", static_cast<long long>(*number)), conversion.flags);
+    }
+    if ((number || real) &&
+        std::string_view("fFgGeE").find(conversion.letter) != std::string_view::npos) {
+        return print(conversion.flags, letter, real ? *real : static_cast<double>(*number));
+    }
+    return padded(describe(argument), conversion.flags);
 }
 
 } // namespace
@@ -162,12 +178,13 @@ std::string formatString(const std::string& format,
         const auto conversion = parseConversion(format, position);
         if (conversion.letter == '%') {
             result += '%';
-        } else if (std::string_view("@sdiuxcfg").find(conversion.letter) !=
+        } else if (std::string_view("@sdiuxXocpfFgGeE").find(conversion.letter) !=
                        std::string_view::npos &&
                    conversion.letter != '\0') {
             const FormatArgument argument = next != arguments.end() ? *next++ : nullptr;
             const auto* text = std::get_if<std::string_view>(&argument.value);
-            text ? result.append(*text) : result.append(convert(conversion, argument));
+            const bool plain = text && conversion.flags.empty();
+            plain ? result.append(*text) : result.append(convert(conversion, argument));
         } else {
             result.append(format, position, conversion.end - position); // no conversion of ours
         }

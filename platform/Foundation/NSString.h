@@ -28,9 +28,10 @@ public:
     Value value;
 };
 
-/// Fills a format: `%@` and `%s` take any value, the printf conversions in use (`%d %i %u %ld %lu
-/// %x %c %f %g`, with flags, width and precision) take numbers, `%%` is a percent sign. A missing
-/// object or argument reads "(null)". A value is never itself read as a format.
+/// Fills a format: `%@` and `%s` take any value, the printf conversions `%d %i %u %x %X %o %c %p %f
+/// %F %g %G %e %E` take numbers, each with flags, width and precision (of a text in bytes), `%%` is
+/// a percent sign. Decimals stand after a dot whatever the user's language. A missing object or
+/// argument reads "(null)". A value is never itself read as a format.
 std::string formatString(const std::string& format,
                          std::initializer_list<FormatArgument> arguments);
 

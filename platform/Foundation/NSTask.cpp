@@ -26,11 +26,6 @@ int descriptorOf(const NSTask::Stream& stream, int own) {
     return handle != nullptr && *handle ? (*handle)->fileDescriptor() : own;
 }
 
-/// One of this wait's own, since another wait for the same tool may be under way; -1 for none.
-int duplicate(int descriptor) {
-    return descriptor >= 0 ? fcntl(descriptor, F_DUPFD_CLOEXEC, 0) : -1;
-}
-
 /// Where what a tool writes is read; -1 for a stream that is no pipe.
 int readingEnd(const NSTask::Stream& stream) {
     const auto pipe = pipeOf(stream);
@@ -43,14 +38,6 @@ NSData takeRest(PipeReader& reader, const NSTask::Stream& stream) {
         pipe->fileHandleForReading()->closeFile();
     }
     return bytes;
-}
-
-std::shared_ptr<LaunchedProcess> launchProgram(const LaunchRequest& request) {
-    try {
-        return Machine::current().launch(request);
-    } catch (const std::system_error& error) {
-        throw NSException(NSInvalidArgumentException, error.what());
-    }
 }
 
 void closeWriting(const NSTask::Stream& stream) {
@@ -76,7 +63,13 @@ void NSTask::start() {
     request.standardInput = descriptorOf(input, STDIN_FILENO);
     request.standardOutput = descriptorOf(output, STDOUT_FILENO);
     request.standardError = descriptorOf(error, STDERR_FILENO);
-    std::shared_ptr<LaunchedProcess> started = launchProgram(request);
+    std::shared_ptr<LaunchedProcess> started;
+    try {
+        started = Machine::current().launch(request);
+    } catch (const std::system_error& error) {
+        throw NSException(NSInvalidArgumentException,
+                          "Couldn't launch " + path + ": " + error.code().message());
+    }
     if (const auto pipe = pipeOf(input)) {
         pipe->fileHandleForReading()->closeFile();
         pipe->fileHandleForWriting()->closeFile();
@@ -103,7 +96,7 @@ bool NSTask::isRunning() const {
 
 void NSTask::waitUntilExit() {
     if (const auto tool = launched()) {
-        tool->waitUntilExit();
+        raisingSystemErrors(NSInternalInconsistencyException, [&] { tool->waitUntilExit(); });
     }
 }
 
@@ -118,25 +111,40 @@ pid_t NSTask::processIdentifier() const {
 }
 
 NSTask::Output NSTask::launchAndRead() {
-    start();
+    try {
+        return raisingSystemErrors(NSInternalInconsistencyException, [this] {
+            // What waits is there before the tool is.
+            DescriptorWait waiting;
+            PipeReader outputReader(readingEnd(output), waiting, maximumOutput);
+            PipeReader errorReader(readingEnd(error), waiting, maximumOutput);
+            start();
+            readUntilEnd(waiting, outputReader, errorReader);
+            return Output{takeRest(outputReader, output), takeRest(errorReader, error),
+                          outputReader.hasReachedLimit() || errorReader.hasReachedLimit()};
+        });
+    } catch (const NSException&) {
+        kill();
+        throw;
+    }
+}
+
+void NSTask::readUntilEnd(DescriptorWait& waiting, PipeReader& outputReader,
+                          PipeReader& errorReader) {
     const auto tool = launched();
-    DescriptorWait waiting;
-    PipeReader outputReader(readingEnd(output), waiting);
-    PipeReader errorReader(readingEnd(error), waiting);
-    const FileDescriptor exit(duplicate(tool->exitDescriptor()));
+    const int exit = tool->exitDescriptor();
     // The pipes' ends before the tool's own would wake this thread for nothing, so its writing ends
     // stay open until then.
     bool exitSeen = false;
     const auto seeExit = [&] {
         exitSeen = true;
-        waiting.remove(exit.get());
+        waiting.remove(exit);
         closeWriting(output);
         closeWriting(error);
         outputReader.readWhatIsThere();
         errorReader.readWhatIsThere();
     };
-    if (exit) {
-        waiting.add(exit.get(), seeExit);
+    if (exit >= 0) {
+        waiting.add(exit, seeExit);
     } else {
         seeExit(); // it can only be waited for, once its output has ended
     }
@@ -144,16 +152,20 @@ NSTask::Output NSTask::launchAndRead() {
         std::lock_guard lock(mutex);
         reader = &waiting;
     }
-    const auto ended = [&] { return outputReader.hasEnded() && errorReader.hasEnded(); };
-    waiting.wait([&] { return exitSeen && (ended() || readsUntilExit); });
+    waiting.wait([&] {
+        if (outputReader.hasReachedLimit() || errorReader.hasReachedLimit()) {
+            kill();
+        }
+        const bool ended = outputReader.hasEnded() && errorReader.hasEnded();
+        return exitSeen && (ended || readsUntilExit);
+    });
     {
         std::lock_guard lock(mutex);
         reader = nullptr;
     }
-    if (!exit) {
+    if (exit < 0) {
         waitUntilExit();
     }
-    return {takeRest(outputReader, output), takeRest(errorReader, error)};
 }
 
 void NSTask::terminate() {

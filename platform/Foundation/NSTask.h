@@ -12,6 +12,9 @@
 #include <variant>
 #include <vector>
 
+class DescriptorWait;
+class PipeReader;
+
 /// The set-up belongs to one thread; from the launch on every operation may be called from any.
 class NSTask {
 public:
@@ -20,7 +23,11 @@ public:
         std::variant<std::monostate, std::shared_ptr<NSPipe>, std::shared_ptr<NSFileHandle>>;
     struct Output {
         NSData output, error;
+        /// It was more than maximumOutput, and the tool was ended for it.
+        bool exceeded = false;
     };
+    /// Of each of the two, in bytes.
+    static constexpr std::size_t maximumOutput = 64U << 20U;
 
     NSTask() = default;
     NSTask(const NSTask&) = delete;
@@ -55,7 +62,8 @@ public:
 
     /// Launches the tool and reads what it writes to the two pipes it was given, both at once,
     /// until both have ended and the tool has too. On the main thread it serves the main run loop
-    /// meanwhile.
+    /// meanwhile. Raises as launch does, and when the system has nothing left to wait with; the
+    /// tool does not run on then.
     Output launchAndRead();
     /// Asks the tool, and all it started, to end. From then on its end is the end of its output,
     /// whoever still holds the pipes. Does nothing for a tool that does not run.
@@ -70,6 +78,7 @@ public:
 
 private:
     void start();
+    void readUntilEnd(DescriptorWait& waiting, PipeReader& outputReader, PipeReader& errorReader);
     std::shared_ptr<LaunchedProcess> launched() const;
 
     std::string path, programPath;
@@ -78,7 +87,7 @@ private:
 
     mutable std::mutex mutex; // guards what follows
     std::shared_ptr<LaunchedProcess> process;
-    class DescriptorWait* reader = nullptr;
+    DescriptorWait* reader = nullptr;
     std::atomic<bool> readsUntilExit{false};
     std::atomic<bool> terminated{false};
 };

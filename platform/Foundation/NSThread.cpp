@@ -22,16 +22,28 @@ void runBody(std::function<void()>& body) {
 
 void NSThread::start() {
     Clock& clock = Machine::current().clock();
-    clock.threadStarts();
-    ++runningThreads;
-    flags->executing = true;
-    std::thread([work = std::move(body), state = flags, &clock]() mutable {
-        runBody(work);
+    const auto begin = [&] {
+        clock.threadStarts();
+        ++runningThreads;
+        flags->executing = true;
+    };
+    const auto end = [&clock, state = flags] {
         state->executing = false;
         state->finished = true;
         clock.threadEnds();
         --runningThreads; // last: once it is 0 the machine may go
-    }).detach();
+    };
+    begin();
+    try {
+        std::thread([work = std::move(body), end]() mutable {
+            runBody(work);
+            end();
+        }).detach();
+    } catch (const std::system_error& error) {
+        end();
+        throw NSException(NSInternalInconsistencyException,
+                          std::string("Cannot start a thread: ") + error.code().message());
+    }
 }
 
 void NSThread::detachNewThread(std::function<void()> body) { NSThread(std::move(body)).start(); }

@@ -14,7 +14,8 @@ public:
     NSThread(const NSThread&) = delete;
     NSThread& operator=(const NSThread&) = delete;
 
-    /// Runs the body on a new thread; once. The thread outlives this object if need be.
+    /// Runs the body on a new thread; once. The thread outlives this object if need be. Raises
+    /// NSInternalInconsistencyException when the system has no thread left.
     void start();
     bool isExecuting() const { return flags->executing; }
     bool isFinished() const { return flags->finished; }

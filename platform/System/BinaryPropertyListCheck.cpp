@@ -2,6 +2,8 @@
 
 #include "System/PropertyListError.h"
 
+#include <bit>
+#include <cmath>
 #include <cstdint>
 #include <vector>
 
@@ -73,6 +75,9 @@ private:
         const bool isContainer = isDictionary || kind == 0xA;
         const bool hasCount = isContainer || (kind >= 0x4 && kind <= 0x7);
         if (!hasCount) {
+            if (kind == 0x3) {
+                checkDate(position);
+            }
             return sizePerObject;
         }
         const std::uint64_t count = info == 0xF ? longCount(position) : info;
@@ -83,10 +88,36 @@ private:
         const std::uint64_t references = isDictionary ? 2 * count : count;
         require(references <= (table - position) / referenceSize, "a container is cut short");
         std::uint64_t size = sizePerObject;
+        for (std::uint64_t index = 0; isDictionary && index < count; ++index) {
+            checkKey(number(position + index * referenceSize, referenceSize));
+        }
         for (std::uint64_t index = 0; index < references && size <= sizeLimit; ++index) {
             size += sizeOf(number(position + index * referenceSize, referenceSize), depth + 1);
         }
         return size;
+    }
+
+    /// A key is a text without a zero character: libplist counts on both.
+    void checkKey(std::uint64_t object) const {
+        require(object < objectCount, "a reference leads nowhere");
+        std::uint64_t position = number(table + object * offsetSize, offsetSize);
+        require(position >= headerSize && position < table, "an object lies outside");
+        const std::uint64_t marker = number(position++, 1);
+        const std::uint64_t unit = marker >> 4U == 0x6 ? 2 : 1;
+        require(marker >> 4U == 0x5 || marker >> 4U == 0x6, "a key is no text");
+        const std::uint64_t count = (marker & 0xFU) == 0xF ? longCount(position) : marker & 0xFU;
+        require(count <= (table - position) / unit, "an object is cut short");
+        for (std::uint64_t index = 0; index < count; ++index) {
+            require(number(position + index * unit, unit) != 0, "a key holds a zero character");
+        }
+    }
+
+    /// A date is a number of seconds from 2001; what lies tens of thousands of years away is none.
+    void checkDate(std::uint64_t position) const {
+        constexpr double secondsLimit = 1e12;
+        require(table - position >= sizeof(double), "an object is cut short");
+        const auto seconds = std::bit_cast<double>(number(position, sizeof(double)));
+        require(std::abs(seconds) < secondsLimit, "a date is out of range");
     }
 
     /// A count that is an object of its own, after which `position` stands.

@@ -1,24 +1,9 @@
 #include "System/DescriptorWait.h"
 
 #include "System/Machine.h"
+#include "System/OutsideWork.h"
 
 #include <sys/epoll.h>
-
-namespace {
-
-/// Tells the clock that what is waited for is not of its making.
-class OutsideWork {
-public:
-    explicit OutsideWork(Clock& clock) : clock(clock) { clock.outsideWorkBegins(); }
-    ~OutsideWork() { clock.outsideWorkEnds(); }
-    OutsideWork(const OutsideWork&) = delete;
-    OutsideWork& operator=(const OutsideWork&) = delete;
-
-private:
-    Clock& clock;
-};
-
-} // namespace
 
 DescriptorWait::DescriptorWait()
     : mainLoop(MainLoop::ofThisThread()), set(mainLoop ? mainLoop->pollSet() : own.emplace()) {}

@@ -8,10 +8,16 @@
 #include <sys/stat.h>
 
 std::optional<std::string> contentsOfFile(const std::string& path) {
+    // The kernel would cut a path at a zero byte.
+    const bool whole = path.find('\0') == std::string::npos;
     // Not waiting for a pipe's writer; only a file has an end to read up to.
-    const FileDescriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    const FileDescriptor file(whole ? open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK) : -1);
     struct stat status {};
-    if (!file || fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) {
+    if (!file || fstat(file.get(), &status) != 0) {
+        return std::nullopt;
+    }
+    if (!S_ISREG(status.st_mode)) {
+        errno = EISDIR;
         return std::nullopt;
     }
     return contentsOfDescriptor(file.get());

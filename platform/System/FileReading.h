@@ -4,7 +4,8 @@
 #include <optional>
 #include <string>
 
-/// None when it cannot be read or is no regular file. Any thread; waits for the disk.
+/// None, with errno set, when it cannot be read or is no regular file. Any thread; waits for the
+/// disk.
 std::optional<std::string> contentsOfFile(const std::string& path);
 
 /// The same from where an open file stands. None, with errno set, when reading fails.

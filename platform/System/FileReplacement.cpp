@@ -11,6 +11,7 @@
 #include <cstdio>
 #include <fcntl.h>
 #include <filesystem>
+#include <sys/file.h>
 #include <sys/random.h>
 #include <sys/stat.h>
 #include <system_error>
@@ -59,18 +60,19 @@ public:
         }
         // Content that is not for everyone is at no moment open to others.
         const mode_t mode = replaces ? 0600 : 0644;
+        const std::string folder = folderOf(target);
+        removeAbandoned(folder);
         do {
             std::uint64_t unpredictable = 0;
             require(getrandom(&unpredictable, sizeof unpredictable, 0) == sizeof unpredictable,
                     "Cannot name a temporary file");
-            const std::string candidate =
-                folderOf(target) + "/.saving-" + std::to_string(unpredictable);
+            const auto candidate = folder + "/" + prefix + std::to_string(unpredictable);
             file.reset(open(candidate.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
                             mode));
             if (file) {
                 path = candidate;
             }
-        } while (!file && errno == EEXIST);
+        } while (file ? !isOurs() : errno == EEXIST);
         require(bool(file), "Cannot create a file in " + folderOf(target));
     }
     Replacement(const Replacement&) = delete;
@@ -114,6 +116,32 @@ public:
     }
 
 private:
+    static constexpr const char* prefix = ".saving-";
+
+    /// The lock tells others that somebody works on the file. One that was taken for abandoned just
+    /// before is no longer there.
+    bool isOurs() const {
+        struct stat status {};
+        return flock(file.get(), LOCK_EX) == 0 && fstat(file.get(), &status) == 0 &&
+               status.st_nlink > 0;
+    }
+
+    /// What killed programs left behind: files of that name that nobody works on.
+    static void removeAbandoned(const std::string& folder) {
+        std::error_code problem;
+        for (std::filesystem::directory_iterator entry(folder, problem), end;
+             !problem && entry != end; entry.increment(problem)) {
+            const auto path = entry->path().string();
+            if (entry->path().filename().string().starts_with(prefix)) {
+                const FileDescriptor file(
+                    open(path.c_str(), O_WRONLY | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK));
+                if (file && flock(file.get(), LOCK_EX | LOCK_NB) == 0) {
+                    unlink(path.c_str());
+                }
+            }
+        }
+    }
+
     const std::string target;
     struct stat old {};
     bool replaces = false;
@@ -127,6 +155,9 @@ std::optional<std::string> writeFileAtomically(const std::string& bytes, const s
                                                Flush flush) {
     const TerminationGuard guard;
     try {
+        if (path.find('\0') != std::string::npos) {
+            fail("Cannot write a path that holds a zero byte", EINVAL);
+        }
         Replacement replacement(targetOfLinks(path));
         replacement.write(bytes);
         replacement.takePlace(flush);

@@ -48,8 +48,9 @@ public:
     virtual std::string temporaryDirectory() const = 0;
     /// The login user's processes.
     virtual std::vector<RunningProcess> processes() const = 0;
-    /// The program that stands for a tool's path: the path under root(), our stand-in of that name,
-    /// the path itself, the machine's program of that name. Empty when there is none.
+    /// The program that stands for a tool's path: the path under root(); for a path in one of the
+    /// Mac's folders of tools our stand-in of that name; the path itself; for such a path the
+    /// machine's program of that name. Empty when there is none.
     virtual std::string programForTool(const std::string& path) const = 0;
     /// Starts a program by its real path. Raises std::system_error when it cannot be.
     virtual std::unique_ptr<LaunchedProcess> launch(const LaunchRequest& request) = 0;

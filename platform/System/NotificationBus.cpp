@@ -97,9 +97,9 @@ struct NotificationBus::Wire {
             static_cast<NotificationBus*>(self)->receiver(std::move(*notification));
         } else {
             const char* sender = sd_bus_message_get_sender(message);
-            Machine::current().console("Distributed notification from " +
-                                       std::string(sender ? sender : "an unknown process") +
-                                       " dropped: " + problem);
+            static_cast<NotificationBus*>(self)->complain(
+                "Distributed notification from " +
+                std::string(sender ? sender : "an unknown process") + " dropped: " + problem);
         }
         return 1;
     }
@@ -118,6 +118,16 @@ std::unique_ptr<NotificationBus> NotificationBus::join(const std::string& addres
                          sd_bus_add_filter(made, nullptr, Wire::receive, joining.get()) >= 0 &&
                          sd_bus_start(made) >= 0;
     return started ? std::move(joining) : nullptr;
+}
+
+/// Says the first of such things as it is, and of the others how many there were: for the tenth,
+/// the hundredth and so on.
+void NotificationBus::complain(const std::string& line) {
+    if (++dropped == complaintDue) {
+        complaintDue *= 10;
+        Machine::current().console(
+            dropped == 1 ? line : std::to_string(dropped) + " distributed notifications dropped");
+    }
 }
 
 NotificationBus::~NotificationBus() { sd_bus_close_unref(bus); }

@@ -38,8 +38,8 @@ public:
     enum class Processing { something, nothing, lost };
 
     /// Starts to join the bus at an address. None when nobody listens there. Notifications that are
-    /// not as they should be are dropped with a line on the console; all others go to `receiver`,
-    /// which is called from within process().
+    /// not as they should be are dropped, with a line on the console for the first; all others go
+    /// to `receiver`, which is called from within process().
     static std::unique_ptr<NotificationBus> join(const std::string& address, Receiver receiver);
     ~NotificationBus();
     NotificationBus(const NotificationBus&) = delete;
@@ -75,7 +75,9 @@ private:
     struct Wire; // the callbacks of sd-bus
     NotificationBus(sd_bus* bus, Receiver receiver) : bus(bus), receiver(std::move(receiver)) {}
     void callBus(const char* method, const std::string& name);
+    void complain(const std::string& line);
 
     sd_bus* bus;
     Receiver receiver;
+    std::uint64_t dropped = 0, complaintDue = 1;
 };

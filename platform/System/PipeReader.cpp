@@ -4,8 +4,8 @@
 #include <cerrno>
 #include <fcntl.h>
 
-PipeReader::PipeReader(int pipe, DescriptorWait& waiting)
-    : pipe(pipe), waiting(waiting), ended(pipe < 0) {
+PipeReader::PipeReader(int pipe, DescriptorWait& waiting, std::size_t limit)
+    : pipe(pipe), waiting(waiting), limit(limit), ended(pipe < 0) {
     if (!ended) {
         fcntl(pipe, F_SETFL, O_NONBLOCK);
         waiting.add(pipe, [this] { readWhatIsThere(); });
@@ -27,6 +27,10 @@ void PipeReader::readWhatIsThere() {
         const auto length = read(pipe, chunk.data(), chunk.size());
         if (length > 0) {
             bytes.insert(bytes.end(), chunk.data(), chunk.data() + length);
+            if (bytes.size() > limit) {
+                exceeded = true;
+                stop();
+            }
         } else if (length < 0 && errno == EAGAIN) {
             return;
         } else if (length == 0 || errno != EINTR) {

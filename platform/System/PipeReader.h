@@ -8,14 +8,17 @@
 /// On the thread of the wait it belongs to, and no longer than that wait.
 class PipeReader {
 public:
-    /// The pipe's reading end stays the caller's; -1 when there is nothing to read.
-    PipeReader(int pipe, DescriptorWait& waiting);
+    /// The pipe's reading end stays the caller's; -1 when there is nothing to read. No more than
+    /// `limit` bytes and what a pipe holds are kept.
+    PipeReader(int pipe, DescriptorWait& waiting, std::size_t limit);
     ~PipeReader() { stop(); }
     PipeReader(const PipeReader&) = delete;
     PipeReader& operator=(const PipeReader&) = delete;
 
-    /// Whether nobody can write into the pipe any more, and all that was written has been read.
+    /// Whether nobody can write into the pipe any more and all that was written has been read, or
+    /// the limit has been reached.
     bool hasEnded() const { return ended; }
+    bool hasReachedLimit() const { return exceeded; }
     /// Reads until the pipe is empty, or has given as much as it holds at once.
     void readWhatIsThere();
     /// All that was read, with what lies in the pipe now.
@@ -26,6 +29,8 @@ private:
 
     const int pipe;
     DescriptorWait& waiting;
+    const std::size_t limit;
     std::vector<std::uint8_t> bytes;
     bool ended;
+    bool exceeded = false;
 };

@@ -1,9 +1,37 @@
 #include "System/ProcessReaper.h"
 
 #include <csignal>
+#include <functional>
+#include <memory>
 #include <sys/epoll.h>
 #include <sys/wait.h>
+#include <system_error>
 #include <thread>
+
+namespace {
+
+/// False when the system has no thread left. It takes none of the signals that this program means
+/// for its own threads.
+bool startThread(std::function<void()> body) {
+    sigset_t all, before;
+    sigfillset(&all);
+    pthread_sigmask(SIG_SETMASK, &all, &before);
+    bool started = true;
+    try {
+        std::thread(std::move(body)).detach();
+    } catch (const std::system_error&) {
+        started = false;
+    }
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    return started;
+}
+
+void takeNoteOfEnd(const FileDescriptor& child, int options) {
+    siginfo_t information{};
+    waitid(P_PIDFD, static_cast<id_t>(child.get()), &information, WEXITED | options);
+}
+
+} // namespace
 
 ProcessReaper& ProcessReaper::shared() {
     // Never destroyed: its thread sleeps until the program ends.
@@ -12,12 +40,9 @@ ProcessReaper& ProcessReaper::shared() {
 }
 
 ProcessReaper::ProcessReaper() : children(epoll_create1(EPOLL_CLOEXEC)) {
-    // The thread takes none of the signals that this program means for its own threads.
-    sigset_t all, before;
-    sigfillset(&all);
-    pthread_sigmask(SIG_SETMASK, &all, &before);
-    std::thread([this] { work(); }).detach();
-    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    if (children && !startThread([this] { work(); })) {
+        children.reset();
+    }
 }
 
 void ProcessReaper::adopt(FileDescriptor child) {
@@ -26,7 +51,11 @@ void ProcessReaper::adopt(FileDescriptor child) {
     event.data.fd = child.get();
     if (epoll_ctl(children.get(), EPOLL_CTL_ADD, child.get(), &event) == 0) {
         child.release();
+        return;
     }
+    // A set that could not be made, or takes no more: this one has a thread to itself.
+    startThread(
+        [child = std::make_shared<FileDescriptor>(std::move(child))] { takeNoteOfEnd(*child, 0); });
 }
 
 void ProcessReaper::work() const {
@@ -37,8 +66,7 @@ void ProcessReaper::work() const {
             // Closing is not enough: a program that is just being started holds a copy, the set
             // would go on telling of it, and the number may be another descriptor's by then.
             epoll_ctl(children.get(), EPOLL_CTL_DEL, child.get(), nullptr);
-            siginfo_t information{};
-            waitid(P_PIDFD, static_cast<id_t>(child.get()), &information, WEXITED | WNOHANG);
+            takeNoteOfEnd(child, WNOHANG);
         }
     }
 }

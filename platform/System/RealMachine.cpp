@@ -24,6 +24,19 @@ bool isProgram(const std::string& path) {
            access(path.c_str(), X_OK) == 0;
 }
 
+/// Without doubled and trailing separators, since folders are told apart by their paths.
+std::string normalised(const std::filesystem::path& folder) {
+    const auto path = folder.lexically_normal();
+    return (path.has_filename() || path == "/" ? path : path.parent_path()).string();
+}
+
+/// Whether it is one of the folders where the Mac has its tools.
+bool isToolFolder(const std::filesystem::path& folder) {
+    constexpr std::array folders{"/bin", "/sbin", "/usr/bin", "/usr/sbin", "/usr/libexec"};
+    return std::find(folders.begin(), folders.end(), folder) != folders.end() ||
+           folder.string().starts_with("/usr/libexec/");
+}
+
 /// The stand-ins of a build folder, which lie beside this library's own.
 const std::string& toolsOfThisBuild() {
     static const std::string folder = [] {
@@ -87,15 +100,15 @@ std::optional<std::string> RealMachine::consoleUser() const {
 std::string RealMachine::homeDirectory() const {
     const char* home = std::getenv("HOME");
     if (home != nullptr && home[0] == '/') {
-        return home;
+        return normalised(home);
     }
     const auto user = UserAccount::of(getuid());
-    return user ? user->home : "/";
+    return user ? normalised(user->home) : "/";
 }
 
 std::optional<std::string> RealMachine::homeDirectoryForUser(const std::string& name) const {
     const auto user = UserAccount::of(name);
-    return user ? std::optional(user->home) : std::nullopt;
+    return user ? std::optional(normalised(user->home)) : std::nullopt;
 }
 
 std::string RealMachine::temporaryDirectory() const {
@@ -113,12 +126,19 @@ std::string RealMachine::temporaryPath() const {
 std::vector<RunningProcess> RealMachine::processes() const { return processesOfUser(getuid()); }
 
 std::string RealMachine::programForTool(const std::string& path) const {
-    if (path.empty() || path.front() != '/') {
+    if (!path.starts_with('/') || path.find('\0') != std::string::npos) {
         return "";
     }
-    const auto name = std::filesystem::path(path).filename().string();
+    const auto inRoot = root() + path;
+    if (isProgram(inRoot) && !root().empty()) {
+        return inRoot;
+    }
+    const std::filesystem::path tool(path);
+    if (!isToolFolder(tool.parent_path())) {
+        return isProgram(path) ? path : "";
+    }
+    const auto name = tool.filename().string();
     const std::array candidates = {
-        root().empty() ? std::string() : root() + path,
         toolsOfThisBuild() + name,
         std::string(TESSALINE_INSTALLED_TOOLS "/") + name,
         path,

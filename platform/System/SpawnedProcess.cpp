@@ -1,13 +1,18 @@
 #include "System/SpawnedProcess.h"
 
+#include "System/ArgumentVector.h"
 #include "System/DescriptorWait.h"
+#include "System/Machine.h"
+#include "System/OutsideWork.h"
 #include "System/ProcessDescriptor.h"
 #include "System/ProcessReaper.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <csignal>
 #include <fcntl.h>
+#include <poll.h>
 #include <spawn.h>
 #include <sys/wait.h>
 #include <system_error>
@@ -72,16 +77,16 @@ private:
 };
 
 pid_t spawn(const LaunchRequest& request) {
-    std::vector<char*> arguments;
-    arguments.push_back(const_cast<char*>(request.launchPath.c_str()));
-    for (const auto& argument : request.arguments) {
-        arguments.push_back(const_cast<char*>(argument.c_str()));
+    std::vector<std::string> command{request.launchPath};
+    command.insert(command.end(), request.arguments.begin(), request.arguments.end());
+    const auto endsEarly = [](const auto& text) { return text.find('\0') != std::string::npos; };
+    if (std::any_of(command.begin(), command.end(), endsEarly)) {
+        refuse(request.launchPath, EINVAL); // the kernel would cut it there
     }
-    arguments.push_back(nullptr);
     const SpawnOptions options(request);
     pid_t process = 0;
     const int problem = posix_spawn(&process, request.launchPath.c_str(), &options.actions,
-                                    &options.attributes, arguments.data(), environ);
+                                    &options.attributes, argumentVector(command).data(), environ);
     if (problem != 0) {
         refuse(request.launchPath, problem);
     }
@@ -92,7 +97,9 @@ pid_t spawn(const LaunchRequest& request) {
 
 SpawnedProcess::SpawnedProcess(const LaunchRequest& request)
     : process(spawn(request)), endDescriptor(descriptorOfProcess(process)) {
-    if (!endDescriptor) {
+    if (!endDescriptor && errno == ESRCH) {
+        ended = true; // and already forgotten: this process ignores the ends of its children
+    } else if (!endDescriptor) {
         // Without its descriptor the program's end could not be waited for.
         const int problem = errno;
         kill(-process, SIGKILL);
@@ -137,13 +144,33 @@ void SpawnedProcess::signal(int number) {
     // own.
     if (!hasEnded()) {
         kill(-process, number);
+        if (getpgid(process) != process) {
+            kill(process, number); // it has left the group that was made for it
+        }
     }
 }
 
 void SpawnedProcess::waitUntilExit() {
-    // A descriptor of this wait's own: another wait for the same program may be under way.
-    const FileDescriptor end(fcntl(endDescriptor.get(), F_DUPFD_CLOEXEC, 0));
-    DescriptorWait waiting;
-    waiting.add(end.get(), [] {});
-    waiting.wait([this] { return !isRunning(); });
+    if (!isRunning()) {
+        return;
+    }
+    if (MainLoop::ofThisThread()) {
+        // A descriptor of this wait's own: another wait for the same program may be under way.
+        const FileDescriptor end = endDescriptor.duplicate();
+        DescriptorWait waiting;
+        waiting.add(end.get(), [] {});
+        waiting.wait([this] { return !isRunning(); });
+        return;
+    }
+    // Takes no descriptor, so that it works when none is left.
+    Clock& clock = Machine::current().clock();
+    const OutsideWork outsideWork(clock);
+    Parking parking;
+    pollfd awaited{endDescriptor.get(), POLLIN, 0};
+    while (isRunning()) {
+        clock.parkInPoll(parking, std::nullopt, [&](Clock::Deadline limit) {
+            const auto left = limit ? clock.timeLeft(*limit) : timespec{};
+            return ppoll(&awaited, 1, limit ? &left : nullptr, nullptr) > 0;
+        });
+    }
 }

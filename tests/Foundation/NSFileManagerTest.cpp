@@ -3,12 +3,14 @@
 #include "support/TemporaryDirectory.h"
 #include "System/FileReading.h"
 #include "System/FileReplacement.h"
+#include "System/Signals.h"
 
 #include <array>
 #include <csignal>
 #include <gtest/gtest.h>
 #include <random>
 #include <sys/mount.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <thread>
@@ -71,6 +73,13 @@ TEST_F(NSFileManagerTest, AWriteThatFailsKeepsTheOldFile) {
     EXPECT_NE(problem.value_or("").find("No space left"), old.npos);
     EXPECT_EQ(contentsOfFile(file), old);
     EXPECT_EQ(names(), Names{"a"});
+    const auto writesMoreThanAllowed = [&] {
+        takeSaneSignals();
+        const rlimit limit{1000, 1000};
+        setrlimit(RLIMIT_FSIZE, &limit);
+        return writeFileAtomically(std::string(2000, 'n'), file).has_value();
+    };
+    EXPECT_EXIT(_exit(writesMoreThanAllowed() ? 0 : 1), testing::ExitedWithCode(0), "");
     umount(folder.c_str());
 }
 
@@ -94,9 +103,9 @@ TEST_F(NSFileManagerTest, WritersAtTheSameTimeAndKilledAtAnyMomentLeaveAWholeFil
         }
         const auto content = contentsOfFile(file);
         ASSERT_TRUE(content == contents[0] || content == contents[1]);
-        for (const auto& entry : fs::directory_iterator(folder)) {
-            cutShort += entry.path() != file && fs::remove(entry) ? 1 : 0;
-        }
+        cutShort += names().size() > 1 ? 1 : 0;
+        ASSERT_FALSE(writeFileAtomically(content.value(), file));
+        ASSERT_EQ(names(), Names{"a"}) << "what nobody works on any more is cleared away";
     }
     EXPECT_GT(cutShort, 0U) << "no kill came in the middle of a write";
 }

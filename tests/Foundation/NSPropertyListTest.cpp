@@ -1,9 +1,10 @@
 #include "Foundation/NSPropertyList.h"
 
 #include "Foundation/NSException.h"
-#include "Foundation/NSFileManager.h"
 #include "Foundation/NSPropertyListSerialization.h"
+#include "Foundation/NSString.h"
 #include "support/TemporaryDirectory.h"
+#include "System/FileReading.h"
 
 #include <clocale>
 #include <cmath>
@@ -12,6 +13,7 @@
 #include <limits>
 #include <plist/plist.h>
 #include <random>
+#include <sys/resource.h>
 
 using namespace std::chrono_literals;
 
@@ -90,6 +92,14 @@ std::string doubling(std::size_t levels) {
            std::string(15, '\0') + byte(bytes.size());
 }
 
+/// A binary dictionary with one entry, of these two objects.
+std::string binaryDictionary(const std::string& key, const std::string& value) {
+    const std::string bytes = "bplist00\xD1\x01\x02" + key + value;
+    const auto at = [](std::size_t place) { return std::string(1, static_cast<char>(place)); };
+    return bytes + at(8) + at(11) + at(11 + key.size()) + std::string(6, '\0') + "\1\1" +
+           std::string(7, '\0') + "\3" + std::string(15, '\0') + at(bytes.size());
+}
+
 TEST(NSPropertyListTest, EveryValueSurvivesInOrderAndWhatIsCutShortIsNone) {
     std::string text = xmlDataFromPropertyList(everything());
     EXPECT_EQ(xmlDataFromPropertyList(propertyListFromData(text)), text) << "the order too";
@@ -115,6 +125,7 @@ TEST(NSPropertyListTest, RealsDoNotDependOnTheLocale) {
     EXPECT_TRUE(std::setlocale(LC_NUMERIC, "comma") && *localeconv()->decimal_point == ',');
     EXPECT_EQ(propertyListFromData(xml("<real>0.5</real>")), PropertyList(0.5));
     EXPECT_NE(xmlDataFromPropertyList(0.25).find("<real>0.25</real>"), std::string::npos);
+    EXPECT_EQ(stringWithFormat("%0.2f", 0.25), "0.25");
     std::setlocale(LC_NUMERIC, "C");
     unsetenv("LOCPATH");
 }
@@ -133,6 +144,48 @@ TEST(NSPropertyListTest, AcceptsOnlyOneWholeList) {
                         "<plist><true/></plist>x", "<plist><true/></plist><plist><true/></plist>",
                         "bplist00", "two words", "\1\2",
                         "<!DOCTYPE plist [<!ENTITY a 'b'>]><plist><string>&a;</string></plist>"});
+}
+
+TEST(NSPropertyListTest, TextIsReadInItsEncodingAndNoValueIsLostInWriting) {
+    const auto text = [](const std::string& encoding, const std::string& content) {
+        return "<?xml version='1.0' encoding='" + encoding + "'?>" +
+               xml("<string>" + content + "</string>");
+    };
+    const auto wide = [](const std::string& ascii, bool little) {
+        std::string bytes(little ? "\xFF\xFE" : "\xFE\xFF");
+        for (const char letter : ascii) {
+            bytes += little ? std::string{letter, '\0'} : std::string{'\0', letter};
+        }
+        return bytes;
+    };
+    for (const auto& bytes :
+         {text("ISO-8859-1", "\xE9"), text("utf-8", "é"), std::string("\"\xE9\""),
+          wide(text("UTF-16", "\xE9"), true), wide(text("UTF-16", "\xE9"), false),
+          wide(text("UTF-16", "\xE9"), true).substr(2)}) {
+        EXPECT_EQ(propertyListFromData(bytes), PropertyList("é")) << bytes;
+    }
+    expectReads(false,
+                {text("UTF-8", "\xE9"), text("EBCDIC-XX", "e"), xml("<string>\xE9</string>")});
+
+    const TemporaryDirectory folder;
+    const std::string file = folder.path() + "/a.plist";
+    for (const char* hard : {"\x01", "a\rb", "\uFFFE", "\x1B[0m"}) {
+        const NSDictionary dictionary{{hard, hard}, {"minus", -5}};
+        EXPECT_TRUE(writeDictionaryToFile(dictionary, file));
+        EXPECT_TRUE(contentsOfFile(file)->starts_with("bplist")) << "XML would lose something";
+        EXPECT_EQ(dictionaryWithContentsOfFile(file), dictionary);
+    }
+    const auto before = contentsOfFile(file);
+    EXPECT_FALSE(writeDictionaryToFile({{"cut", std::string("a\0b", 3)}}, file));
+    EXPECT_EQ(contentsOfFile(file), before);
+
+    rlimit limit{};
+    getrlimit(RLIMIT_NOFILE, &limit);
+    const rlimit none{0, limit.rlim_max};
+    setrlimit(RLIMIT_NOFILE, &none);
+    EXPECT_THROW(dictionaryToChangeAtPath(file), NSException) << "there, but not to be read now";
+    setrlimit(RLIMIT_NOFILE, &limit);
+    EXPECT_EQ(dictionaryToChangeAtPath(file + "x").count(), 0U);
 }
 
 TEST(NSPropertyListTest, ReadsTheOldTextForm) {
@@ -164,6 +217,10 @@ TEST(NSPropertyListTest, HostileNestingAndSharingAreRefused) {
     EXPECT_TRUE(reads(cycle) && reads(doubling(10)));
     cycle[9] = cycle[10] = 0; // now an array within itself
     expectReads(false, {xml(nested(tooDeep, "<array>", "")), cycle, doubling(60)});
+    const std::string key = "Qk", date(8, '\x7E');
+    EXPECT_TRUE(reads(binaryDictionary(key, "Qv")));
+    expectReads(false, {binaryDictionary({"a\0\0", 3}, "Qv"), binaryDictionary({"Q\0", 2}, "Qv"),
+                        binaryDictionary("\x10\x01", "Qv"), binaryDictionary(key, "3" + date)});
 }
 
 TEST(NSPropertyListTest, DamagedBytesNeverCrash) {

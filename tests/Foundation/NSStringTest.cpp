@@ -21,6 +21,9 @@ TEST(NSStringTest, FormatsFillEachConversionOnceAndNeverExpandAFinishedText) {
               "100% 7 ff z|   42|1  |");
     EXPECT_EQ(stringWithFormat("%@ %d %q %", 12), "12 (null) %q %");
     EXPECT_EQ(stringWithFormat("%ld%lu", smallest, 1), "-92233720368547758081");
+    EXPECT_EQ(stringWithFormat("%X %o %p %.1e|%6s|%-4@|%.2s|%5.1s|%@", 255, 8, 16, 0.5, "ab", "c",
+                               "def", "gh", "last"),
+              "FF 10 0x10 5.0e-01|    ab|c   |de|    g|last");
 }
 
 TEST(NSStringTest, LeadingIntegersStopAtTheFirstOtherCharacterAndSaturate) {

@@ -10,6 +10,7 @@
 #include <csignal>
 #include <fcntl.h>
 #include <filesystem>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <thread>
@@ -157,14 +158,26 @@ TEST_F(RealTimeTaskTest, doesNotWaitForWhoeverStillHoldsTheOutput) {
     EXPECT_EQ(QVTask::stringFromTask("/bin/sh", {"-c", "sleep 120 & printf gone"}, 3.0), "gone");
     EXPECT_EQ(QVTask::terminationCodeFromTask("/bin/sh", {"-c", "sleep 120 & exit 3"}, 3.0), 3);
     EXPECT_TRUE(console().empty());
+    // Nor for one that floods without end, or has left its process group.
+    const auto flood = QVTask::dataFromTask("/bin/sh", {"-c", "exec yes"}, nullptr);
+    EXPECT_GT(flood->size(), NSTask::maximumOutput);
+    EXPECT_LT(flood->size(), 2 * NSTask::maximumOutput);
+    EXPECT_EQ(console().front(), "Task wrote too much. Terminated");
+    EXPECT_EQ(QVTask::terminationCodeFromTask(
+                  "/usr/bin/perl", {"-e", "setpgrp(0, getpgrp(getppid)); sleep 120"}, 1.0),
+              SIGTERM);
 }
 
 struct Listener {
     std::string text;
+    bool raises = false;
     std::vector<std::shared_ptr<void>> ends; // what each end of the output came with
     void take(const NSData& bytes, QVTask&, const std::shared_ptr<void>& object) {
         text.append(bytes.begin(), bytes.end());
         ends.insert(ends.end(), bytes.empty() ? 1 : 0, object);
+        if (raises) {
+            throw NSException("N", "keeps no run from its end");
+        }
     }
 };
 
@@ -177,13 +190,15 @@ TEST_F(TaskTest, deliversOutputAsItComes) {
     for (const auto& [path, text, expected, messages] : cases) {
         const auto task = QVTask::create();
         const auto listener = std::make_shared<Listener>();
+        listener->raises = expected.empty();
         task->asyncDataFromTask(path, script(text), listener, &Listener::take, object);
         ASSERT_TRUE(threadsEnd());
         EXPECT_EQ(listener->text, expected);
         EXPECT_EQ(listener->ends, std::vector<std::shared_ptr<void>>{object});
         EXPECT_EQ(task->theTask(), nullptr);
         EXPECT_EQ(listener.use_count(), 1) << "the delegate is still kept";
-        expectReports(messages, {});
+        expectReports(messages, Lines(listener->raises ? 1 : 0,
+                                      "Uncaught exception: N - keeps no run from its end"));
     }
     const auto task = QVTask::create();
     const auto listener = std::make_shared<Listener>();
@@ -222,11 +237,33 @@ TEST_F(TaskTest, leavesNothingBehind) {
         QVTask::runTaskAndReturn("/bin/true");
     }
     // What nobody waits for is taken note of by a thread of its own, in its own time.
-    const auto patience = std::chrono::steady_clock::now() + std::chrono::seconds(60);
-    while (descriptorsAndZombies() != before && std::chrono::steady_clock::now() < patience) {
-        std::this_thread::yield();
+    EXPECT_TRUE(eventually([&] { return descriptorsAndZombies() == before; }));
+
+    // With next to no descriptors every call works or raises, and still leaves nothing behind.
+    rlimit usual{};
+    getrlimit(RLIMIT_NOFILE, &usual);
+    for (rlim_t free = 0; free <= 10; ++free) {
+        const rlimit few{static_cast<rlim_t>(FileDescriptor(dup(0)).get()) + free, usual.rlim_max};
+        setrlimit(RLIMIT_NOFILE, &few);
+        std::atomic<int> returned = 0;
+        for (int thread = 0; thread < 5; ++thread) {
+            NSThread::detachNewThread([&] {
+                for (const auto& call : std::initializer_list<std::function<void()>>{
+                         [] { QVTask::runTask("/bin/true", {}, 60.0); },
+                         [] { QVTask::stringFromTask("/bin/echo", {"hello"}); }}) {
+                    try {
+                        call();
+                    } catch (const NSException&) {
+                    }
+                    ++returned;
+                }
+            });
+        }
+        EXPECT_TRUE(threadsEnd());
+        EXPECT_EQ(returned, 10) << free;
+        setrlimit(RLIMIT_NOFILE, &usual);
     }
-    EXPECT_EQ(descriptorsAndZombies(), before);
+    EXPECT_TRUE(eventually([&] { return descriptorsAndZombies() == before; }));
 }
 
 } // namespace
