@@ -18,8 +18,9 @@ void NSCoder::registerClass(const std::string& name, Decoder decoder) {
 }
 
 void NSCoder::encodeObject(const std::shared_ptr<const NSCoding>& object, const std::string& key) {
-    if (!object)
+    if (!object) {
         return;
+    }
     NSCoder coder({{classKey, object->codingClassName()}});
     object->encodeWithCoder(coder);
     entries.setObject(std::move(coder.entries), key);
@@ -36,8 +37,9 @@ std::shared_ptr<NSCoding> NSCoder::decodeAnyObjectForKey(const std::string& key)
     const PropertyList* value = entries.objectForKey(key);
     const NSDictionary* object = value ? value->dictionary() : nullptr;
     const PropertyList* name = object ? object->objectForKey(classKey) : nullptr;
-    if (!name || !name->string())
+    if (!name || !name->string()) {
         return nullptr;
+    }
     const auto found = decoders().find(*name->string());
     return found == decoders().end() ? nullptr : found->second(NSCoder(*object));
 }

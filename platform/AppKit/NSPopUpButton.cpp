@@ -15,7 +15,7 @@ NSPopUpButton::NSPopUpButton(QWidget* parent)
 }
 
 void NSPopUpButton::addItemWithTitle(const std::string& title) {
-    entries.addItem(std::make_shared<NSMenuItem>(title, nullptr, ""));
+    entries.addItem(std::make_shared<NSMenuItem>(title, nullptr));
 }
 
 void NSPopUpButton::selectItem(const NSMenuItem& item) {
