@@ -2,6 +2,7 @@
 #include "AppKit/NSButton.h"
 #include "AppKit/NSPopUpButton.h"
 #include "AppKit/NSTextFieldInput.h"
+#include "AppKit/NSTextFieldLabel.h"
 #include "AppKit/NSWindow.h"
 #include "Foundation/NSException.h"
 #include "support/TestMachine.h"
@@ -57,6 +58,27 @@ TEST_F(NSControlTest, KeysMoveInAnOpenMenuAndOnlyTheChoiceActs) {
     press(*button.view(), Qt::Key_Return);
     EXPECT_EQ(actions, 1);
     EXPECT_EQ(button.selectedItem()->title(), "Two");
+}
+
+TEST_F(NSControlTest, ALabelThatKeepsItsRoomHasItsWholeTextAllTheSame) {
+    QWidget view;
+    auto* label = new NSTextFieldLabel;
+    label->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
+    (new QVBoxLayout(&view))->addWidget(label);
+    label->setStringValue("<b>");
+    view.resize(200, 50);
+    view.grab();
+    EXPECT_EQ(label->text() + label->toolTip(), "<b>");
+    const QSize room = view.minimumSizeHint();
+    for (const std::string& text :
+         {std::string(1'000'000, 'w'), "<b>" + std::string(80, '\n') + "."}) {
+        label->setStringValue(text);
+        EXPECT_EQ(label->stringValue(), text);
+        EXPECT_EQ(view.minimumSizeHint(), room);
+        EXPECT_LT(label->text().size(), 100);
+        EXPECT_FALSE(label->toolTip().contains("<b>"));
+        EXPECT_LT(label->toolTip().size(), 10'000);
+    }
 }
 
 TEST_F(NSControlTest, AFieldActsOnReturnAndOnLeavingItWhenItsTextHasChanged) {
