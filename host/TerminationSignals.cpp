@@ -29,13 +29,13 @@ void handleTerminationSignals(std::function<void(int signal)> handler) {
         throw NSException(NSInternalInconsistencyException,
                           std::string("There is no pipe for signals: ") + std::strerror(errno));
     }
-    NSRunLoop::mainRunLoop().addDescriptor(
-        ends[0], EPOLLIN, [handler = std::move(handler)](std::uint32_t) {
-            char signal = 0;
-            if (read(ends[0], &signal, 1) == 1) {
-                handler(signal);
-            }
-        });
+    NSRunLoop::mainRunLoop().addDescriptor(ends[0], EPOLLIN,
+                                           [handler = std::move(handler)](std::uint32_t) {
+                                               char signal = 0;
+                                               if (read(ends[0], &signal, 1) == 1) {
+                                                   handler(signal);
+                                               }
+                                           });
     for (const int signal : {SIGTERM, SIGINT, SIGHUP}) {
         struct sigaction action {};
         sigaction(signal, nullptr, &action);
