@@ -75,7 +75,7 @@ long QVAlert::show(const Text& messageText, const Sheet& sheet) {
     }
     waitForAnswer();
     takeOffTheScreen();
-    return returnCode();
+    return answer();
 }
 
 void QVAlert::alertSheetWithDictionary(const NSDictionary& description) {
@@ -101,15 +101,29 @@ void QVAlert::alertSheetWithDictionary(const NSDictionary& description) {
         nullptr);
 }
 
-void QVAlert::alertDidEnd(NSAlert&, int returnCode, void*) {
+void QVAlert::alertDidEnd(NSAlert&, int returnCode, void*) { end(returnCode); }
+
+void QVAlert::defaultReturnAfterTimeInterval(int seconds) {
+    NSThread::sleepForTimeInterval(seconds);
+    end(NSAlertDefaultReturn);
+}
+
+void QVAlert::setAlertEnded(bool alertEnded) {
+    const std::lock_guard lock(alertMutex);
+    if (alertEnded && !ended) {
+        firstCode = code;
+    }
+    ended = alertEnded;
+}
+
+void QVAlert::end(long returnCode) {
     setReturnCode(returnCode);
     setAlertEnded(true);
 }
 
-void QVAlert::defaultReturnAfterTimeInterval(int seconds) {
-    NSThread::sleepForTimeInterval(seconds);
-    setReturnCode(NSAlertDefaultReturn);
-    setAlertEnded(true);
+long QVAlert::answer() const {
+    const std::lock_guard lock(alertMutex);
+    return firstCode;
 }
 
 void QVAlert::waitForAnswer() {

@@ -87,7 +87,7 @@ public:
     std::shared_ptr<QVAlertDelegate> delegate() const { return endDelegate.lock(); }
     void setDelegate(std::weak_ptr<QVAlertDelegate> delegate) { endDelegate = std::move(delegate); }
     bool alertEnded() const { return ended; }
-    void setAlertEnded(bool alertEnded) { ended = alertEnded; }
+    void setAlertEnded(bool alertEnded);
     long returnCode() const { return code; }
     void setReturnCode(long returnCode) { code = returnCode; }
     std::shared_ptr<NSAlert> alert() const;
@@ -97,6 +97,10 @@ public:
 
 private:
     long show(const Text& messageText, const Sheet& sheet);
+    void end(long returnCode);
+    /// The code with which the sheet ended; a time-out that comes after a button's press, but
+    /// before the caller has looked, does not change it.
+    long answer() const;
     void waitForAnswer();
     void takeOffTheScreen();
 
@@ -105,5 +109,6 @@ private:
     std::atomic<bool> ended = false;
     std::atomic<long> code = 0;
     mutable std::mutex alertMutex;
+    long firstCode = 0;
     std::shared_ptr<NSAlert> shownAlert;
 };

@@ -7,6 +7,7 @@
 #include "System/FileDescriptor.h"
 #include "System/Machine.h"
 #include "System/SandboxMachine.h"
+#include "System/Signals.h"
 
 #include <csignal>
 #include <iostream>
@@ -46,6 +47,7 @@ static FileDescriptor endRequests() {
 }
 
 int main(int argc, char** argv) {
+    takeSaneSignals();
     ClientOptions options;
     try {
         options = ClientOptions::fromArguments({argv + (argc > 0 ? 1 : 0), argv + argc});

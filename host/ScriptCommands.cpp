@@ -9,7 +9,6 @@
 #include "host/UserInput.h"
 #include "System/Machine.h"
 
-#include <cmath>
 #include <iostream>
 #include <QApplication>
 #include <QPushButton>
@@ -21,14 +20,19 @@ namespace {
     throw NSException(NSInvalidArgumentException, reason);
 }
 
-double number(const std::string& text) {
+double number(const std::string& text, int lowest, int highest) {
     bool valid = false;
     const double value = QString::fromStdString(text).toDouble(&valid);
-    if (!valid || !std::isfinite(value)) {
-        fail("\"" + text + "\" is no number");
+    if (!valid || !(value >= lowest && value <= highest)) {
+        fail("\"" + text + "\" is no number from " + std::to_string(lowest) + " to " +
+             std::to_string(highest));
     }
     return value;
 }
+
+double seconds(const std::string& text) { return number(text, 0, 86'400); }
+
+double coordinate(const std::string& text) { return number(text, -100'000, 100'000); }
 
 void print(const std::string& line) { std::cout << line << std::endl; }
 
@@ -90,7 +94,8 @@ std::optional<ScriptWait> ScriptCommands::press(const Arguments& arguments) {
 std::optional<ScriptWait> ScriptCommands::drag(const Arguments& arguments) {
     QWidget& widget = reachableControl(arguments[0]);
     const auto point = [&](std::size_t index) {
-        return QPointF(number(arguments[index]), widget.height() - number(arguments[index + 1]))
+        return QPointF(coordinate(arguments[index]),
+                       widget.height() - coordinate(arguments[index + 1]))
             .toPoint();
     };
     const QPoint from = point(1);
@@ -143,7 +148,7 @@ std::optional<ScriptWait> ScriptCommands::wait(const Arguments& arguments) {
     const QWidget& widget = control(arguments[0]);
     return ScriptWait{
         [&widget, text = arguments[1]] { return stateOfControl(widget).value == text; },
-        number(arguments[2]), arguments[0] + " did not become \"" + arguments[1] + "\""};
+        seconds(arguments[2]), arguments[0] + " did not become \"" + arguments[1] + "\""};
 }
 
 std::optional<ScriptWait> ScriptCommands::sheet(const Arguments& arguments) {
@@ -155,7 +160,7 @@ std::optional<ScriptWait> ScriptCommands::sheet(const Arguments& arguments) {
                           }
                           return false;
                       },
-                      number(arguments[0]), "there is no sheet"};
+                      seconds(arguments[0]), "there is no sheet"};
 }
 
 std::optional<ScriptWait> ScriptCommands::answer(const Arguments& arguments) {
@@ -179,11 +184,13 @@ std::optional<ScriptWait> ScriptCommands::snapshot(const Arguments& arguments) {
 }
 
 std::optional<ScriptWait> ScriptCommands::sleep(const Arguments& arguments) {
-    return ScriptWait{nullptr, number(arguments[0]), ""};
+    return ScriptWait{nullptr, seconds(arguments[0]), ""};
 }
 
 QWidget& ScriptCommands::control(const std::string& name) const {
-    auto* widget = window.findChild<QWidget*>(QString::fromStdString(name));
+    // An empty name is that of everything that has none.
+    auto* widget =
+        name.empty() ? nullptr : window.findChild<QWidget*>(QString::fromStdString(name));
     if (!widget) {
         fail("there is no control " + name);
     }
@@ -194,6 +201,9 @@ QWidget& ScriptCommands::reachableControl(const std::string& name) const {
     QWidget& widget = control(name);
     if (QApplication::activeModalWidget()) {
         fail("a sheet is in front of " + name);
+    }
+    if (!widget.isVisible()) {
+        fail(name + " is not on the screen");
     }
     return widget;
 }

@@ -9,7 +9,7 @@
 #include <iostream>
 
 namespace {
-constexpr int millisecondsBetweenLooks = 10;
+constexpr std::chrono::milliseconds timeBetweenLooks(10);
 }
 
 UIScript::UIScript(const std::string& path, NSWindow& window,
@@ -22,6 +22,7 @@ UIScript::UIScript(const std::string& path, NSWindow& window,
             readNext();
         }
     });
+    look.setSingleShot(true);
     QObject::connect(&look, &QTimer::timeout, &look, [this] { guarded([this] { lookAgain(); }); });
 }
 
@@ -76,22 +77,21 @@ void UIScript::runCommand(const std::vector<std::string>& words) {
 void UIScript::waitFor(ScriptWait newWait, std::function<void()> next) {
     wait = std::move(newWait);
     afterWait = std::move(next);
-    const auto duration = durationOfSeconds(wait.seconds);
-    waitEnd = Machine::current().clock().now() + duration;
-    const auto whole = std::chrono::ceil<std::chrono::milliseconds>(duration);
-    look.start(wait.isDone ? std::chrono::milliseconds(millisecondsBetweenLooks) : whole);
-    if (wait.isDone) {
-        lookAgain();
-    }
+    waitEnd = Machine::current().clock().now() + durationOfSeconds(wait.seconds);
+    lookAgain();
 }
 
 void UIScript::lookAgain() {
-    const bool timeIsOver = Machine::current().clock().now() >= waitEnd;
+    // Qt's timers may come early.
+    const auto left = waitEnd - Machine::current().clock().now();
+    const bool timeIsOver = left.count() <= 0;
     if (wait.isDone ? wait.isDone() : timeIsOver) {
-        look.stop();
         std::exchange(afterWait, nullptr)();
     } else if (timeIsOver) {
         throw NSException(NSInvalidArgumentException, wait.failure);
+    } else {
+        look.start(wait.isDone ? timeBetweenLooks
+                               : std::chrono::ceil<std::chrono::milliseconds>(left));
     }
 }
 

@@ -2,36 +2,59 @@
 
 #include <QAbstractItemView>
 #include <QComboBox>
-#include <QTest>
+#include <QCoreApplication>
+#include <QKeyEvent>
+#include <QMouseEvent>
 #include <QWindow>
 
 namespace {
 
 constexpr int dragSteps = 12;
 
-QWindow* windowOf(const QWidget& widget) { return widget.window()->windowHandle(); }
-
-QPoint inWindow(const QWidget& widget, QPoint point) {
-    return widget.mapTo(widget.window(), point);
+/// Gives it to the widget's window, which finds out whom it concerns.
+void sendMouse(const QWidget& widget, QEvent::Type type, QPoint point, Qt::MouseButton button,
+               Qt::MouseButtons pressed) {
+    const QPoint inWindow = widget.mapTo(widget.window(), point);
+    QMouseEvent event(type, inWindow, inWindow, widget.mapToGlobal(point), button, pressed,
+                      Qt::NoModifier);
+    QCoreApplication::sendEvent(widget.window()->windowHandle(), &event);
+    QCoreApplication::processEvents();
 }
 
-void pressKey(QWidget& widget, Qt::Key key, Qt::KeyboardModifiers modifiers = Qt::NoModifier) {
-    QTest::keyClick(&widget, key, modifiers);
+void press(const QWidget& widget, QPoint point) {
+    sendMouse(widget, QEvent::MouseButtonPress, point, Qt::LeftButton, Qt::LeftButton);
+}
+
+void move(const QWidget& widget, QPoint point) {
+    sendMouse(widget, QEvent::MouseMove, point, Qt::NoButton, Qt::LeftButton);
+}
+
+void release(const QWidget& widget, QPoint point) {
+    sendMouse(widget, QEvent::MouseButtonRelease, point, Qt::LeftButton, Qt::NoButton);
+}
+
+void pressKey(QWidget& widget, Qt::Key key, Qt::KeyboardModifiers modifiers = Qt::NoModifier,
+              const QString& text = {}) {
+    for (const auto type : {QEvent::KeyPress, QEvent::KeyRelease}) {
+        QKeyEvent event(type, key, modifiers, text);
+        QCoreApplication::sendEvent(&widget, &event);
+    }
+    QCoreApplication::processEvents();
 }
 
 } // namespace
 
 void UserInput::click(QWidget& widget, QPoint point) {
-    QTest::mouseClick(windowOf(widget), Qt::LeftButton, Qt::NoModifier, inWindow(widget, point));
+    press(widget, point);
+    release(widget, point);
 }
 
 void UserInput::drag(QWidget& widget, QPoint from, QPoint to) {
-    QWindow* window = windowOf(widget);
-    QTest::mousePress(window, Qt::LeftButton, Qt::NoModifier, inWindow(widget, from));
+    press(widget, from);
     for (int step = 1; step <= dragSteps; ++step) {
-        QTest::mouseMove(window, inWindow(widget, from + (to - from) * step / dragSteps));
+        move(widget, from + (to - from) * step / dragSteps);
     }
-    QTest::mouseRelease(window, Qt::LeftButton, Qt::NoModifier, inWindow(widget, to));
+    release(widget, to);
 }
 
 void UserInput::type(QWidget& field, const QString& text) {
@@ -39,8 +62,7 @@ void UserInput::type(QWidget& field, const QString& text) {
     pressKey(field, Qt::Key_A, Qt::ControlModifier);
     pressKey(field, Qt::Key_Delete);
     for (const QChar character : text) {
-        QTest::sendKeyEvent(QTest::Click, &field, Qt::Key_unknown, QString(character),
-                            Qt::NoModifier);
+        pressKey(field, Qt::Key_unknown, Qt::NoModifier, character);
     }
     pressKey(field, Qt::Key_Return);
 }

@@ -8,9 +8,12 @@
 #include "Foundation/NSRunLoop.h"
 #include "host/HostMachine.h"
 #include "host/Options.h"
+#include "host/PaneCloser.h"
 #include "host/PaneLoader.h"
+#include "host/TerminationSignals.h"
 #include "host/UIScript.h"
 #include "System/Machine.h"
+#include "System/Signals.h"
 #include "System/TerminationGuard.h"
 
 #include <cstdio>
@@ -21,6 +24,7 @@
 namespace {
 
 constexpr int failureStatus = 2;
+constexpr int shellsSignalStatus = 128; // and the signal's number
 constexpr double secondsForUnfinishedWork = 0.9;
 
 /// Ends the program without waiting for threads that sleep, but with every log line written and no
@@ -48,18 +52,20 @@ void requireScreen() {
 int runPane(const Options& options) {
     auto [pane, title] = loadPane(options.bundle);
     NSWindow window(title, pane->mainView());
-    const auto stop = [&](int status) {
+    const auto finish = [&](int status) {
         if (NSApp().isWaitingInCall()) {
             window.orderOut();
             end(status); // the pane waits for a sheet's answer and cannot be taken down
         }
         NSApp().stop(status);
     };
+    PaneCloser closer(*pane, window, finish);
+    const auto close = [&](int status) { closer.close(status); };
     std::unique_ptr<UIScript> script;
     if (options.script) {
-        script = std::make_unique<UIScript>(*options.script, window, stop);
+        script = std::make_unique<UIScript>(*options.script, window, close);
     }
-    window.setWindowWillClose([&] { stop(0); });
+    window.setWindowWillClose([&] { close(0); });
     NSApp().setMainWindow(&window);
     window.makeKeyAndOrderFront();
     window.waitUntilShown();
@@ -76,14 +82,16 @@ int runPane(const Options& options) {
 } // namespace
 
 int main(int count, char** arguments) {
-    NSRunLoop::mainRunLoop(); // whoever asks first is the main thread
+    takeSaneSignals();
     try {
+        NSRunLoop::mainRunLoop(); // whoever asks first is the main thread
         const Options options = parseOptions({arguments + 1, arguments + count});
         if (options.help) {
             std::cout << usageText;
             return 0;
         }
         Machine::install(makeMachine(options));
+        handleTerminationSignals([](int signal) { end(shellsSignalStatus + signal); });
         makeHomeFolders();
         requireScreen();
         NSApplication::sharedApplication();

@@ -103,7 +103,7 @@ void Tessaline_Network_ClientPref::populateNetworkInterfaces() {
     networkInterfacePopUp->removeAllItems();
     networkInterfacePopUp->addItemWithTitle("Any (recommended)");
     for (const auto& interface : interfaces.value_or(std::vector<NetworkInterface>())) {
-        const auto item = std::make_shared<NSMenuItem>(interface.name, nullptr, "");
+        const auto item = std::make_shared<NSMenuItem>(interface.name, nullptr);
         item->setRepresentedObject(interface.macAddress);
         networkInterfacePopUp->menu().addItem(item);
         if (interface.macAddress == saved) {

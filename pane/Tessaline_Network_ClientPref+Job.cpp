@@ -101,6 +101,7 @@ void Tessaline_Network_ClientPref::finishProcessing() {
         [this] {
             updateEnabledStatus();
             statusSpinner->stopAnimation();
+            replyToShouldUnselect(true);
         },
         true);
 }

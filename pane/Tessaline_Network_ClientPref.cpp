@@ -81,6 +81,10 @@ void Tessaline_Network_ClientPref::mainViewDidLoad() {
     NSThread::detachNewThread([self = retained()] { self->reloadClientIfNew(); });
 }
 
+NSPreferencePaneUnselectReply Tessaline_Network_ClientPref::shouldUnselect() {
+    return isProcessing ? NSUnselectLater : NSUnselectNow;
+}
+
 void Tessaline_Network_ClientPref::observeValueForKeyPath(const std::string& keyPath,
                                                           NSObject& object,
                                                           const NSKeyValueChange& change,

@@ -38,6 +38,8 @@ public:
     ~Tessaline_Network_ClientPref() override;
 
     void mainViewDidLoad() override;
+    /// Later while a start or a stop runs.
+    NSPreferencePaneUnselectReply shouldUnselect() override;
     void observeValueForKeyPath(const std::string& keyPath, NSObject& object,
                                 const NSKeyValueChange& change, void* context) override;
 

@@ -10,8 +10,9 @@ namespace {
 /// Asked for every widget; knows the views that have a role.
 QAccessibleInterface* accessibleFor(const QString&, QObject* object) {
     auto* view = dynamic_cast<NSView*>(object);
-    if (!view || view->accessibilityDescription().role == NSAccessibilityRole::none)
+    if (!view || view->accessibilityDescription().role == NSAccessibilityRole::none) {
         return nullptr;
+    }
     return new NSViewAccessible(*view);
 }
 

@@ -52,13 +52,14 @@ NSAlert::NSAlert(const std::string& messageText, const NSAlertButtons& buttons,
     } else if (shownButtons.size() == 1) {
         box->setEscapeButton(shownButtons.front().button);
     }
-    QObject::connect(box, &QDialog::finished, box, [this] { ended(); });
+    escapeCode = buttons.alternateButton ? NSAlertAlternateReturn : NSAlertDefaultReturn;
+    QObject::connect(box, &QDialog::finished, &listener, [this] { ended(pressedCode()); });
+    QObject::connect(box, &QObject::destroyed, &listener, [this] { ended(escapeCode); });
 }
 
 NSAlert::~NSAlert() {
     orderOut();
     if (box) {
-        box->disconnect();
         box->deleteLater(); // the end method, which the box calls, may be what lets the alert go
     }
 }
@@ -92,14 +93,17 @@ void NSAlert::orderOut() {
     }
 }
 
-void NSAlert::ended() {
+int NSAlert::pressedCode() const {
     const auto* pressed = box->clickedButton();
-    int returnCode = NSAlertDefaultReturn;
     for (const Button& button : shownButtons) {
         if (button.button == pressed) {
-            returnCode = button.returnCode;
+            return button.returnCode;
         }
     }
+    return NSAlertDefaultReturn;
+}
+
+void NSAlert::ended(int returnCode) {
     std::erase(shown, this);
     // Moved out first: the call may drop what the method holds, this alert included.
     if (const EndMethod method = std::exchange(end, nullptr)) {

@@ -8,6 +8,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <QObject>
 #include <QPointer>
 #include <string>
 #include <vector>
@@ -27,8 +28,8 @@ struct NSAlertButtons {
 
 class NSAlert : public NSObject {
 public:
-    /// What is called once, when the user has answered. Escape and closing the sheet count as the
-    /// alternate button, or as the default one when it is the only one.
+    /// What is called once, when the user has answered. Escape, closing the sheet and the end of
+    /// its window count as the alternate button, or as the default one when there is none.
     using EndMethod = std::function<void(NSAlert& alert, int returnCode, void* contextInfo)>;
 
     /// Any thread may drop the last reference.
@@ -54,7 +55,8 @@ public:
 
 private:
     void addButton(const std::optional<std::string>& title, int returnCode);
-    void ended();
+    int pressedCode() const;
+    void ended(int returnCode);
 
     struct Button {
         QPushButton* button;
@@ -64,5 +66,7 @@ private:
     QPointer<QMessageBox> box; // goes with the window that it was shown on
     std::vector<Button> shownButtons;
     EndMethod end;
+    int escapeCode = NSAlertDefaultReturn;
     void* context = nullptr;
+    QObject listener; // while it is there the alert hears of its box
 };

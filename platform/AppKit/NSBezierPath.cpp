@@ -4,6 +4,10 @@
 
 #include <QPainter>
 
+namespace {
+constexpr double lineWidth = 1.0;
+}
+
 NSBezierPath NSBezierPath::bezierPathWithRoundedRect(CGRect rect, double xRadius, double yRadius) {
     QPainterPath path;
     path.addRoundedRect(QRectF(rect.origin.x, rect.origin.y, rect.size.width, rect.size.height),
@@ -18,9 +22,10 @@ CGRect NSBezierPath::bounds() const {
 
 void NSBezierPath::stroke() const {
     const auto& context = NSGraphicsContext::currentContext();
-    if (!context)
+    if (!context) {
         return;
+    }
     QPainter& painter = context->painter();
     painter.setRenderHint(QPainter::Antialiasing);
-    painter.strokePath(path, QPen(painter.pen().color(), width));
+    painter.strokePath(path, QPen(painter.pen().color(), lineWidth));
 }

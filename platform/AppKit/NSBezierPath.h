@@ -11,8 +11,7 @@ public:
 
     /// The smallest rectangle around it.
     CGRect bounds() const;
-    double lineWidth() const { return width; }
-    /// Draws along the path in the current colour.
+    /// Draws a line of one point along the path in the current colour.
     void stroke() const;
 
     const QPainterPath& painterPath() const { return path; }
@@ -21,5 +20,4 @@ private:
     explicit NSBezierPath(const QPainterPath& path) : path(path) {}
 
     QPainterPath path;
-    double width = 1.0;
 };

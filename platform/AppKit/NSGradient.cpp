@@ -21,8 +21,9 @@ void encodeColor(const NSColor& color, NSCoder& coder, const std::string& key) {
 std::optional<NSColor> decodeColor(const NSCoder& coder, const std::string& key) {
     const auto white = coder.decodeDoubleForKey(key + "White");
     const auto alpha = coder.decodeDoubleForKey(key + "Alpha");
-    if (!white || !alpha)
+    if (!white || !alpha) {
         return std::nullopt;
+    }
     return NSColor::colorWithCalibratedWhite(std::clamp(*white, 0.0, 1.0),
                                              std::clamp(*alpha, 0.0, 1.0));
 }
@@ -44,8 +45,9 @@ QLineF lineThrough(const CGRect& rect, double angle) {
 
 void NSGradient::drawInBezierPath(const NSBezierPath& path, double angle) const {
     const auto& context = NSGraphicsContext::currentContext();
-    if (!context)
+    if (!context) {
         return;
+    }
     const QLineF line = lineThrough(path.bounds(), angle);
     QLinearGradient blend(line.p1(), line.p2());
     blend.setColorAt(0, start.screenColor());

@@ -42,18 +42,21 @@ const Context& NSGraphicsContext::currentContext() { return state().current; }
 void NSGraphicsContext::setCurrentContext(Context context) { state().current = std::move(context); }
 
 void NSGraphicsContext::saveGraphicsState() {
-    if (state().current)
+    if (state().current) {
         state().current->painter().save();
+    }
     state().saved.push_back(state().current);
 }
 
 void NSGraphicsContext::restoreGraphicsState() {
-    if (state().saved.empty())
+    if (state().saved.empty()) {
         return;
+    }
     state().current = std::move(state().saved.back());
     state().saved.pop_back();
-    if (state().current)
+    if (state().current) {
         state().current->painter().restore();
+    }
 }
 
 NSGraphicsContextScope::NSGraphicsContextScope(Context context) {

@@ -21,8 +21,9 @@ void NSImage::unlockFocus() { NSGraphicsContext::restoreGraphicsState(); }
 void NSImage::drawInRect(CGRect rect, CGRect fromRect, NSCompositingOperation operation,
                          double fraction) const {
     const auto& context = NSGraphicsContext::currentContext();
-    if (!context || fromRect.size.width <= 0 || fromRect.size.height <= 0)
+    if (!context || fromRect.size.width <= 0 || fromRect.size.height <= 0) {
         return;
+    }
     QPainter& painter = context->painter();
     painter.save();
     const QRectF target(rect.origin.x, rect.origin.y, rect.size.width, rect.size.height);

@@ -4,8 +4,9 @@
 
 bool NSNibOwner::connectOutlet(const std::string& name, NSObject* object) {
     const auto found = outlets.find(name);
-    if (found == outlets.end())
+    if (found == outlets.end()) {
         throw NSException(NSUndefinedKeyException, "unknown outlet " + name);
+    }
     found->second.connected = found->second.connect(object);
     return found->second.connected;
 }
@@ -22,8 +23,10 @@ const NSControl::Action* NSNibOwner::actionNamed(const std::string& selector) co
 }
 
 std::string NSNibOwner::unconnectedOutlet() const {
-    for (const auto& [name, place] : outlets)
-        if (!place.connected)
+    for (const auto& [name, place] : outlets) {
+        if (!place.connected) {
             return name;
+        }
+    }
     return "";
 }

@@ -3,6 +3,7 @@
 #include "AppKit/NSViewRegistry.h"
 
 #include <algorithm>
+#include <QKeyEvent>
 #include <QWheelEvent>
 
 namespace {
@@ -15,7 +16,7 @@ NSPopUpButton::NSPopUpButton(QWidget* parent)
 }
 
 void NSPopUpButton::addItemWithTitle(const std::string& title) {
-    entries.addItem(std::make_shared<NSMenuItem>(title, nullptr, ""));
+    entries.addItem(std::make_shared<NSMenuItem>(title, nullptr));
 }
 
 void NSPopUpButton::selectItem(const NSMenuItem& item) {
@@ -34,6 +35,15 @@ std::shared_ptr<NSMenuItem> NSPopUpButton::selectedItem() const {
 }
 
 PropertyList NSPopUpButton::shownValue() const { return currentText().toStdString(); }
+
+void NSPopUpButton::keyPressEvent(QKeyEvent* event) {
+    const auto key = event->key();
+    if (key == Qt::Key_Space || key == Qt::Key_Up || key == Qt::Key_Down) {
+        showPopup();
+    } else {
+        event->ignore();
+    }
+}
 
 void NSPopUpButton::wheelEvent(QWheelEvent* event) { event->ignore(); }
 

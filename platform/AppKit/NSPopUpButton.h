@@ -22,6 +22,8 @@ public:
 
 protected:
     PropertyList shownValue() const override;
+    /// Keys open the menu and move in the open one only; the choice there is what acts.
+    void keyPressEvent(QKeyEvent* event) override;
     /// Scrolling a page must not change a setting that happens to pass under the pointer.
     void wheelEvent(QWheelEvent* event) override;
 

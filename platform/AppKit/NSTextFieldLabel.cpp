@@ -2,6 +2,7 @@
 
 #include "AppKit/NSViewRegistry.h"
 
+#include <algorithm>
 #include <QPainter>
 
 namespace {
@@ -14,16 +15,64 @@ QColor engravingColor(const QPalette& palette) {
                                                              : QColor(255, 255, 255, 190);
 }
 
+/// No line and no tip takes more characters, and laying out a megabyte takes a minute.
+constexpr int charactersShown = 1000;
+constexpr int charactersWithoutBreak = 40;
+
+/// What can be shown of a text of any length.
+QString beginning(const std::string& text) {
+    const auto bytes = QByteArrayView(text).first(
+        std::min<qsizetype>(static_cast<qsizetype>(text.size()), qsizetype{4} * charactersShown));
+    QString shown = QString::fromUtf8(bytes);
+    if (shown.size() > charactersShown) {
+        shown = shown.left(charactersShown) + QChar(0x2026);
+    }
+    return shown;
+}
+
+/// Markup, which lets a tip have several lines; a text without blanks may be broken anywhere.
+QString tipOf(const QString& text) {
+    QString broken;
+    for (int start = 0; start < text.size(); start += charactersWithoutBreak) {
+        broken += text.mid(start, charactersWithoutBreak).toHtmlEscaped() + "&#8203;";
+    }
+    return "<p>" + broken.replace('\n', "<br>") + "</p>";
+}
+
 } // namespace
 
 NSTextFieldLabel::NSTextFieldLabel(QWidget* parent) : NSControlWidget(parent) {
     setTextFormat(Qt::PlainText);
 }
 
-std::string NSTextFieldLabel::stringValue() const { return text().toStdString(); }
+std::string NSTextFieldLabel::stringValue() const { return value.value_or(text().toStdString()); }
 
 void NSTextFieldLabel::setStringValue(const std::string& newText) {
-    setText(QString::fromStdString(newText));
+    value = newText;
+    if (keepsItsRoom()) {
+        showWhatFits();
+    } else {
+        setText(QString::fromStdString(newText));
+    }
+}
+
+bool NSTextFieldLabel::keepsItsRoom() const {
+    return sizePolicy().horizontalPolicy() == QSizePolicy::Ignored;
+}
+
+void NSTextFieldLabel::showWhatFits() {
+    const QString whole = beginning(stringValue());
+    const QString line = whole.simplified();
+    const QString fitting = fontMetrics().elidedText(line, Qt::ElideRight, contentsRect().width());
+    setToolTip(fitting == line ? QString() : tipOf(whole));
+    setText(fitting);
+}
+
+void NSTextFieldLabel::resizeEvent(QResizeEvent* event) {
+    NSControlWidget::resizeEvent(event);
+    if (value && keepsItsRoom()) {
+        showWhatFits();
+    }
 }
 
 void NSTextFieldLabel::setBackgroundStyle(int style) {

@@ -37,15 +37,17 @@ double framesPerSecond(const QWidget& widget) {
 NSView::NSView(QWidget* parent) : QWidget(parent) { NSAccessibilityInstall(); }
 
 NSView::~NSView() {
-    if (rootLayer)
+    if (rootLayer) {
         rootLayer->setHost(nullptr);
+    }
 }
 
 void NSView::initWithCoder(NSCoder& coder) {
     const auto width = coder.decodeDoubleForKey("frameWidth");
     const auto height = coder.decodeDoubleForKey("frameHeight");
-    if (width && height)
+    if (width && height) {
         resize(static_cast<int>(*width), static_cast<int>(*height));
+    }
 }
 
 void NSView::encodeWithCoder(NSCoder& coder) {
@@ -68,17 +70,20 @@ CGPoint NSView::convertPoint(CGPoint point, const NSView* fromView) const {
 }
 
 void NSView::setWantsLayer(bool wants) {
-    if (!wants)
+    if (!wants) {
         setLayer(nullptr);
-    else if (!rootLayer)
+    } else if (!rootLayer) {
         setLayer(CALayer::layer());
+    }
 }
 
 void NSView::setLayer(std::shared_ptr<CALayer> layer) {
-    if (layer == rootLayer)
+    if (layer == rootLayer) {
         return;
-    if (rootLayer)
+    }
+    if (rootLayer) {
         rootLayer->setHost(nullptr);
+    }
     rootLayer = std::move(layer);
     if (rootLayer) {
         rootLayer->setHost(this);
@@ -97,24 +102,28 @@ void NSView::fitLayer() {
 }
 
 void NSView::setNeedsDisplay(bool needed) {
-    if (!needed)
+    if (!needed) {
         return;
-    if (rootLayer)
+    }
+    if (rootLayer) {
         rootLayer->setNeedsDisplay();
+    }
     update();
 }
 
 void NSView::drawLayer(CALayer& layer, QPainter& painter) {
-    if (&layer != rootLayer.get())
+    if (&layer != rootLayer.get()) {
         return;
+    }
     const NSGraphicsContextScope scope(std::make_shared<NSGraphicsContext>(painter));
     drawRect(layer.bounds());
 }
 
 void NSView::layerTreeChanged(const CGRect& dirty) {
     updateRect(frameTimer == 0 ? dirty : CGRectUnion(dirty, movingRect));
-    if (frameTimer != 0 || !rootLayer->isMoving())
+    if (frameTimer != 0 || !rootLayer->isMoving()) {
         return;
+    }
     movingRect = dirty;
     frameTimer = startTimer(static_cast<int>(1000 / framesPerSecond(*this)), Qt::PreciseTimer);
 }
@@ -151,8 +160,9 @@ void NSView::paintEvent(QPaintEvent*) {
         }
         painter.restore();
     }
-    if (showsFocusRing && hasFocus())
+    if (showsFocusRing && hasFocus()) {
         paintFocusRing(painter);
+    }
 }
 
 void NSView::paintFocusRing(QPainter& painter) const {
@@ -170,20 +180,23 @@ NSBezierPath NSView::focusRingPath() const {
 }
 
 bool NSView::event(QEvent* event) {
-    if (event->type() == QEvent::Polish && acceptsFirstResponder())
+    if (event->type() == QEvent::Polish && acceptsFirstResponder()) {
         setFocusPolicy(Qt::StrongFocus);
+    }
     return QWidget::event(event);
 }
 
 void NSView::resizeEvent(QResizeEvent*) {
-    if (rootLayer)
+    if (rootLayer) {
         fitLayer();
+    }
 }
 
 void NSView::focusInEvent(QFocusEvent* event) {
     const Qt::FocusReason reason = event->reason();
-    if (reason != Qt::ActiveWindowFocusReason && reason != Qt::PopupFocusReason)
+    if (reason != Qt::ActiveWindowFocusReason && reason != Qt::PopupFocusReason) {
         showsFocusRing = reason != Qt::MouseFocusReason;
+    }
     QWidget::focusInEvent(event);
 }
 
@@ -207,20 +220,23 @@ void NSView::mousePressEvent(QMouseEvent* event) { press(*event); }
 void NSView::mouseDoubleClickEvent(QMouseEvent* event) { press(*event); }
 
 void NSView::mouseMoveEvent(QMouseEvent* event) {
-    if (event->buttons() & Qt::LeftButton)
+    if (event->buttons() & Qt::LeftButton) {
         mouseDragged(mouseEvent(*event));
-    else
+    } else {
         event->ignore();
+    }
 }
 
 void NSView::mouseReleaseEvent(QMouseEvent* event) {
-    if (event->button() == Qt::LeftButton)
+    if (event->button() == Qt::LeftButton) {
         mouseUp(mouseEvent(*event));
-    else
+    } else {
         event->ignore();
+    }
 }
 
 void NSView::keyPressEvent(QKeyEvent* event) {
-    if (!keyDown(NSEvent(event->text().toStdString(), event->isAutoRepeat())))
+    if (!keyDown(NSEvent(event->text().toStdString(), event->isAutoRepeat()))) {
         QWidget::keyPressEvent(event);
+    }
 }

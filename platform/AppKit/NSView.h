@@ -19,8 +19,7 @@ public:
     explicit NSView(QWidget* parent = nullptr);
     ~NSView() override;
 
-    /// Takes what an archive holds for this view. Called once, before awakeFromNib, and only when
-    /// the layout file gives an archive.
+    /// Takes what an archive holds for this view.
     virtual void initWithCoder(NSCoder& coder);
     virtual void encodeWithCoder(NSCoder& coder);
     /// Called once, when the whole layout file has been loaded.

@@ -18,8 +18,9 @@ QAccessible::State NSViewAccessible::state() const {
 
 QString NSViewAccessible::text(QAccessible::Text kind) const {
     QString given = QAccessibleWidget::text(kind);
-    if (kind != QAccessible::Name || !given.isEmpty())
+    if (kind != QAccessible::Name || !given.isEmpty()) {
         return given;
+    }
     return QString::fromStdString(view().accessibilityDescription().label);
 }
 
@@ -28,8 +29,9 @@ QStringList NSViewAccessible::actionNames() const {
 }
 
 void NSViewAccessible::doAction(const QString& name) {
-    if (name == pressAction() || name == toggleAction())
+    if (name == pressAction() || name == toggleAction()) {
         view().accessibilityPerformPress();
-    else
+    } else {
         QAccessibleWidget::doAction(name);
+    }
 }

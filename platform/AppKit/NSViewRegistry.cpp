@@ -1,10 +1,8 @@
 #include "AppKit/NSViewRegistry.h"
 
-#include "AppKit/NSKeyedArchiver.h"
 #include "AppKit/NSView.h"
 
 #include <map>
-#include <QVariant>
 #include <vector>
 
 namespace {
@@ -16,11 +14,14 @@ std::map<std::string, NSViewMaker>& makers() {
 
 std::vector<NSView*> viewsIn(QWidget& root) {
     std::vector<NSView*> views;
-    if (auto* view = dynamic_cast<NSView*>(&root))
+    if (auto* view = dynamic_cast<NSView*>(&root)) {
         views.push_back(view);
-    for (QWidget* child : root.findChildren<QWidget*>())
-        if (auto* view = dynamic_cast<NSView*>(child))
+    }
+    for (QWidget* child : root.findChildren<QWidget*>()) {
+        if (auto* view = dynamic_cast<NSView*>(child)) {
             views.push_back(view);
+        }
+    }
     return views;
 }
 
@@ -36,14 +37,7 @@ QWidget* makeView(const std::string& name, QWidget* parent) {
 }
 
 void awakeViews(QWidget& root) {
-    const std::vector<NSView*> views = viewsIn(root);
-    for (NSView* view : views) {
-        const QVariant archive = view->property("archive");
-        if (archive.isValid()) {
-            NSCoder coder = NSKeyedArchiver::coderWithData(archive.toString().toStdString());
-            view->initWithCoder(coder);
-        }
-    }
-    for (NSView* view : views)
+    for (NSView* view : viewsIn(root)) {
         view->awakeFromNib();
+    }
 }

@@ -15,10 +15,8 @@ void registerViewClass(const std::string& name, NSViewMaker maker);
 /// A new view, owned by `parent`; null for a name that nobody registered.
 QWidget* makeView(const std::string& name, QWidget* parent);
 
-/// Ends the loading of a layout file: each NSView among `root` and what it holds is first given its
-/// archive, if the layout file gave it one (the dynamic property "archive", a keyed archive as XML
-/// text), then all are woken with awakeFromNib.
-/// Raises NSParseErrorException for an archive that is none.
+/// Ends the loading of a layout file: wakes each NSView among `root` and what it holds with
+/// awakeFromNib.
 void awakeViews(QWidget& root);
 
 /// One of these at file level registers a class of views for as long as the program runs.

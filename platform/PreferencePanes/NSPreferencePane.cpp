@@ -4,6 +4,7 @@
 
 #include <map>
 #include <QWidget>
+#include <utility>
 
 namespace {
 
@@ -19,6 +20,12 @@ NSPreferencePane::~NSPreferencePane() = default;
 
 void NSPreferencePane::loadMainView(const std::string& layoutPath) {
     view = NSNib(layoutPath).instantiateWithOwner(*this);
+}
+
+void NSPreferencePane::replyToShouldUnselect(bool shouldUnselect) {
+    if (const auto reply = std::exchange(unselectReply, nullptr)) {
+        reply(shouldUnselect);
+    }
 }
 
 bool NSPreferencePane::registerPrincipalClass(const std::string& name, Factory factory) {

@@ -13,6 +13,9 @@
 
 class QWidget;
 
+/// Whether a pane may be left: not at all, now, or once it replies.
+enum NSPreferencePaneUnselectReply { NSUnselectCancel = 0, NSUnselectNow = 1, NSUnselectLater = 2 };
+
 class NSPreferencePane : public NSObject,
                          public NSNibOwner,
                          public std::enable_shared_from_this<NSPreferencePane> {
@@ -29,6 +32,15 @@ public:
     QWidget* mainView() const { return view.get(); }
     /// Called once, after the view is loaded.
     virtual void mainViewDidLoad() {}
+    /// Asked before the pane is left. One that answers NSUnselectLater goes on with its work and
+    /// calls replyToShouldUnselect when that is over. Main thread.
+    virtual NSPreferencePaneUnselectReply shouldUnselect() { return NSUnselectNow; }
+    /// Does nothing where nobody waits for a reply. Main thread.
+    void replyToShouldUnselect(bool shouldUnselect);
+    /// Who waits for the next reply.
+    void setUnselectReply(std::function<void(bool shouldUnselect)> reply) {
+        unselectReply = std::move(reply);
+    }
 
     /// Makes a class known under its name; NS_PRINCIPAL_CLASS does so when a pane's code is loaded.
     static bool registerPrincipalClass(const std::string& name, Factory factory);
@@ -37,6 +49,7 @@ public:
 
 private:
     std::unique_ptr<QWidget> view;
+    std::function<void(bool)> unselectReply;
 };
 
 /// Stands once in the source file of a pane's principal class.

@@ -1,19 +1,22 @@
 #include "AppKit/NSApplication.h"
 #include "AppKit/NSButton.h"
+#include "AppKit/NSPopUpButton.h"
 #include "AppKit/NSTextFieldInput.h"
+#include "AppKit/NSTextFieldLabel.h"
 #include "AppKit/NSWindow.h"
 #include "Foundation/NSException.h"
 #include "support/TestMachine.h"
 
 #include <gtest/gtest.h>
+#include <QAbstractItemView>
 #include <QApplication>
 #include <QKeyEvent>
 #include <QVBoxLayout>
 
 namespace {
 
-void pressReturn(QWidget& widget) {
-    QKeyEvent event(QEvent::KeyPress, Qt::Key_Return, Qt::NoModifier);
+void press(QWidget& widget, Qt::Key key, const QString& text = {}) {
+    QKeyEvent event(QEvent::KeyPress, key, Qt::NoModifier, text);
     QApplication::sendEvent(&widget, &event);
 }
 
@@ -39,6 +42,45 @@ TEST_F(NSControlTest, OnlyTheUsersClickSendsACheckboxsAction) {
     EXPECT_NE(machine->consoleLines().back().find("an action's failure"), std::string::npos);
 }
 
+TEST_F(NSControlTest, KeysMoveInAnOpenMenuAndOnlyTheChoiceActs) {
+    NSPopUpButton button;
+    int actions = 0;
+    button.setAction([&](NSObject*) { ++actions; });
+    for (const char* title : {"One", "Two", "Three"}) {
+        button.addItemWithTitle(title);
+    }
+    for (const auto key : {Qt::Key_End, Qt::Key_T, Qt::Key_Down}) {
+        press(button, key, key == Qt::Key_T ? "t" : "");
+        EXPECT_EQ(button.selectedItem()->title(), "One");
+    }
+    press(*button.view(), Qt::Key_Down);
+    EXPECT_EQ(actions, 0);
+    press(*button.view(), Qt::Key_Return);
+    EXPECT_EQ(actions, 1);
+    EXPECT_EQ(button.selectedItem()->title(), "Two");
+}
+
+TEST_F(NSControlTest, ALabelThatKeepsItsRoomHasItsWholeTextAllTheSame) {
+    QWidget view;
+    auto* label = new NSTextFieldLabel;
+    label->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
+    (new QVBoxLayout(&view))->addWidget(label);
+    label->setStringValue("<b>");
+    view.resize(200, 50);
+    view.grab();
+    EXPECT_EQ(label->text() + label->toolTip(), "<b>");
+    const QSize room = view.minimumSizeHint();
+    for (const std::string& text :
+         {std::string(1'000'000, 'w'), "<b>" + std::string(80, '\n') + "."}) {
+        label->setStringValue(text);
+        EXPECT_EQ(label->stringValue(), text);
+        EXPECT_EQ(view.minimumSizeHint(), room);
+        EXPECT_LT(label->text().size(), 100);
+        EXPECT_FALSE(label->toolTip().contains("<b>"));
+        EXPECT_LT(label->toolTip().size(), 10'000);
+    }
+}
+
 TEST_F(NSControlTest, AFieldActsOnReturnAndOnLeavingItWhenItsTextHasChanged) {
     auto* view = new QWidget;
     auto* layout = new QVBoxLayout(view);
@@ -58,11 +100,11 @@ TEST_F(NSControlTest, AFieldActsOnReturnAndOnLeavingItWhenItsTextHasChanged) {
         field->setText(text);
     };
     field->setStringValue("1");
-    pressReturn(*field);
+    press(*field, Qt::Key_Return);
     EXPECT_EQ(actions, 0);
     typed("12");
-    pressReturn(*field);
-    pressReturn(*field);
+    press(*field, Qt::Key_Return);
+    press(*field, Qt::Key_Return);
     other->setFocus();
     EXPECT_EQ(actions, 1);
     typed("123");

@@ -72,14 +72,27 @@ TEST_F(QVAlertTest, WaitsOnTheMainThreadForEachButtonOrTheTimeOut) {
 }
 
 TEST_F(QVAlertTest, ABackgroundThreadHearsOfTheAnswerWithinASecond) {
-    std::optional<double> resumed;
-    NSThread::detachNewThread([&] {
-        QVAlert::alertSheetWithMessageText(std::nullopt, std::nullopt, nullptr);
-        performOnMainThread([&] { resumed = clock->seconds(); }, false);
-    });
-    answerAfter(2.5, "OK");
-    NSRunLoop::mainRunLoop().runUntil([&] { return resumed.has_value(); });
-    EXPECT_TRUE(*resumed >= 2.5 && *resumed <= 3.5) << *resumed;
+    for (const bool windowGoes : {false, true}) {
+        QWidget content;
+        auto window = std::make_unique<NSWindow>("", &content);
+        const double start = clock->seconds();
+        std::optional<long> answer;
+        NSThread::detachNewThread([&] {
+            const long given = QVAlert::timedAlertSheetWithMessageText(
+                "", {{}, "No", {}, {}, window.get(), windowGoes ? 100 : 3});
+            performOnMainThread([&] { answer = given; }, false);
+        });
+        NSThread::sleepForTimeInterval(0.75); // so it looks at 2.75 and 3.75
+        if (windowGoes) {
+            NSTimer::scheduledTimer(
+                2, clock, [&] { window.reset(); }, false);
+        } else {
+            answerAfter(2.05, "No"); // just before the time-out
+        }
+        NSRunLoop::mainRunLoop().runUntil([&] { return answer.has_value(); });
+        EXPECT_EQ(answer, 0);
+        EXPECT_NEAR(clock->seconds() - start, windowGoes ? 2.75 : 3.75, 0.1);
+    }
 }
 
 TEST_F(QVAlertTest, WithoutWaitingTheSheetTellsADelegateThatCanBeTold) {

@@ -1,7 +1,6 @@
 #include "pane/QVSwitch.h"
 
 #include "AppKit/NSApplication.h"
-#include "AppKit/NSKeyedArchiver.h"
 #include "AppKit/NSViewRegistry.h"
 #include "pane/QVSwitchButtonCALayer.h"
 #include "support/TestMachine.h"
@@ -168,8 +167,7 @@ TEST_F(QVSwitchTest, ArchivesItsGradient) {
     view->encodeWithCoder(changed);
     QWidget other;
     auto* copy = dynamic_cast<QVSwitch*>(makeView("QVSwitch", &other));
-    copy->setProperty("archive", QString::fromStdString(NSKeyedArchiver::dataWithCoder(changed)));
-    awakeViews(other);
+    copy->initWithCoder(changed);
     EXPECT_EQ(copy->gradient()->startingColor(), grey(0.1));
     EXPECT_EQ(copy->gradient()->endingColor(), grey(0.2));
     EXPECT_EQ(copy->size(), view->size());

@@ -44,10 +44,10 @@ protected:
         client = machine->launch(
             {.launchPath = root + "/Applications/Tolvin.app/Contents/MacOS/Tolvin"});
     }
-    int endClient(int signal) {
-        client->signal(signal);
-        client->waitUntilExit();
-        return client->terminationStatus();
+    static int end(LaunchedProcess& process, int signal) {
+        process.signal(signal);
+        process.waitUntilExit();
+        return process.terminationStatus();
     }
     void postStatus(const std::string& text) {
         centre.postNotification(
@@ -119,7 +119,7 @@ TEST_F(ClientTest, TheWindowFollowsItsClientThroughEverything) {
     client->signal(SIGCONT);
     EXPECT_EQ(waitFor("Connected"), on);
     // Killed, it cannot tell; and a request is never late once there is the next one.
-    EXPECT_EQ(endClient(SIGKILL), SIGKILL);
+    EXPECT_EQ(end(*client, SIGKILL), SIGKILL);
     EXPECT_EQ(ask("show statusLabel"), "statusLabel = Status: Connected (enabled)\n" + on);
     heard.clear();
     startClient();
@@ -128,7 +128,7 @@ TEST_F(ClientTest, TheWindowFollowsItsClientThroughEverything) {
     EXPECT_EQ(ask("items networkInterfacePopUp\nchoose networkInterfacePopUp Port"),
               "Any (recommended)\nPort\n" + on);
     EXPECT_EQ(addressAtRelaunch(), "02:00:00:00:00:0a");
-    EXPECT_EQ(endClient(SIGTERM), 0);
+    EXPECT_EQ(end(*client, SIGTERM), 0);
     EXPECT_EQ(waitFor("Not loaded"), off);
     startClient();
     EXPECT_EQ(waitFor("Connected"), on);
@@ -136,7 +136,7 @@ TEST_F(ClientTest, TheWindowFollowsItsClientThroughEverything) {
                           library + "/Preferences/com.quorvane.Tolvin.demo.plist");
     ask("choose networkInterfacePopUp \"Any (recommended)\"");
     EXPECT_EQ(addressAtRelaunch(), std::nullopt);
-    EXPECT_EQ(endClient(0), SIGABRT);
+    EXPECT_EQ(end(*client, 0), SIGABRT);
     EXPECT_EQ(waitFor("Relaunching..."), on);
 
     constexpr std::size_t burst = 100'000;
@@ -153,6 +153,7 @@ TEST_F(ClientTest, TheWindowFollowsItsClientThroughEverything) {
     NSTimer::scheduledTimer(
         0.1, observer, [this] { postStatus("Back"); }, true);
     EXPECT_EQ(waitFor("Back"), on);
+    EXPECT_EQ(end(*window, SIGTERM), 128 + SIGTERM);
 }
 
 } // namespace

@@ -147,6 +147,10 @@ TEST_F(ScriptTest, EndsAtTheFirstLineThatFails) {
         {"choose popUp wi-fi", "popUp has no item \"wi-fi\""},
         {"type label x", "label takes no text"},
         {"sheet 0", "there is no sheet"},
+        {"press \"\"", "there is no control "},
+        {"drag paneSwitch 0 0 1e9 0", "\"1e9\" is no number from -100000 to 100000"},
+        {"sleep -1", "\"-1\" is no number from 0 to 86400"},
+        {"sleep nan", "\"nan\" is no number from 0 to 86400"},
         {"snapshot /nowhere/x.png", "the picture /nowhere/x.png cannot be written"},
     };
     for (const auto& [line, reason] : cases) {
