@@ -102,7 +102,8 @@ void QVSwitchButtonCALayer::setOn(bool value) {
     if (value == _on)
         return;
     _on = value;
-    switchSide();
+    settle();
+    overruled = held;
 }
 
 void QVSwitchButtonCALayer::setOn(bool value, bool animated) {
@@ -119,11 +120,14 @@ void QVSwitchButtonCALayer::setEnabled(bool value) {
     if (!theSwitch)
         return;
     theSwitch->setContents(enabled ? clickedImgRef : disabledImgRef);
-    if (isResting())
-        placeKnob(restingPlace());
+    if (isResting()) {
+        settle();
+    }
 }
 
 void QVSwitchButtonCALayer::mouseDown(CGPoint point) {
+    held = true;
+    overruled = false;
     if (CGRectContainsPoint(theSwitch->frame(), point)) {
         _currentEventState = pressedOnKnob;
         theSwitch->setContents(enabled ? clickedImgRef : disabledImgRef);
@@ -160,7 +164,9 @@ bool QVSwitchButtonCALayer::shouldDrag(double distance) const {
 
 void QVSwitchButtonCALayer::mouseUp(CGPoint) {
     willChangeValueForKey("on");
-    switchSide();
+    held = false;
+    overruled ? settle() : switchSide();
+    overruled = false;
     showImageAtRest();
     didChangeValueForKey("on");
 }
@@ -172,9 +178,17 @@ void QVSwitchButtonCALayer::switchSide() {
     const bool value = _currentEventState == dragging
                            ? CGRectGetMidX(knob) > CGRectGetWidth(frame()) / 2
                            : knob.origin.x == 0;
-    setOn(value); // a new value settles the knob once more before this goes on
-    placeKnob(restingPlace());
-    _currentEventState = idle;
+    setOn(value);
+    settle();
+}
+
+/// Puts the knob on the side of `on`, wherever it stands. What a gesture has done until then is
+/// over.
+void QVSwitchButtonCALayer::settle() {
+    if (enabled) {
+        placeKnob(restingPlace());
+        _currentEventState = idle;
+    }
 }
 
 void QVSwitchButtonCALayer::showImageAtRest() {
@@ -191,7 +205,7 @@ double QVSwitchButtonCALayer::rightEnd() const {
     return CGRectGetWidth(frame()) - CGRectGetWidth(theSwitch->frame());
 }
 
-bool QVSwitchButtonCALayer::isResting() const { return enabled && _currentEventState == idle; }
+bool QVSwitchButtonCALayer::isResting() const { return enabled && (!held || overruled); }
 
 void QVSwitchButtonCALayer::resizeSublayersWithOldSize(const CGSize& oldSize) {
     CALayer::resizeSublayersWithOldSize(oldSize);

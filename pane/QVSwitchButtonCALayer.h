@@ -20,8 +20,9 @@ public:
 
     bool isOn() const { return _on; }
     bool isEnabled() const { return enabled; }
-    /// A new value is kept and the knob glides to its side; the value already held does nothing.
-    /// While disabled a new value is kept and the knob stays where it is.
+    /// A new value is kept and the knob glides to its side, also in the middle of a gesture, whose
+    /// release then decides nothing; the value already held does nothing. While disabled a new
+    /// value is kept and the knob stays where it is.
     void setOn(bool value);
     /// Without animation the knob jumps.
     void setOn(bool value, bool animated);
@@ -61,6 +62,7 @@ protected:
 private:
     void createtheSwitch();
     void showImageAtRest();
+    void settle();
     void placeKnob(double x);
     double rightEnd() const;
     double restingPlace() const { return _on ? rightEnd() : 0; }
@@ -74,4 +76,7 @@ private:
     CGPoint _mouseDownPointForCurrentEvent;
     bool _on = false;
     bool enabled = false;
+
+    bool held = false;      // by a press that has not been released
+    bool overruled = false; // the program set `on` since the press
 };

@@ -109,8 +109,7 @@ void Tessaline_Network_ClientPref::finishProcessing() {
 void Tessaline_Network_ClientPref::reloadClientIfNew() {
     reporting("-[Tessaline_Network_ClientPref reloadClientIfNew]", [this] {
         NSThread::sleepForTimeInterval(reloadPause);
-        const auto path = settingsPath(Tolvin::settingsFile);
-        auto settings = dictionaryWithContentsOfFile(path);
+        const auto settings = dictionaryWithContentsOfFile(settingsPath(Tolvin::settingsFile));
         const auto client = NSBundle::bundleWithIdentifier(Tolvin::identifier);
         const auto version = client ? client->infoString("CFBundleVersion") : std::nullopt;
         const auto lastVersion = settings ? settings->stringForKey("lastRunVersion") : std::nullopt;
@@ -118,17 +117,25 @@ void Tessaline_Network_ClientPref::reloadClientIfNew() {
             NSFileManager::defaultManager().fileExistsAtPath(clientJobFile())) {
             relaunchClient();
         }
-        if (!settings) {
-            return;
+        if (settings) {
+            storeLastRunVersion(version);
         }
-        if (!version) {
-            throw NSException(NSInvalidArgumentException,
-                              "The client's bundle has no version to store as lastRunVersion");
-        }
+    });
+    finishLoading();
+}
+
+/// The relaunch takes its time, in which the user may have saved: the file is read anew.
+void Tessaline_Network_ClientPref::storeLastRunVersion(const std::optional<std::string>& version) {
+    if (!version) {
+        throw NSException(NSInvalidArgumentException,
+                          "The client's bundle has no version to store as lastRunVersion");
+    }
+    const auto path = settingsPath(Tolvin::settingsFile);
+    const std::lock_guard lock(settingsMutex);
+    if (auto settings = dictionaryWithContentsOfFile(path)) {
         settings->setObject(*version, "lastRunVersion");
         writeDictionaryToFile(*settings, path);
-    });
-    isLoading = false;
+    }
 }
 
 void Tessaline_Network_ClientPref::relaunchClient() {
@@ -140,14 +147,23 @@ void Tessaline_Network_ClientPref::relaunchClient() {
 }
 
 void Tessaline_Network_ClientPref::launchClientAfterDelay() {
-    reporting("-[Tessaline_Network_ClientPref launchClientAfterDelay]", [this] {
+    const unsigned start = operations;
+    bool isOver = false; // the start that this belongs to, by another operation or without a trace
+    reporting("-[Tessaline_Network_ClientPref launchClientAfterDelay]", [&] {
         NSThread::sleepForTimeInterval(directLaunchDelay);
+        isOver = operations != start ||
+                 !NSFileManager::defaultManager().fileExistsAtPath(clientJobFile());
+        if (isOver) {
+            return;
+        }
         const auto executable = clientExecutable();
         if (!isProcessRunning(Tolvin::processName)) {
             QVTask::runTaskAndReturn(executable.value_or(""), {});
         }
     });
-    performOnMainThread([this] { updateEnabledStatus(); }, true);
+    if (!isOver) {
+        performOnMainThread([this] { updateEnabledStatus(); }, true);
+    }
 }
 
 bool Tessaline_Network_ClientPref::isProcessRunning(const std::string& executableName) {

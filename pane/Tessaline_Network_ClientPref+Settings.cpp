@@ -1,6 +1,7 @@
 // Loading and saving the settings files.
 #include "AppKit/NSApplication.h"
 #include "Foundation/NSDistributedNotificationCenter.h"
+#include "Foundation/NSFileManager.h"
 #include "Foundation/NSPathUtilities.h"
 #include "Foundation/NSPropertyList.h"
 #include "Foundation/NSString.h"
@@ -11,6 +12,8 @@
 #include "Shared/QVLocalPaths.h"
 
 namespace {
+
+constexpr double moveTime = 2; // seconds that a privileged move may take
 
 std::string preferencesFolder() { return QVLocalPaths::prefsDirectory(true).value_or("/"); }
 
@@ -54,12 +57,10 @@ void Tessaline_Network_ClientPref::loadSettings() {
 }
 
 void Tessaline_Network_ClientPref::savePrefs(NSObject*) {
-    if (!writeClientSettings()) {
-        QVAlert::alertSheetWithMessageText(
-            "Unable to write preferences",
-            stringWithFormat("Please check the permissions for the directory %@.",
-                             preferencesFolder()),
-            NSApplication::sharedApplication().mainWindow());
+    bool saved = false;
+    reporting("-[Tessaline_Network_ClientPref savePrefs:]", [&] { saved = writeClientSettings(); });
+    if (!saved) {
+        alertOfPreferences();
         return;
     }
     writeGlobalSettings();
@@ -70,7 +71,8 @@ void Tessaline_Network_ClientPref::savePrefs(NSObject*) {
 /// temporary folder and a move with administrator rights.
 bool Tessaline_Network_ClientPref::writeClientSettings() {
     const auto path = settingsPath(Tolvin::settingsFile);
-    auto settings = dictionaryWithContentsOfFile(path).value_or(NSDictionary());
+    const std::lock_guard lock(settingsMutex);
+    auto settings = dictionaryToChangeAtPath(path);
     settings.setObject(autoUpdateCheck->state(), "autoUpdateCheck");
     settings.setObject(showMenuBarIconCheck->state(), "showMenuBarIcon");
     settings.setObject(enableMaintenanceCheck->state(), "enableMaintenanceRequests");
@@ -83,13 +85,36 @@ bool Tessaline_Network_ClientPref::writeClientSettings() {
     settings.setObject(networkCustomPortCheck->state(), "customPortSet");
     settings.setObject(integerValue(networkCustomPortText->stringValue()), "customPort");
     settings.setObject(networkDisableBonjour->state(), "disableBonjour");
-    if (writeDictionaryToFile(settings, path)) {
-        return true;
-    }
+    auto& files = NSFileManager::defaultManager();
+    files.createDirectoryAtPath(preferencesFolder());
+    return writeDictionaryToFile(settings, path) ||
+           (!files.isDirectoryAtPath(path) && moveSettingsWithRights(settings));
+}
+
+/// The move is not waited for; what it did is looked at a moment later.
+bool Tessaline_Network_ClientPref::moveSettingsWithRights(const NSDictionary& settings) {
     const auto temporary =
         stringByAppendingPathComponent(QVLocalPaths::tempDirectory(), Tolvin::settingsFile);
-    return writeDictionaryToFile(settings, temporary) &&
-           QVAuthorization::sharedController().authMoveFile(temporary, preferencesFolder());
+    if (!writeDictionaryToFile(settings, temporary) ||
+        !QVAuthorization::sharedController().authMoveFile(temporary, preferencesFolder())) {
+        return false;
+    }
+    NSTimer::scheduledTimer(
+        moveTime, weak_from_this(),
+        [this, temporary] {
+            if (NSFileManager::defaultManager().removeItemAtPath(temporary)) {
+                alertOfPreferences();
+            }
+        },
+        false);
+    return true;
+}
+
+void Tessaline_Network_ClientPref::alertOfPreferences() {
+    QVAlert::alertSheetWithMessageText(
+        "Unable to write preferences",
+        stringWithFormat("Please check the permissions for the directory %@.", preferencesFolder()),
+        NSApplication::sharedApplication().mainWindow());
 }
 
 /// The file is the maker's other applications' as well: changed where it is there, never made.

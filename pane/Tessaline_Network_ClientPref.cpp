@@ -2,15 +2,18 @@
 
 #include "Foundation/NSBundle.h"
 #include "Foundation/NSDistributedNotificationCenter.h"
+#include "Foundation/NSException.h"
 #include "Foundation/NSFileManager.h"
 #include "Foundation/NSPathUtilities.h"
 #include "Foundation/NSString.h"
 #include "Foundation/NSThread.h"
 #include "pane/Tolvin.h"
+#include "Shared/QVException.h"
 #include "Shared/QVLocalPaths.h"
 
 #include <algorithm>
 #include <array>
+#include <utility>
 
 NS_PRINCIPAL_CLASS(Tessaline_Network_ClientPref)
 
@@ -93,9 +96,22 @@ void Tessaline_Network_ClientPref::observeValueForKeyPath(const std::string& key
         NSPreferencePane::observeValueForKeyPath(keyPath, object, change, context);
         return;
     }
-    if (!isLoading && !isProcessing) {
+    if (isLoading) {
+        togglePassedOver = true;
+    } else if (!isProcessing) {
         enableDisableClient(this);
     }
+}
+
+void Tessaline_Network_ClientPref::finishLoading() {
+    isLoading = false;
+    performOnMainThread(
+        [self = retained()] {
+            if (std::exchange(self->togglePassedOver, false)) {
+                self->updateEnabledStatus();
+            }
+        },
+        false);
 }
 
 void Tessaline_Network_ClientPref::enableDisableClient(NSObject*) {
@@ -106,9 +122,16 @@ void Tessaline_Network_ClientPref::enableDisableClient(NSObject*) {
     // The thread sets the flag as well, but may be late: a save in between enables the switch
     // again, and a second toggle would then start a second operation.
     isProcessing = true;
-    NSThread::detachNewThread([self = retained(), on = masterSwitch->isOn()] {
-        on ? self->setupClient() : self->stopClient();
-    });
+    ++operations;
+    try {
+        NSThread::detachNewThread([self = retained(), on = masterSwitch->isOn()] {
+            on ? self->setupClient() : self->stopClient();
+        });
+    } catch (const NSException& exception) { // no thread is to be had
+        QVException::logException(exception,
+                                  "-[Tessaline_Network_ClientPref enableDisableClient:]");
+        finishProcessing();
+    }
 }
 
 void Tessaline_Network_ClientPref::showHideMenuBarIcon(NSObject* sender) {

@@ -20,6 +20,7 @@
 #include <atomic>
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
@@ -100,6 +101,8 @@ private:
     void loadSettings();
     bool clientIsUp();
     bool writeClientSettings();
+    bool moveSettingsWithRights(const NSDictionary& settings);
+    void alertOfPreferences();
     void writeGlobalSettings();
     void showLocalStatus(const std::string& status);
     /// The same from a job thread.
@@ -107,7 +110,10 @@ private:
     /// Runs a job thread's steps; what they raise is reported under the method's name.
     void reporting(const char* method, const std::function<void()>& steps);
     void finishProcessing();
+    /// Puts the switch right where a toggle was passed over.
+    void finishLoading();
     void installJob(const std::string& executable);
+    void storeLastRunVersion(const std::optional<std::string>& version);
     void relaunchClient();
 
     std::atomic<bool> isLoading{true};
@@ -128,4 +134,8 @@ private:
     NSTextField* networkCustomPortText = nullptr;
     NSButton* networkDisableBonjour = nullptr;
     std::shared_ptr<NSTimer> statusTimer;
+
+    bool togglePassedOver = false;       // while the pane was loading
+    std::atomic<unsigned> operations{0}; // starts and stops so far
+    std::mutex settingsMutex; // held from the reading of the settings file to its writing
 };

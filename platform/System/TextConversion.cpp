@@ -9,8 +9,7 @@ std::optional<std::string> utf8FromEncoding(const std::string& encoding, std::st
     char* input = const_cast<char*>(bytes.data()); // which iconv leaves as it is
     std::size_t left = bytes.size();
     // A name with a slash would ask for guesses.
-    const iconv_t converter =
-        iconv_open("UTF-8", encoding.substr(0, encoding.find('/')).c_str());
+    const iconv_t converter = iconv_open("UTF-8", encoding.substr(0, encoding.find('/')).c_str());
     if (reinterpret_cast<std::intptr_t>(converter) == -1) {
         return std::nullopt;
     }

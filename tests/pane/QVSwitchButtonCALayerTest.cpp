@@ -1,6 +1,7 @@
 #include "pane/QVSwitchButtonCALayer.h"
 
 #include "AppKit/NSApplication.h"
+#include "pane/QVSwitch.h"
 
 #include <cmath>
 #include <gtest/gtest.h>
@@ -61,27 +62,30 @@ TEST(QVSwitchButtonCALayer, SettlesByTheRulesAndKeepsToItsEndWhenTheTrackChanges
         const char* announced;
     };
     const Case cases[] = {
-        {"p10 r", true, 60, "1"},               // a click on the knob
-        {"p10 r p10 r", false, 0, "10"},        // the second one beside it
-        {"p80 r", true, 60, "1"},               // a click beside the knob
-        {"p80 d10 d90 r", true, 60, "1"},       // whatever the pointer does after it
-        {"p10 d13 r", false, 0, "0"},           // a jiggle
-        {"p10 d10 r", false, 0, "0"},           // a drag of nothing
-        {"p10 d41 r", true, 60, "1"},           // past the middle
-        {"p10 d40 r", false, 0, "0"},           // exactly the middle
-        {"p10 d500 d499", false, 59, ""},       // overshoot is not counted on the way back
-        {"p10 d30 d-50 d-20", false, 30, ""},   // nor at the left end
-        {"p40 r", true, 60, "1"},               // the right edge is not part of the knob,
-        {"p40 d90", false, 0, ""},              // so it cannot be dragged by it,
-        {"p0 d20", false, 20, ""},              // but by its left edge
-        {"d50 r", true, 60, "1"},               // a drag without a press is none
-        {"+", true, 60, ""},                    // not announced
-        {"+ + -", false, 0, ""},                //
-        {"D p10 d50 r", false, 0, "0"},         // disabled: announced, not moved
-        {"D + r", true, 0, "1"},                // a new value is kept
-        {"D + E", true, 60, ""},                // and shown once it may be
-        {"p10 d40 D r E d60", false, 50, "0"},  // the gesture outlives being disabled
-        {"p10 d40 D r E p95 r", false, 0, "00"} // until the next press
+        {"p10 r", true, 60, "1"},                 // a click on the knob
+        {"p10 r p10 r", false, 0, "10"},          // the second one beside it
+        {"p80 r", true, 60, "1"},                 // a click beside the knob
+        {"p80 d10 d90 r", true, 60, "1"},         // whatever the pointer does after it
+        {"p10 d13 r", false, 0, "0"},             // a jiggle
+        {"p10 d10 r", false, 0, "0"},             // a drag of nothing
+        {"p10 d41 r", true, 60, "1"},             // past the middle
+        {"p10 d40 r", false, 0, "0"},             // exactly the middle
+        {"p10 d500 d499", false, 59, ""},         // overshoot is not counted on the way back
+        {"p10 d30 d-50 d-20", false, 30, ""},     // nor at the left end
+        {"p40 r", true, 60, "1"},                 // the right edge is not part of the knob,
+        {"p40 d90", false, 0, ""},                // so it cannot be dragged by it,
+        {"p0 d20", false, 20, ""},                // but by its left edge
+        {"d50 r", true, 60, "1"},                 // a drag without a press is none
+        {"+", true, 60, ""},                      // not announced
+        {"+ + -", false, 0, ""},                  //
+        {"D p10 d50 r", false, 0, "0"},           // disabled: announced, not moved
+        {"D + r", true, 0, "1"},                  // a new value is kept
+        {"D + E", true, 60, ""},                  // and shown once it may be
+        {"p10 d40 D r E", false, 0, "0"},         // let go in the middle while disabled
+        {"p10 d40 D r E p95 r", true, 60, "01"},  // and then pressed as ever
+        {"D p10 d14 r E + -", false, 0, "0"},     // a gesture while disabled leaves nothing behind
+        {"p10 d50 + r", true, 60, "1"},           // what the program sets wins
+        {"p10 d50 + d10 r p80 r", false, 0, "10"} // until the next press
     };
     NSApplication::sharedApplication();
     for (const Case& each : cases) {
@@ -133,22 +137,32 @@ TEST(QVSwitchButtonCALayer, ShowsTheImageOfItsState) {
     }
 }
 
-TEST(QVSwitchButtonCALayer, AMillionRandomOperationsLeaveARestingKnobAtItsEnd) {
+TEST(QVSwitchButtonCALayer, AMillionRandomOperationsKeepViewAndKnobInAgreement) {
     NSApplication::sharedApplication();
-    QVSwitchButtonCALayer layer;
-    fill(layer, 100);
+    QVSwitch view;
+    view.resize(100, 20);
+    view.awakeFromNib();
+    auto& layer = dynamic_cast<QVSwitchButtonCALayer&>(
+        *view.layer()->sublayers().front()->sublayers().front());
     std::mt19937 random(20240607); // NOLINT(bugprone-random-generator-seed): the same every time
-    bool idle = true;
+    bool held = false;
     for (int turn = 0; turn < 1'000'000; ++turn) {
         const char what = "pddrrE+-D"[random() % 9];
-        const bool wasOn = layer.isOn();
-        play(layer, what + std::to_string(static_cast<int>(random() % 140) - 20));
-        const bool settled = layer.isEnabled() && (what == 'r' || layer.isOn() != wasOn);
-        idle = what != 'p' && (idle || settled);
+        const bool wasOn = view.isOn();
+        if (what == '+' || what == '-') {
+            view.setOn(what == '+', random() % 2 == 0);
+        } else if (what == 'E' || what == 'D') {
+            view.setEnabled(what == 'E');
+        } else {
+            play(layer, what + std::to_string(static_cast<int>(random() % 140) - 20));
+        }
+        const bool setByProgram = (what == '+' || what == '-') && view.isOn() != wasOn;
+        held = what == 'p' || (held && what != 'r' && !setByProgram);
         const double x = layer.knobFrame().origin.x;
+        ASSERT_EQ(layer.isOn(), view.isOn()) << "after " << turn << " operations";
         ASSERT_TRUE(x >= 0 && x <= 60);
-        if (idle && layer.isEnabled()) {
-            ASSERT_EQ(x, layer.isOn() ? 60 : 0) << "after " << turn << " operations";
+        if (view.isEnabled() && !held) {
+            ASSERT_EQ(x, view.isOn() ? 60 : 0) << "after " << turn << " operations";
         }
     }
 }

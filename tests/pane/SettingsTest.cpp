@@ -128,8 +128,8 @@ TEST_F(SettingsTest, TheGlobalFileIsNeverMadeAndALinkStaysALink) {
 }
 
 TEST_F(SettingsTest, AFileThatCannotBeWrittenIsMovedIntoPlaceWithRights) {
-    // A folder in the file's place refuses every plain write, the superuser's too.
-    std::filesystem::create_directories(machine->preferences(clientFile) + "/in the way");
+    // A link to nowhere refuses every plain write, the superuser's too.
+    std::filesystem::create_symlink("/no/such/folder/file", machine->preferences(clientFile));
     writeSettings(globalFile, {{"SUCheckAtStartup", 0}});
     load();
     check("preventUpdateDialogsCheck").click();
@@ -137,19 +137,25 @@ TEST_F(SettingsTest, AFileThatCannotBeWrittenIsMovedIntoPlaceWithRights) {
                                                    clientFile + " " + machine->homeDirectory() +
                                                    "/Library/Preferences");
     EXPECT_EQ(settings(globalFile), (NSDictionary{{"SUCheckAtStartup", 1}}));
+    runFor(3); // the move did nothing, which shows later
 
     machine->tools["/bin/mv"] = ""; // not even with rights
     listen();
     check("preventUpdateDialogsCheck").setState(0);
     check("networkCustomPortCheck").click();
     runFor(1);
-    EXPECT_EQ(sheets.texts,
-              std::vector{"Unable to write preferences / Please check the permissions "
-                          "for the directory " +
-                          machine->homeDirectory() + "/Library/Preferences."});
+    const auto commands = machine->commands().size();
+    std::filesystem::remove(machine->preferences(clientFile)); // or where rights do not help
+    std::filesystem::create_directories(machine->preferences(clientFile));
+    check("autoUpdateCheck").click();
+    EXPECT_EQ(machine->commands().size(), commands);
+    EXPECT_EQ(sheets.texts, std::vector<std::string>(
+                                3, "Unable to write preferences / Please check the permissions "
+                                   "for the directory " +
+                                       machine->homeDirectory() + "/Library/Preferences."));
     EXPECT_EQ(settings(globalFile), (NSDictionary{{"SUCheckAtStartup", 1}}));
     EXPECT_FALSE(text("networkCustomPortText").isEnabled()) << "the enabling rule was not to run";
-    EXPECT_EQ(heard, std::vector<std::string>{"TolvinRelaunch@0"});
+    EXPECT_EQ(heard, std::vector<std::string>{"TolvinRelaunch@3"});
 }
 
 class InterfacesTest : public PaneTest {

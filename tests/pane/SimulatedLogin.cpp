@@ -65,9 +65,11 @@ ToolResult SimulatedLogin::launchctl(const std::vector<std::string>& arguments) 
     const bool load = arguments[0] == "load";
     if (load && std::filesystem::exists(arguments[1])) {
         jobLoaded = true;
-        if (chance(0.8)) {
-            after(upTo(chance(0.8) ? 1 : 25), [this] { startClient(); });
-        }
+        after(upTo(chance(0.8) ? 1 : 25), [this, loaded = ++loads] {
+            if (jobLoaded && loads == loaded) {
+                startClient();
+            }
+        });
     } else if (!load) {
         jobLoaded = false;
         after(0, [this] { endClient(false); });

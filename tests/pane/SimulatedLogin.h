@@ -40,5 +40,6 @@ private:
     std::shared_ptr<int> client = std::make_shared<int>();
     std::atomic<bool> jobLoaded{false}, calm{false}, over{false};
     std::atomic<int> generation{0}; // of the client's process
+    std::atomic<int> loads{0};      // of its job
     bool silent = false;
 };

@@ -1,4 +1,5 @@
 #include "pane/PaneFixture.h"
+#include "pane/QVSwitchButtonCALayer.h"
 #include "pane/SimulatedLogin.h"
 #include "Shared/QVAuthorization.h"
 #include "System/Machine.h"
@@ -39,11 +40,14 @@ protected:
     void inviteUser(SimulatedLogin& login);
     void expectRest();
     void expectNoTwoOperationsAtOnce();
+    QVSwitchButtonCALayer& knob() {
+        return dynamic_cast<QVSwitchButtonCALayer&>(
+            *masterSwitch().layer()->sublayers().front()->sublayers().front());
+    }
     bool spins() {
         return control<NSProgressIndicator>("statusSpinner").valueForKey("value") ==
                PropertyList(true);
     }
-    bool toggledWhileLoading = false;
 };
 
 void SimulationTest::inviteUser(SimulatedLogin& login) {
@@ -52,17 +56,25 @@ void SimulationTest::inviteUser(SimulatedLogin& login) {
             if (!pane) {
                 return;
             }
-            switch (login.below(5)) {
+            const double x = login.upTo(masterSwitch().width());
+            switch (login.below(7)) {
             case 0:
                 check("showMenuBarIconCheck").click();
                 break;
             case 1:
                 check("networkDisableBonjour").click();
                 break;
+            case 2: // a drag, enabled or not, let go after a while
+                knob().mouseDown({x, 10});
+                knob().mouseDragged({login.upTo(masterSwitch().width()), 10});
+                login.after(login.upTo(10), [this] {
+                    if (pane) {
+                        knob().mouseUp({});
+                    }
+                });
+                break;
             default:
                 toggle();
-                // Nobody acts on a toggle while the pane loads, and nothing need put it back.
-                toggledWhileLoading = masterSwitch().isEnabled() && !spins();
             }
         });
     }
@@ -94,9 +106,11 @@ void SimulationTest::expectRest() {
     const bool up = std::filesystem::is_regular_file(machine->jobFile()) &&
                     std::find(down.begin(), down.end(), status()) == down.end();
     // A client that went away in the middle of a relaunch leaves the switch where the user put it.
-    EXPECT_TRUE(masterSwitch().isOn() == up || status() == "Status: Relaunching..." ||
-                toggledWhileLoading)
-        << status();
+    EXPECT_TRUE(masterSwitch().isOn() == up || status() == "Status: Relaunching...") << status();
+    const double right = masterSwitch().width() - knob().knobFrame().size.width;
+    EXPECT_EQ(knob().isOn(), masterSwitch().isOn());
+    EXPECT_EQ(knob().knobFrame().origin.x, masterSwitch().isOn() ? right : 0) << "the picture";
+    EXPECT_EQ(machine->clientRuns, up) << status();
     EXPECT_EQ(check("autoUpdateCheck").isEnabled(), up);
     EXPECT_EQ(check("enableMaintenanceCheck").isEnabled(),
               up && check("showMenuBarIconCheck").state() == 1);
@@ -116,7 +130,6 @@ void SimulationTest::live(unsigned seed) {
     sheets.later = [&](std::function<void()> press) {
         login.after(login.upTo(6), std::move(press)); // some thought
     };
-    toggledWhileLoading = false;
     login.prepare();
     load();
     inviteUser(login);
