@@ -1,6 +1,7 @@
 // Loading and saving the settings files.
 #include "AppKit/NSApplication.h"
 #include "Foundation/NSDistributedNotificationCenter.h"
+#include "Foundation/NSFileManager.h"
 #include "Foundation/NSPropertyList.h"
 #include "Foundation/NSString.h"
 #include "pane/Tessaline_Network_ClientPref.h"
@@ -87,6 +88,8 @@ bool Tessaline_Network_ClientPref::writeClientSettings() {
     }
     const auto temporary =
         stringByAppendingPathComponent(QVLocalPaths::tempDirectory(), Tolvin::settingsFile);
+    // Whatever it is: a link would be followed.
+    NSFileManager::defaultManager().removeItemAtPath(temporary);
     return writeDictionaryToFile(settings, temporary) &&
            QVAuthorization::sharedController().authMoveFile(temporary, preferencesFolder());
 }

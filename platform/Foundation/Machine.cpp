@@ -142,7 +142,13 @@ std::string Machine::root() const { return ""; }
 
 std::string Machine::temporaryDirectory() const {
     auto path = temporaryPath();
-    requirePrivateFolder(path);
+    try {
+        requirePrivateFolder(path);
+    } catch (const NSException&) {
+        // Others may have taken a name where everybody writes; in one's own home they cannot.
+        path = homeDirectory() + "/.cache/tessaline";
+        requirePrivateFolder(path);
+    }
     return path;
 }
 

@@ -75,7 +75,7 @@ public:
     /// Where the machine-wide folders ("Library", "Applications") lie: "" for the disk's own root.
     virtual std::string root() const;
     /// The user's own folder for temporary files, without a trailing separator; made if missing.
-    /// Raises when others could have prepared it.
+    /// One in the home folder where others have taken its name; raises when that fails, too.
     std::string temporaryDirectory() const;
     /// The login user's processes.
     virtual std::vector<RunningProcess> processes() const;

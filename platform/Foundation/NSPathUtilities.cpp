@@ -1,6 +1,8 @@
 #include "Foundation/NSPathUtilities.h"
 
 #include "Foundation/Machine.h"
+#include "Foundation/NSException.h"
+#include "Foundation/NSLog.h"
 
 #include <array>
 #include <optional>
@@ -64,4 +66,12 @@ std::string NSHomeDirectoryForUser(const std::string& name) {
 
 std::string NSUserName() { return Machine::current().userName(); }
 
-std::string NSTemporaryDirectory() { return Machine::current().temporaryDirectory(); }
+std::string NSTemporaryDirectory() {
+    try {
+        return Machine::current().temporaryDirectory();
+    } catch (const NSException& exception) {
+        // No file can be made below it, so that whoever writes one hears of the failure there.
+        NSLog("%@", exception.reason());
+        return "/dev/null";
+    }
+}
