@@ -4,6 +4,7 @@
 #include "Failure.h"
 #include "Foundation/NSFileManager.h"
 #include "JobEngine.h"
+#include "JobTrust.h"
 
 #include <iostream>
 #include <span>
@@ -126,6 +127,7 @@ int run(std::span<char*> arguments) {
             for (const auto& warning : job.warnings) {
                 complain(warning);
             }
+            requireTrustedProgram(job);
             launchctl.load(job);
         });
     }
