@@ -63,9 +63,8 @@ Place targetOf(const std::string& path, const std::string& sourceName) {
     }
     auto place = placeOf(path);
     // A file keeps its extension. A target without it was meant for a folder.
-    const bool isFolder =
-        path.ends_with('/') ||
-        (fs::path(sourceName).has_extension() && !fs::path(place.name).has_extension());
+    const bool isFolder = path.ends_with('/') || (fs::path(sourceName).has_extension() &&
+                                                  !fs::path(place.name).has_extension());
     if (isFolder && !place.look(status)) {
         failWith(path, ENOENT);
     }
@@ -110,8 +109,8 @@ public:
         ssize_t count = 0;
         while ((count = read(from.get(), buffer.data(), buffer.size())) > 0) {
             for (ssize_t done = 0; done < count;) {
-                const auto written = write(file.get(), buffer.data() + done,
-                                           static_cast<std::size_t>(count - done));
+                const auto written =
+                    write(file.get(), buffer.data() + done, static_cast<std::size_t>(count - done));
                 require(written > 0, target.path);
                 done += written;
             }
