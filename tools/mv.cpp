@@ -1,11 +1,11 @@
 // mv -f SOURCE TARGET: for moves with administrator rights, out of folders that others may prepare.
 //
-// A plain file arrives as a new one: copied beside the target, flushed, renamed over it, and only
-// then removed from its old place. So whoever holds the old file open cannot write the new one, and
-// the target is the old one or the new one whatever happens. In a folder that the superuser alone
-// writes it becomes the superuser's, and nobody else's to write, unless it comes from another such
-// folder; links and files with another name elsewhere do not come there. Folders, and links between
-// other places, are moved as they stand.
+// In a folder that the superuser alone writes, a plain file arrives as a new one of the
+// superuser's: copied beside the target, flushed, renamed over it, and only then removed from its
+// old place. So whoever holds the old file open cannot write the new one, and the target is the old
+// one or the new one whatever happens. Links and files with another name elsewhere do not come
+// there, unless from another such folder. A file comes to another file system in the same way, and
+// keeps its owner; all else is renamed.
 
 #include "PlainFile.h"
 
@@ -163,13 +163,16 @@ void moveFile(const Place& source, const Place& target) {
             source.path);
 }
 
-void moveAsItStands(const Place& source, const Place& target) {
-    if (renameat(source.folder.get(), source.name.c_str(), target.folder.get(),
-                 target.name.c_str()) == 0) {
-        return;
-    }
-    require(errno == EXDEV, target.path);
-    // To another file system: the machine's own has practice in it.
+/// False where the target is on another file system.
+bool renames(const Place& source, const Place& target) {
+    const bool done = renameat(source.folder.get(), source.name.c_str(), target.folder.get(),
+                               target.name.c_str()) == 0;
+    require(done || errno == EXDEV, target.path);
+    return done;
+}
+
+/// For folders and links, in which the machine's own has practice.
+[[noreturn]] void moveWithMachinesOwn(const Place& source, const Place& target) {
     for (const char* program : {"/usr/bin/mv", "/bin/mv"}) {
         execl(program, "mv", "-f", "-T", "--", source.path.c_str(), target.path.c_str(), nullptr);
     }
@@ -186,12 +189,14 @@ void move(const std::string& from, const std::string& to) {
         replaced.st_ino == moved.st_ino) {
         throw std::runtime_error(from + " and " + target.path + " are the same file");
     }
-    if (S_ISREG(moved.st_mode)) {
+    const bool mustBeNew = !S_ISDIR(moved.st_mode) && comesToSuperuser(source, target);
+    if (!mustBeNew && renames(source, target)) {
+        return;
+    }
+    if (mustBeNew || S_ISREG(moved.st_mode)) {
         moveFile(source, target);
-    } else if (!S_ISDIR(moved.st_mode) && comesToSuperuser(source, target)) {
-        throw std::runtime_error(from + " is not a plain file");
     } else {
-        moveAsItStands(source, target);
+        moveWithMachinesOwn(source, target);
     }
 }
 

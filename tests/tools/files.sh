@@ -25,6 +25,7 @@ done <<-'END'
 	0 |ln -s ../shadow ours/b.plist|mv -f theirs/a.plist ours/b.plist|[ ! -L ours/b.plist ]
 	0 |mkdir theirs/d.d|mv -f theirs/d.d ours|[ -d ours/d.d ]
 	0 |ln -s ../shadow ours/l|mv -f ours/l theirs/l|[ -L theirs/l ]
+	0 |mkdir -m 777 /dev/shm/$$|mv -f theirs/a.plist /dev/shm/$$; mv -f /dev/shm/$$/a.plist theirs; rmdir /dev/shm/$$|[ "$(stat -c %u:%a theirs/a.plist)" = 1001:666 ]
 	0 |mkdir /dev/shm/$$|mv -f theirs /dev/shm/$$; mv -f /dev/shm/$$/theirs .; rmdir /dev/shm/$$|[ -f theirs/a.plist ]
 	1 |ln -sf ../shadow theirs/a.plist|mv -f theirs/a.plist ours/a.plist|[ "$(cat ours/a.plist)" = old ]
 	1 |ln -f shadow theirs/a.plist|mv -f theirs/a.plist ours/a.plist|[ "$(cat ours/a.plist)" = old ]
