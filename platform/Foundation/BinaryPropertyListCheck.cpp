@@ -82,9 +82,28 @@ private:
                               "a container is cut short");
         std::uint64_t size = sizePerObject;
         for (std::uint64_t index = 0; index < references && size <= sizeLimit; ++index) {
-            size += sizeOf(number(position + index * referenceSize, referenceSize), depth + 1);
+            const auto object = number(position + index * referenceSize, referenceSize);
+            size += sizeOf(object, depth + 1);
+            if (isDictionary && index < count) {
+                checkKey(number(table + object * offsetSize, offsetSize));
+            }
         }
         return size;
+    }
+
+    /// The library ends the program over a key that is longer than its text seems.
+    void checkKey(std::uint64_t position) const {
+        const std::uint64_t marker = number(position++, 1);
+        const std::uint64_t kind = marker >> 4U;
+        const std::uint64_t width = kind == 0x5 ? 1 : 2;
+        requireOfPropertyList(kind == 0x5 || kind == 0x6, "a key is no text");
+        const std::uint64_t info = marker & 0xFU;
+        const std::uint64_t count = info == 0xF ? longCount(position) : info;
+        requireOfPropertyList(count <= (table - position) / width, "a key is cut short");
+        for (std::uint64_t index = 0; index < count; ++index) {
+            requireOfPropertyList(number(position + index * width, width) != 0,
+                                  "a key has a zero in it");
+        }
     }
 
     /// A count that is an object of its own, after which `position` stands.

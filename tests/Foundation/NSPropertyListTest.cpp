@@ -159,6 +159,12 @@ TEST(NSPropertyListTest, HostileNestingAndSharingAreRefused) {
         expectReads(depth < tooDeep,
                     {xml(nested(depth, "<array>", "</array>")), nested(depth, "(", ")")});
     }
+    std::string key("bplist00\xD1\1\2Rab\t\b\v\016\0\0\0\0\0\0\1\1\0\0\0\0\0\0\0\3"
+                    "\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\017",
+                    50); // { "ab" = true; }
+    EXPECT_TRUE(reads(key));
+    key[13] = 0;
+    expectReads(false, {key}); // which its reader would not survive
     std::string cycle = doubling(1);
     EXPECT_TRUE(reads(cycle) && reads(doubling(10)));
     cycle[9] = cycle[10] = 0; // now an array within itself
