@@ -59,7 +59,8 @@ void requireTrustedPath(const std::string& path, uid_t user) {
         if (name.empty() || name == "." || name == "..") {
             continue;
         }
-        const auto part = done + "/" + name;
+        std::string part = done;
+        part.append("/").append(name);
         struct stat status {};
         if (lstat(part.c_str(), &status) != 0) {
             refuse("Cannot reach %@: %@", part, std::strerror(errno));
@@ -78,6 +79,6 @@ void requireTrustedPath(const std::string& path, uid_t user) {
         }
         const auto target = targetOf(part);
         done = target.starts_with('/') ? "" : done;
-        rest = target + "/" + rest;
+        rest.insert(0, "/").insert(0, target);
     }
 }
