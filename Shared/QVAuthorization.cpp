@@ -128,6 +128,7 @@ QVAuthorization::~QVAuthorization() { authEnd(); }
 
 bool QVAuthorization::authStart() {
     const std::lock_guard lock(asking);
+    dropLapsedRights();
     if (isAuthorized()) {
         return true;
     }
@@ -188,6 +189,15 @@ bool QVAuthorization::authStartWithUser(std::optional<std::string> user,
     return true;
 }
 
+void QVAuthorization::dropLapsedRights() {
+    const AuthorizationRef held = heldRef;
+    if (held != nullptr &&
+        AuthorizationCopyRights(held, adminRight, nullptr, kAuthorizationFlagDefaults) ==
+            errAuthorizationDenied) {
+        replaceAuthRef(nullptr);
+    }
+}
+
 void QVAuthorization::replaceAuthRef(AuthorizationRef ref) {
     if (const AuthorizationRef old = heldRef.exchange(ref)) {
         AuthorizationFree(old, kAuthorizationFlagDefaults);
@@ -220,7 +230,7 @@ OSStatus QVAuthorization::authExecTask(const std::string& path,
         }
         return errAuthorizationSuccess;
     }
-    if (!isAuthorized() && !authStart()) {
+    if (!authStart()) {
         return noRights;
     }
     // A tool that nobody waits for writes to nobody: with a stream it could fill the pipe and stop.

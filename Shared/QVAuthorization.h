@@ -41,7 +41,8 @@ public:
     bool hasGUI() const { return mayShowDialog; }
     void setHasGUI(bool flag) { mayShowDialog = flag; }
 
-    /// Obtains administrator rights; at once where they are held. False when the user says no, and
+    /// Obtains administrator rights; at once where they are held, anew where the platform took them
+    /// back after minutes without use. False when the user says no, and
     /// where there is neither a right nor a dialog.
     bool authStart();
     /// Obtains them with an administrator's name and password, without a dialog, in the place of
@@ -81,6 +82,8 @@ protected:
 
 private:
     QVAuthorization& initWithGUI(bool flag);
+    /// Notices that the platform took back rights that nobody made use of for minutes.
+    void dropLapsedRights();
     void replaceAuthRef(AuthorizationRef ref);
     bool runPrivileged(const std::string& tool, const std::vector<std::string>& arguments);
     bool moveToTrash(const std::string& path);

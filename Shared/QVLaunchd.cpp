@@ -53,6 +53,7 @@ static bool writeWithRights(const NSDictionary& settings, const std::string& pat
     const auto folder = stringByDeletingLastPathComponent(path);
     const auto temporary =
         stringByAppendingPathComponent(QVLocalPaths::tempDirectory(), lastPathComponent(path));
+    files.removeItemAtPath(temporary); // whatever it is: a link would be followed
     if (!writeDictionaryToFile(settings, temporary)) {
         logAndAlert("Error: Unable to write LaunchAgent data", folder);
         return false;

@@ -3,6 +3,8 @@
 #include "Foundation/NSBundle.h"
 #include "Foundation/NSException.h"
 #include "Foundation/NSFileManager.h"
+#include "System/Machine.h"
+#include "System/TrustedPath.h"
 
 #include <dlfcn.h>
 #include <filesystem>
@@ -39,6 +41,11 @@ LoadedPane loadPane(const std::string& bundlePath) {
     const auto bundle = NSBundle::bundleWithPath(path);
     if (!bundle) {
         refuse(path, "Contents/Info.plist is missing or broken");
+    }
+    if (Machine::current().authorizationMode() == AuthorizationMode::system) {
+        // Its code will have the rights that the user gives.
+        requireTrustedPath(bundle->executablePath().value_or(path),
+                           Machine::current().realUserID());
     }
     loadCode(*bundle);
     const std::string className = requiredKey(*bundle, "NSPrincipalClass");

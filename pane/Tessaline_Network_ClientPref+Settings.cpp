@@ -95,6 +95,8 @@ bool Tessaline_Network_ClientPref::writeClientSettings() {
 bool Tessaline_Network_ClientPref::moveSettingsWithRights(const NSDictionary& settings) {
     const auto temporary =
         stringByAppendingPathComponent(QVLocalPaths::tempDirectory(), Tolvin::settingsFile);
+    // Whatever it is: a link would be followed.
+    NSFileManager::defaultManager().removeItemAtPath(temporary);
     if (!writeDictionaryToFile(settings, temporary) ||
         !QVAuthorization::sharedController().authMoveFile(temporary, preferencesFolder())) {
         return false;

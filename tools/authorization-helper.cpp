@@ -3,28 +3,44 @@
 // itself. The socket has no address, and the kernel names the sender of every packet, so that a
 // descriptor that got into other hands is of no use there.
 //
+// Two programs are built of this: one changes files alone, in the ways of the panel's support
+// library; the other runs any tool. The user is asked for each in its own words.
+//
 // It reads no file, links nothing but the standard library, and takes nothing from its environment.
 
+#include "FileOperations.h"
 #include "Security/Authorization.h"
 #include "Security/AuthorizationProtocol.h"
 #include "System/ProcessDescriptor.h"
 
+#include <algorithm>
 #include <array>
 #include <csignal>
 #include <cstdlib>
 #include <fcntl.h>
+#include <filesystem>
 #include <fstream>
+#include <linux/capability.h>
 #include <poll.h>
 #include <spawn.h>
 #include <string>
+#include <sys/prctl.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
+#include <sys/timerfd.h>
 #include <unistd.h>
 
 namespace {
 
 using namespace AuthorizationProtocol;
+
+#ifdef TESSALINE_ANY_TOOL
+constexpr bool runsAnyTool = true;
+#else
+constexpr bool runsAnyTool = false;
+#endif
 
 /// The process that the helper works for.
 struct Owner {
@@ -89,7 +105,30 @@ void settle() {
     ignored.sa_flags = SA_NOCLDWAIT;
     sigaction(SIGCHLD, &ignored, nullptr);
     umask(S_IWGRP | S_IWOTH);
+    const rlimit none{0, 0};
+    setrlimit(RLIMIT_CORE, &none);
     [[maybe_unused]] const int changed = chdir("/");
+}
+
+/// Leaves itself and its tools what changing files takes. Any tool may take anything, and may be a
+/// program that changes its user, so this is not for that helper.
+bool keepToFiles() {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    constexpr rlim_t memory = RLIM_INFINITY; // their shadow takes most of the address space
+#else
+    constexpr rlim_t memory = rlim_t{512} << 20;
+#endif
+    const rlimit limit{memory, memory};
+    constexpr std::array<unsigned long, 5> needed{CAP_CHOWN, CAP_DAC_OVERRIDE, CAP_DAC_READ_SEARCH,
+                                                  CAP_FOWNER, CAP_FSETID};
+    for (unsigned long capability = 0; prctl(PR_CAPBSET_READ, capability) >= 0; ++capability) {
+        const bool keeps = std::find(needed.begin(), needed.end(), capability) != needed.end();
+        if (!keeps && prctl(PR_CAPBSET_READ, capability) == 1 &&
+            prctl(PR_CAPBSET_DROP, capability) != 0) {
+            return false;
+        }
+    }
+    return prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 && setrlimit(RLIMIT_AS, &limit) == 0;
 }
 
 std::vector<char*> pointersTo(std::vector<std::string>& texts) {
@@ -169,24 +208,47 @@ Reply run(const Request& request, FileDescriptor& lastTool) {
     return {errAuthorizationSuccess, std::move(readingEnd)};
 }
 
-/// Waits for the owner to say something. False when it is gone.
-bool waitForPacket(int socket, const Owner& owner) {
-    std::array<pollfd, 2> awaited{{{socket, POLLIN, 0}, {owner.life.get(), POLLIN, 0}}};
-    while (poll(awaited.data(), awaited.size(), -1) < 0) {
-    }
-    return awaited[1].revents == 0;
+/// Readable once the owner has said nothing for five minutes, with the machine asleep or not.
+FileDescriptor idleTimer() { return FileDescriptor(timerfd_create(CLOCK_BOOTTIME, TFD_CLOEXEC)); }
+
+bool restart(const FileDescriptor& idle) {
+    constexpr itimerspec limit{{0, 0}, {5 * 60, 0}};
+    return timerfd_settime(idle.get(), 0, &limit, nullptr) == 0;
 }
 
-void serve(int socket, const Owner& owner) {
+/// Waits for the owner to say something. False when it is gone, or has said nothing for long.
+bool waitForPacket(int socket, const Owner& owner, const FileDescriptor& idle) {
+    std::array<pollfd, 3> awaited{
+        {{socket, POLLIN, 0}, {owner.life.get(), POLLIN, 0}, {idle.get(), POLLIN, 0}}};
+    if (!restart(idle)) {
+        return false;
+    }
+    while (poll(awaited.data(), awaited.size(), -1) < 0) {
+    }
+    return awaited[1].revents == 0 && awaited[2].revents == 0;
+}
+
+std::string ownFolder() {
+    std::error_code ignored;
+    return std::filesystem::read_symlink("/proc/self/exe", ignored).parent_path().string();
+}
+
+Reply answerTo(const Request& request, FileDescriptor& lastTool) {
+    static const auto ownTools = ownFolder();
+    return runsAnyTool || isFileOperation(request, ownTools) ? run(request, lastTool)
+                                                             : Reply{errAuthorizationDenied, {}};
+}
+
+void serve(int socket, const Owner& owner, const FileDescriptor& idle) {
     FileDescriptor lastTool;
-    while (waitForPacket(socket, owner)) {
+    while (waitForPacket(socket, owner, idle)) {
         const auto packet = receivePacket(socket);
         if (packet.bytes.empty() || packet.sender != owner.process || packet.user != owner.user) {
             return;
         }
         const auto request = packet.whole ? decode(packet.bytes) : std::nullopt;
-        if (!sendReply(socket,
-                       request ? run(*request, lastTool) : Reply{errAuthorizationInvalidSet, {}})) {
+        if (!sendReply(socket, request ? answerTo(*request, lastTool)
+                                       : Reply{errAuthorizationInvalidSet, {}})) {
             return;
         }
     }
@@ -201,11 +263,13 @@ int main() {
         return EXIT_FAILURE;
     }
     settle();
+    const auto idle = idleTimer();
     constexpr int on = 1;
-    if (setsockopt(socket.get(), SOL_SOCKET, SO_PASSCRED, &on, sizeof on) != 0 ||
+    if (!(runsAnyTool || keepToFiles()) ||
+        setsockopt(socket.get(), SOL_SOCKET, SO_PASSCRED, &on, sizeof on) != 0 ||
         !sendReady(socket.get())) {
         return EXIT_FAILURE;
     }
-    serve(socket.get(), *owner);
+    serve(socket.get(), *owner, idle);
     return EXIT_SUCCESS;
 }

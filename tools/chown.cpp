@@ -1,42 +1,66 @@
-// chown: the machine's own, for callers that call the superuser's group "wheel". Here that group
-// has another name, and where there is a "wheel" it is another group.
+// chown OWNER[:GROUP] FILE...: for callers that call the superuser's group "wheel". Here that group
+// has another name, and where there is a "wheel" it is another group. Never follows a link, since
+// this may run as the superuser on what somebody else has prepared.
 
-#include <array>
-#include <cstdio>
-#include <cstring>
+#include "PlainFile.h"
+
+#include <cstdlib>
 #include <grp.h>
-#include <string>
+#include <iostream>
+#include <pwd.h>
+#include <string_view>
 #include <unistd.h>
-#include <vector>
 
-static std::string withSuperusersGroup(const std::string& owner) {
-    constexpr const char* suffix = ":wheel";
-    if (!owner.ends_with(suffix)) {
-        return owner;
+namespace {
+
+constexpr unsigned unchanged = ~0U;
+
+unsigned number(const std::string& text) {
+    const bool isNumber =
+        !text.empty() && text.size() < 10 && text.find_first_not_of("0123456789") == text.npos;
+    if (!isNumber) {
+        throw std::runtime_error("there is no \"" + text + "\" here");
     }
-    const group* entry = getgrgid(0);
-    return owner.substr(0, owner.size() - std::strlen(suffix)) + ":" +
-           (entry != nullptr ? entry->gr_name : "0");
+    return static_cast<unsigned>(std::stoul(text));
 }
 
+uid_t userNamed(const std::string& name) {
+    const passwd* entry = getpwnam(name.c_str());
+    return entry != nullptr ? entry->pw_uid : number(name);
+}
+
+gid_t groupNamed(const std::string& name) {
+    if (name == "wheel") {
+        return 0;
+    }
+    const group* entry = getgrnam(name.c_str());
+    return entry != nullptr ? entry->gr_gid : number(name);
+}
+
+void setOwner(const std::string& path, uid_t user, gid_t group) {
+    if (fchownat(handleWithoutLinks(path).get(), "", user, group, AT_EMPTY_PATH) != 0) {
+        failWith(path, errno);
+    }
+}
+
+} // namespace
+
 int main(int argc, char** argv) {
-    std::vector<std::string> arguments(argv, argv + argc);
-    for (std::size_t index = 1; index < arguments.size(); ++index) {
-        // The first operand is the owner.
-        if (!arguments[index].starts_with('-')) {
-            arguments[index] = withSuperusersGroup(arguments[index]);
-            break;
+    if (argc < 3 || argv[1][0] == '-') {
+        std::cerr << "usage: chown OWNER[:GROUP] FILE...\n";
+        return EXIT_FAILURE;
+    }
+    int status = EXIT_SUCCESS;
+    for (int index = 2; index < argc; ++index) {
+        try {
+            const std::string owner = argv[1];
+            const auto colon = owner.find(':');
+            setOwner(argv[index], userNamed(owner.substr(0, colon)),
+                     colon == owner.npos ? unchanged : groupNamed(owner.substr(colon + 1)));
+        } catch (const std::exception& failure) {
+            std::cerr << "chown: " << failure.what() << '\n';
+            status = EXIT_FAILURE;
         }
     }
-    std::vector<char*> vector;
-    for (auto& argument : arguments) {
-        vector.push_back(argument.data());
-    }
-    vector.push_back(nullptr);
-    // By place, not by the caller's idea of one: this may run as the superuser.
-    for (const char* program : {"/usr/bin/chown", "/bin/chown"}) {
-        execv(program, vector.data());
-    }
-    std::perror("chown");
-    return 127;
+    return status;
 }

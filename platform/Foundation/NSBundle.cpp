@@ -10,9 +10,6 @@
 
 namespace {
 
-constexpr unsigned userAndLocalDomains =
-    static_cast<unsigned>(SearchDomain::user) | static_cast<unsigned>(SearchDomain::local);
-
 /// The file that holds the code at an address, all links followed; empty for none.
 std::string moduleOfCode(const void* address) {
     Dl_info info{};
@@ -27,6 +24,22 @@ std::string moduleOfCode(const void* address) {
         .string();
 }
 
+/// None when no application of the folder has the identifier.
+std::shared_ptr<const NSBundle> applicationIn(const std::string& folder,
+                                              const std::string& identifier) {
+    const auto names = NSFileManager::defaultManager().contentsOfDirectoryAtPath(folder);
+    for (const auto& name : names.value_or(std::vector<std::string>())) {
+        if (pathExtension(name) != "app") {
+            continue;
+        }
+        auto bundle = NSBundle::bundleWithPath(stringByAppendingPathComponent(folder, name));
+        if (bundle && bundle->infoString("CFBundleIdentifier") == identifier) {
+            return bundle;
+        }
+    }
+    return nullptr;
+}
+
 } // namespace
 
 NSBundle::NSBundle(std::string path, NSDictionary info)
@@ -39,16 +52,11 @@ std::shared_ptr<const NSBundle> NSBundle::bundleWithPath(const std::string& path
 }
 
 std::shared_ptr<const NSBundle> NSBundle::bundleWithIdentifier(const std::string& identifier) {
-    const auto& files = NSFileManager::defaultManager();
-    for (const std::string& folder : NSSearchPathForDirectoriesInDomains(
-             NSSearchPathDirectory::application, userAndLocalDomains)) {
-        for (const std::string& name :
-             files.contentsOfDirectoryAtPath(folder).value_or(std::vector<std::string>())) {
-            if (pathExtension(name) != "app") {
-                continue;
-            }
-            auto bundle = bundleWithPath(stringByAppendingPathComponent(folder, name));
-            if (bundle && bundle->infoString("CFBundleIdentifier") == identifier) {
+    // The machine's first: what runs for every user must not lie in one user's home.
+    for (const auto domain : {SearchDomain::local, SearchDomain::user}) {
+        for (const auto& folder : NSSearchPathForDirectoriesInDomains(
+                 NSSearchPathDirectory::application, static_cast<unsigned>(domain))) {
+            if (auto bundle = applicationIn(folder, identifier)) {
                 return bundle;
             }
         }

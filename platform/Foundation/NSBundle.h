@@ -12,8 +12,8 @@ class NSBundle {
 public:
     /// None unless the folder holds a readable Contents/Info.plist.
     static std::shared_ptr<const NSBundle> bundleWithPath(const std::string& path);
-    /// An application of the user's or the machine's Applications folders, the user's first. None
-    /// when no readable one has the identifier.
+    /// An application of the user's or the machine's Applications folders, the machine's first.
+    /// None when no readable one has the identifier.
     static std::shared_ptr<const NSBundle> bundleWithIdentifier(const std::string& identifier);
     /// The bundle whose executable holds the code at this address; none for code outside bundles.
     static std::shared_ptr<const NSBundle> bundleForCode(const void* address);

@@ -27,8 +27,8 @@ std::string NSHomeDirectory();
 /// The home of a named user; of the process's own for an empty or an unknown name.
 std::string NSHomeDirectoryForUser(const std::string& name);
 std::string NSUserName();
-/// The user's own temporary folder, without a trailing separator. Raises when it cannot be had
-/// safely.
+/// The user's own temporary folder, without a trailing separator. Where it cannot be had safely, a
+/// path below which nothing can be made, and the console hears why.
 std::string NSTemporaryDirectory();
 
 /// Joined with exactly one separator.

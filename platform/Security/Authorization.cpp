@@ -26,12 +26,20 @@ public:
                      FileDescriptor* output);
 
 private:
-    OSStatus obtain(const std::optional<AuthorizationHelper::Credentials>& credentials);
+    using Scope = AuthorizationHelper::Scope;
+    using Helper = std::unique_ptr<AuthorizationHelper>;
+
+    OSStatus obtain(Scope scope,
+                    const std::optional<AuthorizationHelper::Credentials>& credentials);
+    OSStatus executeWithin(Scope scope, const std::string& path,
+                           const std::vector<std::string>& arguments, FileDescriptor* output);
+    Helper& helperFor(Scope scope) { return scope == Scope::files ? files : anyTool; }
 
     std::mutex mutex;
     bool ownRights = false;
     bool mayAsk = false;
-    std::unique_ptr<AuthorizationHelper> helper;
+    Helper files;
+    Helper anyTool;
 };
 
 namespace {
@@ -119,7 +127,8 @@ OSStatus launchAsThisUser(const std::string& path, const std::vector<std::string
 
 } // namespace
 
-OSStatus AuthorizationOpaqueRef::obtain(const std::optional<Credentials>& credentials) {
+OSStatus AuthorizationOpaqueRef::obtain(Scope scope,
+                                        const std::optional<Credentials>& credentials) {
     switch (Machine::current().authorizationMode()) {
     case AuthorizationMode::grant:
         ownRights = true;
@@ -130,29 +139,50 @@ OSStatus AuthorizationOpaqueRef::obtain(const std::optional<Credentials>& creden
         break;
     }
     OSStatus status = errAuthorizationInternal;
-    helper = AuthorizationHelper::start(credentials, status);
+    helperFor(scope) = AuthorizationHelper::start(scope, credentials, status);
     return status;
 }
 
 OSStatus AuthorizationOpaqueRef::copyRights(const std::optional<Credentials>& credentials,
                                             AuthorizationFlags flags) {
     const std::lock_guard lock(mutex);
-    if (ownRights || helper) {
+    for (auto* helper : {&files, &anyTool}) {
+        if (*helper && (*helper)->hasEnded()) {
+            helper->reset(); // nobody asked it for long
+        }
+    }
+    if (ownRights || files || anyTool) {
         return errAuthorizationSuccess;
     }
     if ((flags & kAuthorizationFlagExtendRights) == 0) {
         return errAuthorizationDenied;
     }
     mayAsk = !credentials && (flags & kAuthorizationFlagInteractionAllowed) != 0;
-    return credentials || mayAsk ? obtain(credentials) : errAuthorizationInteractionNotAllowed;
+    // A password is not asked for twice.
+    return credentials ? obtain(Scope::anyTool, credentials)
+           : mayAsk    ? obtain(Scope::files, std::nullopt)
+                       : errAuthorizationInteractionNotAllowed;
 }
 
 OSStatus AuthorizationOpaqueRef::execute(const std::string& path,
                                          const std::vector<std::string>& arguments,
                                          FileDescriptor* output) {
     const std::lock_guard lock(mutex);
+    if (anyTool && !files) {
+        return executeWithin(Scope::anyTool, path, arguments, output);
+    }
+    const auto status = executeWithin(Scope::files, path, arguments, output);
+    return status == errAuthorizationDenied && files
+               ? executeWithin(Scope::anyTool, path, arguments, output)
+               : status;
+}
+
+OSStatus AuthorizationOpaqueRef::executeWithin(Scope scope, const std::string& path,
+                                               const std::vector<std::string>& arguments,
+                                               FileDescriptor* output) {
+    auto& helper = helperFor(scope);
     if (!ownRights && !helper) {
-        const auto status = mayAsk ? obtain(std::nullopt) : errAuthorizationDenied;
+        const auto status = mayAsk ? obtain(scope, std::nullopt) : errAuthorizationDenied;
         if (status != errAuthorizationSuccess) {
             return status;
         }

@@ -7,13 +7,20 @@
 #include <array>
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/uio.h>
 #include <system_error>
 
 namespace {
 
-constexpr const char* helperTool = "/usr/libexec/tessaline/authorization-helper";
+using Scope = AuthorizationHelper::Scope;
+
+/// polkit knows the two by their paths, and asks for each in its own words.
+const char* helperFor(Scope scope) {
+    return scope == Scope::files ? "/usr/libexec/tessaline/authorization-helper"
+                                 : "/usr/libexec/tessaline/any-tool-helper";
+}
 
 /// How to start the helper. Empty when something for it is missing on this machine.
 struct Command {
@@ -90,13 +97,14 @@ OSStatus statusOfRefusal(LaunchedProcess& process) {
 } // namespace
 
 std::unique_ptr<AuthorizationHelper>
-AuthorizationHelper::start(const std::optional<Credentials>& credentials, OSStatus& status) {
+AuthorizationHelper::start(Scope scope, const std::optional<Credentials>& credentials,
+                           OSStatus& status) {
     status = errAuthorizationDenied;
     if (credentials && !(canBeTyped(credentials->user) && canBeTyped(credentials->password))) {
         return nullptr;
     }
     status = errAuthorizationInternal;
-    const auto helper = require(helperTool);
+    const auto helper = require(helperFor(scope));
     const auto command = credentials ? withCredentials(helper, std::string(credentials->user))
                                      : askingTheUser(helper);
     std::array<int, 2> ends{-1, -1};
@@ -108,6 +116,11 @@ AuthorizationHelper::start(const std::optional<Credentials>& credentials, OSStat
     FileDescriptor theirs(ends[1]);
     FileDescriptor input = credentials ? pipeWithPassword(credentials->password, command.passwords)
                                        : FileDescriptor(open("/dev/null", O_RDONLY | O_CLOEXEC));
+    // Who could trace this process would have its rights. Without an input the program would read
+    // this one's own.
+    if (!input || prctl(PR_SET_DUMPABLE, 0) != 0) {
+        return nullptr;
+    }
     try {
         auto process = Machine::current().launch({.launchPath = command.program,
                                                   .arguments = command.arguments,
@@ -118,6 +131,7 @@ AuthorizationHelper::start(const std::optional<Credentials>& credentials, OSStat
         theirs.reset();
         input.reset();
         if (!AuthorizationProtocol::receiveReady(ours.get())) {
+            ours.reset(); // a helper that serves nobody ends, so that the wait does
             status = statusOfRefusal(*process);
             return nullptr;
         }
@@ -148,4 +162,9 @@ OSStatus AuthorizationHelper::execute(const std::string& path,
         *output = std::move(reply->output);
     }
     return reply->status;
+}
+
+bool AuthorizationHelper::hasEnded() const {
+    pollfd other{socket.get(), 0, 0};
+    return poll(&other, 1, 0) != 0;
 }

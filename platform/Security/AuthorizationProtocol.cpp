@@ -53,6 +53,22 @@ struct Message {
     msghdr header{};
 };
 
+/// All that came, so that none stays open.
+std::vector<FileDescriptor> descriptorsOf(const msghdr& header) {
+    std::vector<FileDescriptor> all;
+    const cmsghdr* rights = CMSG_FIRSTHDR(&header);
+    if (rights == nullptr || rights->cmsg_type != SCM_RIGHTS) {
+        return all;
+    }
+    for (std::size_t place = CMSG_LEN(0); place + sizeof(int) <= rights->cmsg_len;
+         place += sizeof(int)) {
+        int descriptor = -1;
+        std::memcpy(&descriptor, reinterpret_cast<const char*>(rights) + place, sizeof descriptor);
+        all.emplace_back(descriptor);
+    }
+    return all;
+}
+
 } // namespace
 
 std::optional<std::string> encode(const Request& request) {
@@ -138,14 +154,9 @@ std::optional<Reply> receiveReply(int socket) {
     message.attach(control);
     const auto size = message.receive(socket);
     Reply reply;
-    if (size > 0) {
-        const cmsghdr* rights = CMSG_FIRSTHDR(&message.header);
-        if (rights != nullptr && rights->cmsg_type == SCM_RIGHTS &&
-            rights->cmsg_len == CMSG_LEN(sizeof(int))) {
-            int descriptor = -1;
-            std::memcpy(&descriptor, CMSG_DATA(rights), sizeof descriptor);
-            reply.output.reset(descriptor);
-        }
+    auto descriptors = size > 0 ? descriptorsOf(message.header) : std::vector<FileDescriptor>();
+    if (descriptors.size() == 1) {
+        reply.output = std::move(descriptors.front());
     }
     if (size != static_cast<ssize_t>(sizeof bytes) || bytes.magic != magic) {
         return std::nullopt;

@@ -113,7 +113,13 @@ std::optional<std::string> RealMachine::homeDirectoryForUser(const std::string& 
 
 std::string RealMachine::temporaryDirectory() const {
     auto path = temporaryPath();
-    requirePrivateFolder(path);
+    try {
+        requirePrivateFolder(path);
+    } catch (const std::system_error&) {
+        // Others may have taken a name where everybody writes; in one's own home they cannot.
+        path = homeDirectory() + "/.cache/tessaline";
+        requirePrivateFolder(path);
+    }
     return path;
 }
 

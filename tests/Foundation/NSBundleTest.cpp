@@ -26,9 +26,11 @@ protected:
     }
 };
 
-TEST_F(NSBundleTest, ApplicationsAreFoundByIdentifierTheUsersFirst) {
+TEST_F(NSBundleTest, ApplicationsAreFoundByIdentifierTheMachinesFirst) {
     const NSDictionary tolvin{{"CFBundleIdentifier", "com.quorvane.Tolvin"}};
     EXPECT_EQ(pathOf("com.quorvane.Tolvin"), "") << "no Applications folder at all";
+    makeBundle("/Users/anna/Applications/A.app", tolvin);
+    EXPECT_EQ(pathOf("com.quorvane.Tolvin"), "/Users/anna/Applications/A.app");
     makeBundle("/Applications/Tolvin.app", tolvin);
     makeBundle("/Applications/A.app", {{"CFBundleIdentifier", "com.quorvane.Tolvin.other"}});
     makeBundle("/Applications/A.folder", tolvin);
@@ -36,8 +38,6 @@ TEST_F(NSBundleTest, ApplicationsAreFoundByIdentifierTheUsersFirst) {
     writeFileAtomically("<plist>", makeBundle("/Applications/D.app", {}) + "/Contents/Info.plist");
     writeFileAtomically("no folder", machine->root() + "/Applications/E.app");
     EXPECT_EQ(pathOf("com.quorvane.Tolvin"), "/Applications/Tolvin.app");
-    makeBundle("/Users/anna/Applications/Z.app", tolvin);
-    EXPECT_EQ(pathOf("com.quorvane.Tolvin"), "/Users/anna/Applications/Z.app");
 }
 
 TEST_F(NSBundleTest, CodeBelongsToTheInnermostBundleOfItsModule) {

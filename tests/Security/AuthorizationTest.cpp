@@ -1,15 +1,21 @@
 #include "Security/Authorization.h"
+#include "Foundation/NSFileManager.h"
 #include "Security/AuthorizationProtocol.h"
 #include "support/RealTime.h"
 #include "support/TestMachine.h"
 #include "System/FileDescriptor.h"
+#include "System/FileReading.h"
 
 #include <algorithm>
+#include <array>
 #include <csignal>
+#include <cstring>
 #include <fcntl.h>
 #include <filesystem>
 #include <random>
+#include <sys/prctl.h>
 #include <sys/socket.h>
+#include <sys/timerfd.h>
 #include <sys/wait.h>
 
 namespace fs = std::filesystem;
@@ -30,7 +36,8 @@ protected:
         answerWith("exec \"$2\"");
     }
     void answerWith(const std::string& command) const {
-        machine->makeTool("/usr/bin/pkexec", "echo asked >>" + dialogs + "\n" + command);
+        machine->makeTool("/usr/bin/pkexec",
+                          "echo asked >>" + dialogs + "; echo $$ >" + process + "\n" + command);
     }
     std::size_t dialogsShown() const { return fs::file_size(dialogs) / sizeof "asked"; }
 
@@ -52,9 +59,11 @@ protected:
         }
         return text;
     }
-    pid_t helper() const { return std::stoi(outputOf("/bin/sh", {"-c", "echo $PPID"})); }
+    /// The one that was started last.
+    pid_t helper() const { return std::stoi(contentsOfFile(process).value_or("0")); }
 
     const std::string dialogs = directory.path() + "/dialogs";
+    const std::string process = directory.path() + "/process";
     AuthorizationRef ref = nullptr;
 };
 
@@ -88,7 +97,7 @@ TEST_F(AuthorizationTest, AsksOnceAndRunsToolsAsTheSuperuser) {
     EXPECT_EQ(outputOf("/bin/cat", {file}), "first\nsecond\n") << "one after the other";
     EXPECT_EQ(execute("/bin/echo", {std::string(200'000, 'a')}),
               errAuthorizationToolExecuteFailure);
-    EXPECT_EQ(dialogsShown(), 1U);
+    EXPECT_EQ(dialogsShown(), 2U) << "once for files, once for any tool";
 
     // They start with nothing of ours.
     const FileDescriptor ours(open("/dev/null", O_RDONLY)); // inheritable
@@ -110,8 +119,10 @@ TEST_F(AuthorizationTest, AKilledHelperIsAnErrorAndTheNextCallAsksAgain) {
     kill(first, SIGKILL);
     EXPECT_TRUE(ends(first));
     EXPECT_EQ(execute("/bin/true", {}), errAuthorizationInternal);
+    const auto parent = outputOf("/bin/sh", {"-c", "echo -n $PPID"});
     const auto second = helper();
-    EXPECT_EQ(dialogsShown(), 2U);
+    EXPECT_EQ(parent, std::to_string(second));
+    EXPECT_EQ(dialogsShown(), 3U) << "one of them for files alone";
     AuthorizationFree(ref, 0);
     EXPECT_TRUE(ends(second)) << "freeing the rights ends the helper";
 }
@@ -134,11 +145,88 @@ TEST_F(AuthorizationTest, AnotherProcessWithItsSocketEndsTheHelper) {
     }
 }
 
+TEST_F(AuthorizationTest, TheHelperKeepsToFilesAndEndsWhenNobodyAsks) {
+    const auto made = directory.path() + "/made";
+    answerWith("case $2 in *any-tool-helper) exit 126;; esac; exec \"$2\"");
+    prctl(PR_SET_DUMPABLE, 1);
+    copyRights();
+    EXPECT_EQ(prctl(PR_GET_DUMPABLE), 0) << "another process of this user has the rights as well";
+    const auto serving = helper();
+    machine->makeTool("/bin/rm", "true"); // whose place anybody could take
+    const struct {
+        const char* tool;
+        std::vector<std::string> arguments;
+        bool runs;
+    } cases[] = {{"/bin/mkdir", {"-p", made}, true},
+                 {"/usr/sbin/chown", {"root:wheel", made}, true},
+                 {"/bin/chmod", {"644", made}, true},
+                 {"/bin/cp", {"-f", "-p", "-R", made, made + "2"}, true},
+                 {"/bin/mv", {"-f", made, made + "3"}, true},
+                 {"/bin/mv", {"-f", made, made, made}, false},
+                 {"/bin/mkdir", {"-p", made + "/../x"}, false},
+                 {"/bin/mkdir", {"-p", "/x"}, false},
+                 {"/bin/mkdir", {"-p", "made"}, false},
+                 {"/bin/mkdir", {made}, false},
+                 {"/bin/chmod", {"4755", made}, false},
+                 {"/usr/sbin/chown", {"nobody:wheel", made}, false},
+                 {"/bin/rm", {"-Rdf", made}, false},
+                 {"/bin/sh", {"-c", "true"}, false},
+                 {"/bin/launchctl", {"list"}, false}};
+    for (const auto& [tool, arguments, runs] : cases) {
+        EXPECT_EQ(execute(tool, arguments),
+                  runs ? errAuthorizationSuccess : errAuthorizationCanceled)
+            << tool << " " << arguments.back();
+    }
+    const auto status = contentsOfFile("/proc/" + std::to_string(serving) + "/status").value_or("");
+    EXPECT_NE(status.find("CapBnd:\t000000000000001f\n"), status.npos) << status;
+    EXPECT_NE(status.find("NoNewPrivs:\t1\n"), status.npos) << status;
+
+    // Its timer is moved on to the end.
+    const FileDescriptor handle(static_cast<int>(syscall(SYS_pidfd_open, serving, 0)));
+    FileDescriptor timer;
+    for (int i = 0; i < 16 && !timer; ++i) {
+        timer.reset(static_cast<int>(syscall(SYS_pidfd_getfd, handle.get(), i, 0)));
+        itimerspec left{};
+        if (timerfd_gettime(timer.get(), &left) != 0) {
+            timer.reset();
+        }
+        EXPECT_LE(left.it_value.tv_sec, 300);
+    }
+    constexpr itimerspec now{{0, 0}, {0, 1}};
+    EXPECT_EQ(timerfd_settime(timer.get(), 0, &now, nullptr), 0);
+    EXPECT_TRUE(ends(serving));
+    EXPECT_EQ(AuthorizationCopyRights(ref, {{kAuthorizationRightExecute, {}, 0}}, nullptr, 0),
+              errAuthorizationDenied);
+    const auto before = dialogsShown();
+    EXPECT_EQ(copyRights(), errAuthorizationSuccess);
+    EXPECT_EQ(dialogsShown(), before + 1);
+}
+
+TEST_F(AuthorizationTest, DescriptorsBeyondTheOneOfAReplyAreClosed) {
+    int ends[2] = {-1, -1};
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends), 0);
+    const FileDescriptor ours(ends[0]), theirs(ends[1]);
+    const auto before = entries("/proc/self/fd");
+    char bytes[] = "TAH1\0\0\0";
+    iovec vector{bytes, sizeof bytes};
+    alignas(cmsghdr) std::array<char, CMSG_SPACE(2 * sizeof(int))> control{};
+    msghdr message{.msg_iov = &vector,
+                   .msg_iovlen = 1,
+                   .msg_control = control.data(),
+                   .msg_controllen = control.size()};
+    *CMSG_FIRSTHDR(&message) = {CMSG_LEN(sizeof ends), SOL_SOCKET, SCM_RIGHTS};
+    std::memcpy(CMSG_DATA(CMSG_FIRSTHDR(&message)), ends, sizeof ends);
+    ASSERT_EQ(sendmsg(theirs.get(), &message, 0), static_cast<ssize_t>(sizeof bytes));
+    const auto reply = receiveReply(ours.get());
+    EXPECT_TRUE(reply && !reply->output);
+    EXPECT_EQ(entries("/proc/self/fd"), before);
+}
+
 TEST_F(AuthorizationTest, TheHelperOutlivesRandomRequests) {
     int ends[2] = {-1, -1};
     ASSERT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends), 0);
     const FileDescriptor socket(ends[0]);
-    const auto process = machine->launch({.launchPath = TOOLS_DIRECTORY "/authorization-helper",
+    const auto process = machine->launch({.launchPath = TOOLS_DIRECTORY "/any-tool-helper",
                                           .standardOutput = FileDescriptor(ends[1]).get()});
     ASSERT_TRUE(receiveReady(socket.get()));
     const auto answer = [&] {

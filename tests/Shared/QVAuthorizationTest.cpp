@@ -138,7 +138,7 @@ TEST_F(QVAuthorizationTest, AsksOnceForAllThreadsAndTools) {
             EXPECT_EQ(fs::exists(file), async) << "waited for unless asynchronous";
         }
     }
-    EXPECT_EQ(recorder->launches().size(), 3U) << "the dialog, and what the superuser ran";
+    EXPECT_EQ(recorder->launches().size(), 4U) << "two dialogs, and what the superuser ran";
 }
 
 // With sudo and su on a real machine.

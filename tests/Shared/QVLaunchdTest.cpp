@@ -54,6 +54,7 @@ protected:
         for (const auto* tool : {"/bin/launchctl", "/usr/bin/killall", "/usr/sbin/chown"}) {
             recorder->makeTool(tool, "exit 1");
         }
+        recorder->makeTool("/bin/chmod", "exec /bin/chmod \"$@\"");
         overrideModes(false);
     }
     ~QVLaunchdTest() override {
@@ -115,6 +116,7 @@ protected:
 } // namespace
 
 TEST_F(QVLaunchdTest, InstallsAndRemovesJobsOrSaysWhyNot) {
+    const std::string victim = directory.path() + "/victim";
     const std::string temporary = recorder->temporaryDirectory() + "/" + label + ".plist";
     const std::string stop = "/bin/launchctl unload %|/bin/launchctl remove " + label + "|";
     const std::string load = "/bin/launchctl unload %|/bin/launchctl load %|";
@@ -156,6 +158,9 @@ TEST_F(QVLaunchdTest, InstallsAndRemovesJobsOrSaysWhyNot) {
         const auto file = path(place.user, place.launchAgent);
         prepare(file, is("old"), is("protected"));
         prepare(temporary, false, is("nowhere"));
+        if (seen.find(temporary) != seen.npos) {
+            fs::create_symlink(victim, temporary);
+        }
         QVAuthorization::sharedController().authEnd();
         recorder->authorization =
             is("refused") ? AuthorizationMode::deny : AuthorizationMode::grant;
@@ -178,6 +183,7 @@ TEST_F(QVLaunchdTest, InstallsAndRemovesJobsOrSaysWhyNot) {
         EXPECT_EQ(dictionaryWithContentsOfFile(file) == settings, !is("remove") && !is("refused"));
         EXPECT_TRUE(fs::is_empty(fs::path(temporary).parent_path()));
     }
+    EXPECT_FALSE(fs::exists(victim)) << "a planted link was followed";
     // A launchctl that hangs is given up twice, after ten seconds each.
     recorder->makeTool("/bin/launchctl", "exec sleep 1000");
     recorder->waits = false;

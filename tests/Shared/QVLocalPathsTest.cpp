@@ -2,6 +2,8 @@
 
 #include "support/TestMachine.h"
 
+#include <fstream>
+
 namespace {
 
 using Path = QVLocalPaths::Path;
@@ -54,6 +56,13 @@ TEST_F(QVLocalPathsTest, TemporaryFilesHaveFreshNames) {
     EXPECT_EQ(std::filesystem::path(file).parent_path(), folder);
     EXPECT_NE(QVLocalPaths::tempFile(), file);
     EXPECT_TRUE(std::filesystem::is_empty(folder));
+    // Another user was there first, and then not even the home folder has room for one.
+    std::filesystem::permissions(folder, std::filesystem::perms(0777));
+    const auto other = machine->homeDirectory() + "/.cache/tessaline";
+    EXPECT_EQ(QVLocalPaths::tempDirectory(), other);
+    std::filesystem::permissions(other, std::filesystem::perms(0777));
+    EXPECT_FALSE(std::ofstream(QVLocalPaths::tempFile()).is_open());
+    EXPECT_EQ(machine->consoleLines().size(), 1U) << "it says why";
 }
 
 TEST_F(QVLocalPathsTest, TestsOfPaths) {

@@ -199,6 +199,9 @@ TEST_F(ScriptTest, SaysInOneLineWhatIsWrongWithABundle) {
     says("--root", "--root needs a value");
     says(good + " " + bundle.string(), "more than one bundle");
     says("--script " + at("none") + " " + good, "cannot be read");
+    fs::permissions(bundle, fs::perms(0777));
+    says("--authorization system " + good, "could be changed by other users");
+    fs::permissions(bundle, fs::perms(0755));
     writeInfo("Elsewhere");
     says(good, "its code has no principal class Elsewhere");
     writeInfo("TestPane");

@@ -20,11 +20,11 @@ password() { echo "$user:$*" | chpasswd; }
 take_turn() { exec 9>/run/tessaline-test.lock && flock 9; }
 
 # polkit HELPER POLICY: a polkit that lets the user start that helper, which the file names by its
-# installed path.
+# installed path, as it does the other one beside it.
 polkit() {
     take_turn
     files+=(/usr/share/polkit-1/actions/com.quorvane.tessaline-test.policy)
-    sed "s|\(policykit.exec.path\">\)[^<]*|\1$1|" "$2" >"${files[0]}"
+    sed "s|\(policykit.exec.path\">\)[^<]*/|\1${1%/*}/|" "$2" >"${files[0]}"
     # The bus starts polkit when it is asked for, and takes it along.
     if ! dbus-send --system --print-reply --dest=org.freedesktop.DBus \
         /org/freedesktop/DBus org.freedesktop.DBus.GetId; then

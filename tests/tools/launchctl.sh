@@ -81,7 +81,7 @@ hear
 # What does not start is not loaded.
 for key in Program WorkingDirectory; do
     job "$(text $key /nowhere)"
-    says 1 'Cannot start /' load job.plist
+    says 1 'Cannot ' load job.plist
     lists ''
 done
 # One that nothing starts is loaded and waits; a label may hold any character.
@@ -115,6 +115,27 @@ done <<-END
 	is no job file||mkfifo -m 600 pipe && mv -f pipe
 	Couldn't read job.plist||rm
 	END
+# A job of the superuser's whose program others could put there, or that cannot be reached; a job of one's
+# own is one's own business.
+if [ "$(id -u)" = 0 ]; then
+    while IFS='|' read -r message spoil; do
+        rm -rf there && mkdir -p there/on && cp /bin/true there/on && ln -s there/on/true link
+        eval "$spoil"
+        job "$(text Program "$folder/link")"
+        says 1 "com.example.job is not run: $message" load job.plist
+        lists ''
+        rm -rf link
+    done <<-END
+		$folder/there could be changed by other users|chmod 777 there
+		$folder/there/on could be changed|chgrp 12345 there/on && chmod 775 there/on
+		$folder/there/on/true could be changed|/bin/chown 12345 there/on/true
+		$folder/link could be changed|/bin/chown -h 12345 link
+		Cannot reach $folder/there/on|rm -r there/on
+		Cannot reach $folder/link|ln -sfn "$folder/link" link
+		END
+    job "$(text Program "$folder/none")"
+    TESSALINE_ROOT=/tmp says 1 'Cannot start /' load job.plist
+fi
 # What is merely unknown is said and left out; one file in trouble does not stop the others.
 job '<key>Nice</key><integer>5</integer>' && touch a.plist
 says 1 'the key "Nice" is not supported' load .

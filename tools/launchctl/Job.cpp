@@ -20,8 +20,8 @@ namespace {
 constexpr off_t largestFile = 1 << 20;
 constexpr double longestPause = 24 * 60 * 60;
 
-/// Checks the very file that is read, so that nobody can swap it in between.
-std::string trustedContent(const std::string& path) {
+/// Checks the very file that is read, so that nobody can swap it in between. Says whose it is.
+std::string trustedContent(const std::string& path, uid_t& owner) {
     // Not blocking, since somebody may have put a pipe there.
     FileDescriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     struct stat status {};
@@ -33,6 +33,7 @@ std::string trustedContent(const std::string& path) {
         (status.st_uid != 0 && status.st_uid != user)) {
         fail("Dubious ownership on file (skipping): %@", path);
     }
+    owner = status.st_uid;
     if (!S_ISREG(status.st_mode) || status.st_size > largestFile) {
         fail("%@ is no job file", path);
     }
@@ -43,8 +44,8 @@ std::string trustedContent(const std::string& path) {
     return std::move(*content);
 }
 
-NSDictionary dictionaryIn(const std::string& path) {
-    const auto content = trustedContent(path);
+NSDictionary dictionaryIn(const std::string& path, uid_t& owner) {
+    const auto content = trustedContent(path, owner);
     try {
         const auto list = propertyListFromData(content);
         if (const auto* dictionary = list.dictionary()) {
@@ -183,7 +184,12 @@ bool Job::restartsAfter(int status) const {
            (restart == Restart::afterSuccess && status == 0);
 }
 
-Job Job::readFile(const std::string& path) { return JobReader(path).read(dictionaryIn(path)); }
+Job Job::readFile(const std::string& path) {
+    uid_t owner = 0;
+    auto job = JobReader(path).read(dictionaryIn(path, owner));
+    job.isSuperusers = owner == 0;
+    return job;
+}
 
 std::vector<std::string> Job::environment() {
     constexpr std::array names = {"HOME",

@@ -13,6 +13,7 @@ struct Job {
     std::string program;                // absolute
     std::vector<std::string> arguments; // the program's own name first
     std::string workingDirectory;       // absolute; empty for none
+    bool isSuperusers = false;          // the file, whoever loads it
     bool startsOnLoad = false;
     Restart restart = Restart::never;
     std::chrono::seconds throttleInterval{10}; // at least so long between two starts

@@ -5,6 +5,7 @@
 #include "Foundation/NSFileManager.h"
 #include "Foundation/NSPathUtilities.h"
 #include "JobEngine.h"
+#include "JobTrust.h"
 
 #include <iostream>
 #include <span>
@@ -127,6 +128,7 @@ int run(std::span<char*> arguments) {
             for (const auto& warning : job.warnings) {
                 complain(warning);
             }
+            requireTrustedProgram(job);
             launchctl.load(job);
         });
     }

@@ -1,0 +1,11 @@
+#include <cstdlib>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+/// The script is the test, and says itself what is not as it should be.
+TEST(FilesTest, PrivilegedToolsFollowNoLinkAndLeaveNoHalfFile) {
+    if (geteuid() != 0) {
+        GTEST_SKIP() << "needs the superuser";
+    }
+    EXPECT_EQ(std::system(SOURCE_DIRECTORY "/tests/tools/files.sh " TOOLS_DIRECTORY), 0);
+}
