@@ -18,11 +18,13 @@ NSColor grey(double white) { return NSColor::colorWithCalibratedWhite(white, 1.0
 QVSwitch::QVSwitch(QWidget* parent) : NSView(parent) {}
 
 QVSwitch::~QVSwitch() {
-    if (!mainLayer)
+    if (!mainLayer) {
         return;
+    }
     mainLayer->setDelegate(nullptr); // someone else may still hold the layers
-    for (const auto& each : mainLayer->sublayers())
+    for (const auto& each : mainLayer->sublayers()) {
         each->setDelegate(nullptr);
+    }
 }
 
 void QVSwitch::awakeFromNib() { setupLayers(); }
@@ -70,8 +72,9 @@ void QVSwitch::setOn(bool value) {
 }
 
 void QVSwitch::setOn(bool value, bool animated) {
-    if (value == _on)
+    if (value == _on) {
         return;
+    }
     _on = value;
     buttonLayer->setOn(value, animated);
     NSAccessibilityPostValueChanged(*this);
@@ -88,15 +91,17 @@ PropertyList QVSwitch::valueForKey(const std::string& key) const {
 }
 
 void QVSwitch::setValueForKey(const PropertyList& value, const std::string& key) {
-    if (key == "on")
+    if (key == "on") {
         setOn(value.integer().value_or(0) != 0);
-    else
+    } else {
         NSView::setValueForKey(value, key);
+    }
 }
 
 const std::shared_ptr<NSGradient>& QVSwitch::gradient() {
-    if (!_bgGradient)
+    if (!_bgGradient) {
         _bgGradient = std::make_shared<NSGradient>(grey(0.72), grey(0.26));
+    }
     return _bgGradient;
 }
 
@@ -117,8 +122,9 @@ void QVSwitch::encodeWithCoder(NSCoder& coder) {
 void QVSwitch::drawRect(CGRect rect) { coreAnimationDrawRect(rect); }
 
 void QVSwitch::coreAnimationDrawRect(CGRect rect) {
-    if (layer() != mainLayer)
+    if (layer() != mainLayer) {
         setLayer(mainLayer);
+    }
     const auto track = NSBezierPath::bezierPathWithRoundedRect(rect, trackRadius, trackRadius);
     gradient()->drawInBezierPath(track, 90);
     grey(0.27).set();
@@ -130,8 +136,9 @@ CGPoint QVSwitch::pointForEvent(const NSEvent& event) const {
 }
 
 void QVSwitch::mouseDown(const NSEvent& event) {
-    if (event.clickCount() <= 1)
+    if (event.clickCount() <= 1) {
         buttonLayer->mouseDown(pointForEvent(event));
+    }
 }
 
 void QVSwitch::mouseDragged(const NSEvent& event) {
@@ -139,15 +146,18 @@ void QVSwitch::mouseDragged(const NSEvent& event) {
 }
 
 void QVSwitch::mouseUp(const NSEvent& event) {
-    if (event.clickCount() <= 1)
+    if (event.clickCount() <= 1) {
         buttonLayer->mouseUp(pointForEvent(event));
+    }
 }
 
 bool QVSwitch::keyDown(const NSEvent& event) {
-    if (event.characters() != " ")
+    if (event.characters() != " ") {
         return false;
-    if (!event.isARepeat())
+    }
+    if (!event.isARepeat()) {
         accessibilityPerformPress();
+    }
     return true;
 }
 

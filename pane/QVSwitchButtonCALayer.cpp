@@ -99,8 +99,9 @@ PropertyList QVSwitchButtonCALayer::valueForKey(const std::string& key) const {
 }
 
 void QVSwitchButtonCALayer::setOn(bool value) {
-    if (value == _on)
+    if (value == _on) {
         return;
+    }
     _on = value;
     settle();
     overruled = held;
@@ -117,8 +118,9 @@ void QVSwitchButtonCALayer::setOn(bool value, bool animated) {
 
 void QVSwitchButtonCALayer::setEnabled(bool value) {
     enabled = value;
-    if (!theSwitch)
+    if (!theSwitch) {
         return;
+    }
     theSwitch->setContents(enabled ? clickedImgRef : disabledImgRef);
     if (isResting()) {
         settle();
@@ -138,18 +140,21 @@ void QVSwitchButtonCALayer::mouseDown(CGPoint point) {
 }
 
 void QVSwitchButtonCALayer::mouseDragged(CGPoint point) {
-    if (_currentEventState != pressedOnKnob && _currentEventState != dragging)
+    if (_currentEventState != pressedOnKnob && _currentEventState != dragging) {
         return;
+    }
     _currentEventState = dragging;
     moveSwitch(point);
 }
 
 void QVSwitchButtonCALayer::moveSwitch(CGPoint point) {
-    if (isHidden())
+    if (isHidden()) {
         return;
+    }
     const double dx = point.x - _mouseDownPointForCurrentEvent.x;
-    if (!shouldDrag(dx))
+    if (!shouldDrag(dx)) {
         return;
+    }
     const WithoutAnimation atOnce;
     placeKnob(std::min(std::max(theSwitch->frame().origin.x + dx, 0.0), rightEnd()));
     _mouseDownPointForCurrentEvent = point;
@@ -157,8 +162,9 @@ void QVSwitchButtonCALayer::moveSwitch(CGPoint point) {
 
 bool QVSwitchButtonCALayer::shouldDrag(double distance) const {
     const double x = theSwitch->frame().origin.x;
-    if (!enabled || (distance < 0 && x <= 0))
+    if (!enabled || (distance < 0 && x <= 0)) {
         return false;
+    }
     return distance <= 0 || x < rightEnd();
 }
 
@@ -172,8 +178,9 @@ void QVSwitchButtonCALayer::mouseUp(CGPoint) {
 }
 
 void QVSwitchButtonCALayer::switchSide() {
-    if (!enabled)
+    if (!enabled) {
         return;
+    }
     const CGRect knob = theSwitch->frame();
     const bool value = _currentEventState == dragging
                            ? CGRectGetMidX(knob) > CGRectGetWidth(frame()) / 2
@@ -209,14 +216,16 @@ bool QVSwitchButtonCALayer::isResting() const { return enabled && (!held || over
 
 void QVSwitchButtonCALayer::resizeSublayersWithOldSize(const CGSize& oldSize) {
     CALayer::resizeSublayersWithOldSize(oldSize);
-    if (!theSwitch)
+    if (!theSwitch) {
         return;
+    }
     const CGRect knob = theSwitch->frame();
     const bool stoodAtRightEnd = knob.origin.x > 0 && CGRectGetMaxX(knob) >= oldSize.width;
-    if (isResting())
+    if (isResting()) {
         placeKnob(restingPlace());
-    else if (stoodAtRightEnd)
+    } else if (stoodAtRightEnd) {
         placeKnob(rightEnd());
-    else
+    } else {
         placeKnob(std::min(knob.origin.x, std::max(rightEnd(), 0.0)));
+    }
 }

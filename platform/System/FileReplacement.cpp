@@ -43,7 +43,7 @@ std::string targetOfLinks(std::string path) {
             return path;
         }
         const std::string target(buffer.data(), static_cast<std::size_t>(length));
-        path = target.starts_with('/') ? target : folderOf(path) + "/" + target;
+        path = std::filesystem::path(folderOf(path)) / target; // which is all of it when absolute
     }
     fail("Cannot follow " + path, ELOOP);
 }

@@ -135,8 +135,7 @@ std::string RealMachine::programForTool(const std::string& path) const {
     if (!path.starts_with('/') || path.find('\0') != std::string::npos) {
         return "";
     }
-    const auto inRoot = root() + path;
-    if (isProgram(inRoot) && !root().empty()) {
+    if (auto inRoot = root() + path; !root().empty() && isProgram(inRoot)) {
         return inRoot;
     }
     const std::filesystem::path tool(path);
