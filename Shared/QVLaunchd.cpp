@@ -11,43 +11,40 @@
 #include "Shared/QVLocalPaths.h"
 #include "Shared/QVTask.h"
 
-static constexpr const char* launchctlPath = "/bin/launchctl";
-static constexpr const char* chownPath = "/usr/sbin/chown";
-static constexpr const char* chmodPath = "/bin/chmod";
-static constexpr const char* killallPath = "/usr/bin/killall";
-static constexpr double launchctlTimeout = 10;
+namespace {
+
+constexpr const char* chownPath = "/usr/sbin/chown";
+constexpr const char* chmodPath = "/bin/chmod";
 
 // A privileged tool is not waited for, so it is given a moment.
-static constexpr double shortPause = 500e-6;
-static constexpr double longPause = 1;
+constexpr double shortPause = 500e-6;
+constexpr double longPause = 1;
 
-static std::string libraryFolder(bool user) {
-    return QVLocalPaths::libraryDirectory(user).value_or("");
-}
+std::string libraryFolder(bool user) { return QVLocalPaths::libraryDirectory(user).value_or(""); }
 
-static std::string jobFolder(bool user, bool launchAgent) {
+std::string jobFolder(bool user, bool launchAgent) {
     return stringByAppendingPathComponent(libraryFolder(user),
                                           launchAgent ? "LaunchAgents" : "LaunchDaemons");
 }
 
-static std::string jobPath(const std::string& label, const QVLaunchd::Place& place) {
+std::string jobPath(const std::string& label, const QVLaunchd::Place& place) {
     return stringWithFormat("%@/%@.plist", jobFolder(place.user, place.launchAgent), label);
 }
 
-static void alert(const std::string& message, const std::string& folder) {
+void alert(const std::string& message, const std::string& folder) {
     QVAlert::alertSheetWithMessageText(
         message,
         stringWithFormat("Please check you have correct permissions for the directory %@.", folder),
         NSApp().mainWindow());
 }
 
-static void logAndAlert(const std::string& message, const std::string& folder) {
+void logAndAlert(const std::string& message, const std::string& folder) {
     NSLog("%@. Please check you have correct permissions for the directory %@", message, folder);
     alert(message, folder);
 }
 
 /// Writes the job file by way of a temporary one that is moved with administrator rights.
-static bool writeWithRights(const NSDictionary& settings, const std::string& path) {
+bool writeWithRights(const NSDictionary& settings, const std::string& path) {
     auto& files = NSFileManager::defaultManager();
     auto& rights = QVAuthorization::sharedController();
     const auto folder = stringByDeletingLastPathComponent(path);
@@ -73,14 +70,14 @@ static bool writeWithRights(const NSDictionary& settings, const std::string& pat
     return moved;
 }
 
-static void setOwnerAndMode(const std::string& path, bool user) {
+void setOwnerAndMode(const std::string& path, bool user) {
     if (!user) {
         QVTask::runTask(chownPath, {"root:wheel", path});
     }
     QVTask::runTask(chmodPath, {"644", path});
 }
 
-static void setOwnerAndModeWithRights(const std::string& path, bool user) {
+void setOwnerAndModeWithRights(const std::string& path, bool user) {
     auto& rights = QVAuthorization::sharedController();
     if (!user) {
         rights.authExecTask(chownPath, {"root:wheel", path});
@@ -89,6 +86,8 @@ static void setOwnerAndModeWithRights(const std::string& path, bool user) {
     rights.authExecTask(chmodPath, {"644", path});
     NSThread::sleepForTimeInterval(longPause);
 }
+
+} // namespace
 
 bool QVLaunchd::startJob(const std::string& label, const Install& job) {
     auto& files = NSFileManager::defaultManager();

@@ -26,6 +26,10 @@ public:
         bool shouldAuth = false; // delete the job file with administrator rights if need be
     };
 
+    static constexpr const char* launchctlPath = "/bin/launchctl";
+    static constexpr const char* killallPath = "/usr/bin/killall";
+    static constexpr double launchctlTimeout = 10; // seconds, to load or unload a job
+
     QVLaunchd() = delete;
 
     /// Writes the job file in the place of an older one, sets its mode, and its owner in the shared

@@ -11,9 +11,13 @@
 #include <systemd/sd-bus.h>
 #include <vector>
 
-static constexpr int turns = 40;
-static constexpr int roundsInATurn = 250;
-static constexpr double promised = 1.2;
+namespace {
+
+constexpr int turns = 40;
+constexpr int roundsInATurn = 250;
+constexpr double promised = 1.2;
+
+} // namespace
 
 class BusMachine : public RealMachine {
 public:
@@ -24,9 +28,11 @@ private:
     std::string address;
 };
 
+namespace {
+
 /// Microseconds that one round takes.
 template <class Round>
-static double timeTurn(Round round) {
+double timeTurn(Round round) {
     const auto start = std::chrono::steady_clock::now();
     for (int count = 0; count < roundsInATurn; ++count) {
         round();
@@ -36,17 +42,19 @@ static double timeTurn(Round round) {
     return taken.count() / roundsInATurn;
 }
 
-static double median(std::vector<double> times) {
+double median(std::vector<double> times) {
     std::sort(times.begin(), times.end());
     return times[times.size() / 2];
 }
 
-static int hear(sd_bus_message* message, void* heard, sd_bus_error*) {
+int hear(sd_bus_message* message, void* heard, sd_bus_error*) {
     const char *name = nullptr, *object = nullptr, *key = nullptr, *text = nullptr;
     sd_bus_message_read(message, "ssa{ss}", &name, &object, 1, &key, &text);
     ++*static_cast<int*>(heard);
     return 0;
 }
+
+} // namespace
 
 int main() {
     const PrivateBus privateBus;

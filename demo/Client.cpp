@@ -11,12 +11,16 @@
 #include <sys/prctl.h>
 #include <unistd.h>
 
-/// Seconds that it takes to connect to nothing: long enough for the status to show.
-static constexpr double connectingTime = 0.1;
+namespace {
 
-static NSDistributedNotificationCenter& centre() {
+/// Seconds that it takes to connect to nothing: long enough for the status to show.
+constexpr double connectingTime = 0.1;
+
+NSDistributedNotificationCenter& centre() {
     return NSDistributedNotificationCenter::defaultCenter();
 }
+
+} // namespace
 
 Client::Client(ClientOptions given)
     : given(std::move(given)), library(Machine::current().homeDirectory() + "/Library") {

@@ -25,7 +25,9 @@ const char* ClientOptions::usage() {
            "at each relaunch.\n";
 }
 
-static double numberFrom(const std::string& name, const std::string& text) {
+namespace {
+
+double numberFrom(const std::string& name, const std::string& text) {
     double number = 0;
     const auto [end, problem] = std::from_chars(text.data(), text.data() + text.size(), number);
     if (problem != std::errc() || end != text.data() + text.size() || !std::isfinite(number) ||
@@ -35,6 +37,8 @@ static double numberFrom(const std::string& name, const std::string& text) {
     }
     return number;
 }
+
+} // namespace
 
 ClientOptions ClientOptions::fromArguments(const std::vector<std::string>& arguments) {
     ClientOptions options;

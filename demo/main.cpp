@@ -14,9 +14,11 @@
 #include <sys/epoll.h>
 #include <sys/signalfd.h>
 
+namespace {
+
 /// The sandbox that the executable lies in: the folder around the Applications folder that holds
 /// the bundle. Empty on the machine's own disk, where that is "/" or the user's home.
-static std::string rootAround(const std::string& executable) {
+std::string rootAround(const std::string& executable) {
     std::string folder = executable;
     for (int level = 0; level < 4; ++level) { // up to what holds Tolvin.app
         folder = stringByDeletingLastPathComponent(folder);
@@ -36,7 +38,7 @@ static std::string rootAround(const std::string& executable) {
 }
 
 /// Readable when the client is asked to end.
-static FileDescriptor endRequests() {
+FileDescriptor endRequests() {
     sigset_t signals;
     sigemptyset(&signals);
     for (const int number : {SIGTERM, SIGINT, SIGHUP}) {
@@ -45,6 +47,8 @@ static FileDescriptor endRequests() {
     sigprocmask(SIG_BLOCK, &signals, nullptr);
     return FileDescriptor(signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK));
 }
+
+} // namespace
 
 int main(int argc, char** argv) {
     takeSaneSignals();

@@ -17,18 +17,6 @@ constexpr std::int32_t dragging = 16;
 
 constexpr double knobRadius = 5.0;
 
-/// What changes while one of these lives is shown at once.
-class WithoutAnimation {
-public:
-    WithoutAnimation() {
-        CATransaction::begin();
-        CATransaction::setValueForKey(0.0, kCATransactionAnimationDuration);
-    }
-    ~WithoutAnimation() { CATransaction::commit(); }
-    WithoutAnimation(const WithoutAnimation&) = delete;
-    WithoutAnimation& operator=(const WithoutAnimation&) = delete;
-};
-
 CAConstraint sameAsSuperlayer(CAConstraintAttribute attribute) {
     return CAConstraint::constraintWithAttribute(attribute, "superlayer", attribute);
 }
@@ -112,7 +100,7 @@ void QVSwitchButtonCALayer::setOn(bool value, bool animated) {
         setOn(value);
         return;
     }
-    const WithoutAnimation atOnce;
+    const CATransactionWithoutAnimation atOnce;
     setOn(value);
 }
 
@@ -155,7 +143,7 @@ void QVSwitchButtonCALayer::moveSwitch(CGPoint point) {
     if (!shouldDrag(dx)) {
         return;
     }
-    const WithoutAnimation atOnce;
+    const CATransactionWithoutAnimation atOnce;
     placeKnob(std::min(std::max(theSwitch->frame().origin.x + dx, 0.0), rightEnd()));
     _mouseDownPointForCurrentEvent = point;
 }

@@ -25,7 +25,6 @@ constexpr int startTimeOut = 15; // for the first status after the job was loade
 constexpr double directLaunchDelay = 18;
 constexpr double disconnectPause = 2; // for the client to say goodbye
 constexpr double reloadPause = 1;
-constexpr double launchctlTimeOut = 10;
 
 NSDictionary jobDefinition(const std::string& executable) {
     return {{"Label", Tolvin::identifier},
@@ -89,7 +88,7 @@ void Tessaline_Network_ClientPref::stopClient() {
         performStatus("Unloading job...", true);
         QVLaunchd::removeJob(Tolvin::identifier,
                              {.user = false, .launchAgent = true, .shouldAuth = true});
-        QVTask::runTask("/usr/bin/killall", {Tolvin::processName});
+        QVTask::runTask(QVLaunchd::killallPath, {Tolvin::processName});
         performStatus("Not loaded", true);
     });
     finishProcessing();
@@ -142,7 +141,8 @@ void Tessaline_Network_ClientPref::relaunchClient() {
     NSDistributedNotificationCenter::defaultCenter().postNotificationName(Tolvin::disconnect);
     NSThread::sleepForTimeInterval(reloadPause);
     for (const char* command : {"unload", "load"}) {
-        QVTask::runTask("/bin/launchctl", {command, clientJobFile()}, launchctlTimeOut);
+        QVTask::runTask(QVLaunchd::launchctlPath, {command, clientJobFile()},
+                        QVLaunchd::launchctlTimeout);
     }
 }
 

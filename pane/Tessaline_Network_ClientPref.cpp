@@ -20,8 +20,6 @@ NS_PRINCIPAL_CLASS(Tessaline_Network_ClientPref)
 namespace {
 
 constexpr double statusPollInterval = 10.0; // seconds
-/// The platform's raised background style of a text field's cell.
-constexpr int backgroundStyleRaised = 2;
 
 } // namespace
 
@@ -75,8 +73,8 @@ void Tessaline_Network_ClientPref::mainViewDidLoad() {
         [this](const NSNotification& notification) { updateStatus(notification); });
     statusTimer = NSTimer::scheduledTimer(
         statusPollInterval, weak_from_this(), [this] { fetchCurrentStatus(); }, true);
-    masterOffLabel->setBackgroundStyle(backgroundStyleRaised);
-    masterOnLabel->setBackgroundStyle(backgroundStyleRaised);
+    masterOffLabel->setBackgroundStyle(NSBackgroundStyleRaised);
+    masterOnLabel->setBackgroundStyle(NSBackgroundStyleRaised);
     versionLabel->setStringValue(clientVersionText());
     masterSwitch->addObserver(shared_from_this(), "on",
                               NSKeyValueObservingOptionNew | NSKeyValueObservingOptionOld, nullptr);

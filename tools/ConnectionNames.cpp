@@ -9,9 +9,9 @@
 
 using namespace std::chrono_literals;
 
-static constexpr auto patience = 25ms;
-
 namespace {
+
+constexpr auto patience = 25ms;
 
 /// What NetworkManager says of its objects, as far as it matters here.
 struct Objects {

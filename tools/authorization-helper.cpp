@@ -11,6 +11,7 @@
 #include "FileOperations.h"
 #include "Security/Authorization.h"
 #include "Security/AuthorizationProtocol.h"
+#include "System/ArgumentVector.h"
 #include "System/ProcessDescriptor.h"
 
 #include <algorithm>
@@ -131,16 +132,6 @@ bool keepToFiles() {
     return prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 && setrlimit(RLIMIT_AS, &limit) == 0;
 }
 
-std::vector<char*> pointersTo(std::vector<std::string>& texts) {
-    std::vector<char*> pointers;
-    pointers.reserve(texts.size() + 1);
-    for (auto& text : texts) {
-        pointers.push_back(text.data());
-    }
-    pointers.push_back(nullptr);
-    return pointers;
-}
-
 std::vector<std::string> cleanEnvironment() {
     return {"PATH=/usr/sbin:/usr/bin:/sbin:/bin",
             "HOME=/root",
@@ -175,8 +166,9 @@ pid_t spawn(const Request& request, int standardOutput) {
         posix_spawn_file_actions_adddup2(&actions, standardOutput, STDOUT_FILENO);
     }
     pid_t process = 0;
-    const int problem = posix_spawn(&process, request.path.c_str(), &actions, &attributes,
-                                    pointersTo(command).data(), pointersTo(environment).data());
+    const int problem =
+        posix_spawn(&process, request.path.c_str(), &actions, &attributes,
+                    argumentVector(command).data(), argumentVector(environment).data());
     posix_spawn_file_actions_destroy(&actions);
     posix_spawnattr_destroy(&attributes);
     return problem == 0 ? process : 0;

@@ -6,14 +6,16 @@
 #include "Foundation/NSPropertyList.h"
 #include "Foundation/NSPropertyListSerialization.h"
 #include "Foundation/NSString.h"
-#include "NetworkInterface.h"
+#include "KernelInterface.h"
 
 #include <algorithm>
 #include <iostream>
 #include <span>
 
-static const std::string networkDataType = "SPNetworkDataType";
-static constexpr const char* usage =
+namespace {
+
+const std::string networkDataType = "SPNetworkDataType";
+constexpr const char* usage =
     "usage: system_profiler [DATATYPE...] -xml\n"
     "Prints a report for each data type, for all that are known if none is given.\n"
     "Known data types: SPNetworkDataType\n"
@@ -22,7 +24,7 @@ static constexpr const char* usage =
 
 /// A report's text is ASCII, whatever an interface or a connection is called, since not everybody
 /// who reads one decodes more.
-static std::string asciiXML(const std::string& xml) {
+std::string asciiXML(const std::string& xml) {
     std::string ascii;
     for (const char32_t character : charactersOfString(xml)) {
         ascii += stringWithFormat(character < 0x80 ? "%c" : "&#x%x;", character);
@@ -31,7 +33,7 @@ static std::string asciiXML(const std::string& xml) {
 }
 
 /// The kernel lets a name have bytes that no text may have.
-static std::string asText(std::string name) {
+std::string asText(std::string name) {
     const bool isText = isValidUTF8(name);
     std::replace_if(
         name.begin(), name.end(),
@@ -40,10 +42,10 @@ static std::string asText(std::string name) {
     return name;
 }
 
-static NSDictionary networkReport() {
+NSDictionary networkReport() {
     const auto names = connectionNames();
     NSArray items;
-    for (const auto& interface : NetworkInterface::all()) {
+    for (const auto& interface : KernelInterface::all()) {
         const auto named = names.find(interface.name);
         items.emplace_back(
             NSDictionary{{"_name", asText(named != names.end() ? named->second : interface.kind)},
@@ -54,12 +56,12 @@ static NSDictionary networkReport() {
     return NSDictionary{{"_dataType", networkDataType}, {"_items", items}};
 }
 
-static int fail(const std::string& message) {
+int fail(const std::string& message) {
     std::cerr << "system_profiler: " << message << '\n';
     return 1;
 }
 
-static int run(std::span<char*> arguments) {
+int run(std::span<char*> arguments) {
     bool xml = false, anyType = false, network = false;
     for (const std::string argument : arguments) {
         if (argument == "--help") {
@@ -89,6 +91,8 @@ static int run(std::span<char*> arguments) {
     std::cout << asciiXML(xmlDataFromPropertyList(reports)) << std::flush;
     return std::cout ? 0 : fail("the report could not be written");
 }
+
+} // namespace
 
 int main(int argc, char** argv) {
     try {

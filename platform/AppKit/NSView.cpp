@@ -93,11 +93,9 @@ void NSView::setLayer(std::shared_ptr<CALayer> layer) {
 }
 
 void NSView::fitLayer() {
-    CATransaction::begin();
-    CATransaction::setValueForKey(0.0, kCATransactionAnimationDuration);
+    const CATransactionWithoutAnimation atOnce;
     rootLayer->setFrame(bounds());
     rootLayer->layoutIfNeeded();
-    CATransaction::commit();
     rootLayer->setNeedsDisplay();
 }
 

@@ -17,24 +17,24 @@
 #include <sys/epoll.h>
 #include <vector>
 
+namespace {
+
 /// Work of one pass of the run loop. Reading is cheap and must keep up with the bus, which throws
 /// away what a slow reader leaves lying for too long; observers take their time, and the window has
 /// to answer in between.
-static constexpr int messagesReadInAPass = 256;
-static constexpr int notificationsDeliveredInAPass = 32;
-static constexpr int notificationsSentInAPass = 1024;
+constexpr int messagesReadInAPass = 256;
+constexpr int notificationsDeliveredInAPass = 32;
+constexpr int notificationsSentInAPass = 1024;
 /// With so many read and not delivered, the rest waits in the bus.
-static constexpr std::size_t maximumReceived = 262'144;
+constexpr std::size_t maximumReceived = 262'144;
 
-static constexpr double shortestRetry = 0.1;
-static constexpr double longestRetry = 10;
+constexpr double shortestRetry = 0.1;
+constexpr double longestRetry = 10;
 /// For a bus that takes the connection and then says nothing.
-static constexpr double joinTimeOut = 10;
+constexpr double joinTimeOut = 10;
 /// At the end, how long the bus may do nothing before what is left is given up: 50 ms a try.
-static constexpr int flushTries = 20;
-static constexpr std::uint64_t flushWait = 50;
-
-namespace {
+constexpr int flushTries = 20;
+constexpr std::uint64_t flushWait = 50;
 
 bool isFitText(const std::string& text) {
     return text.find('\0') == std::string::npos && isValidUTF8(text);

@@ -19,3 +19,15 @@ public:
     static void setValueForKey(const PropertyList& value, const std::string& key);
     static double animationDuration();
 };
+
+/// What changes while one of these lives is shown at once.
+class CATransactionWithoutAnimation {
+public:
+    CATransactionWithoutAnimation() {
+        CATransaction::begin();
+        CATransaction::setValueForKey(0.0, kCATransactionAnimationDuration);
+    }
+    ~CATransactionWithoutAnimation() { CATransaction::commit(); }
+    CATransactionWithoutAnimation(const CATransactionWithoutAnimation&) = delete;
+    CATransactionWithoutAnimation& operator=(const CATransactionWithoutAnimation&) = delete;
+};

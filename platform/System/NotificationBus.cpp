@@ -4,14 +4,16 @@
 
 #include <systemd/sd-bus.h>
 
-static constexpr const char* notificationsPath = "/com/quorvane/DistributedNotifications";
-static constexpr const char* notificationsInterface = "com.quorvane.DistributedNotifications";
-static constexpr const char* postedMember = "Posted";
-static constexpr const char* postedSignature = "ssa{ss}";
+namespace {
+
+constexpr const char* notificationsPath = "/com/quorvane/DistributedNotifications";
+constexpr const char* notificationsInterface = "com.quorvane.DistributedNotifications";
+constexpr const char* postedMember = "Posted";
+constexpr const char* postedSignature = "ssa{ss}";
 
 /// What may lie in sd-bus's own queue: enough to keep the socket busy. The rest waits with the
 /// sender, who can still do something else with it when the bus is lost.
-static constexpr std::uint64_t maximumQueuedWrites = 1024;
+constexpr std::uint64_t maximumQueuedWrites = 1024;
 
 struct MessageUnref {
     void operator()(sd_bus_message* message) const { sd_bus_message_unref(message); }
@@ -19,6 +21,8 @@ struct MessageUnref {
 using Message = std::unique_ptr<sd_bus_message, MessageUnref>;
 
 using Notification = NotificationBus::Notification;
+
+} // namespace
 
 bool Notification::isTooLarge() const {
     std::size_t bytes = name.size() + object.size();
@@ -28,7 +32,9 @@ bool Notification::isTooLarge() const {
     return bytes > maximumBytes || userInfo.size() > maximumEntries;
 }
 
-static bool readUserInfo(sd_bus_message* message, Notification& notification) {
+namespace {
+
+bool readUserInfo(sd_bus_message* message, Notification& notification) {
     const char* key = nullptr;
     const char* value = nullptr;
     if (sd_bus_message_enter_container(message, 'a', "{ss}") < 0) {
@@ -47,7 +53,7 @@ static bool readUserInfo(sd_bus_message* message, Notification& notification) {
 }
 
 /// None with a reason when the message is no notification.
-static std::optional<Notification> readNotification(sd_bus_message* message, std::string& problem) {
+std::optional<Notification> readNotification(sd_bus_message* message, std::string& problem) {
     if (!sd_bus_message_has_signature(message, postedSignature)) {
         problem = "foreign signature";
         return std::nullopt;
@@ -68,7 +74,7 @@ static std::optional<Notification> readNotification(sd_bus_message* message, std
 }
 
 /// None when the texts cannot be written.
-static Message newMessage(sd_bus* bus, const Notification& notification) {
+Message newMessage(sd_bus* bus, const Notification& notification) {
     sd_bus_message* made = nullptr;
     if (sd_bus_message_new_signal(bus, &made, notificationsPath, notificationsInterface,
                                   postedMember) < 0) {
@@ -84,6 +90,8 @@ static Message newMessage(sd_bus* bus, const Notification& notification) {
     good = good && sd_bus_message_close_container(made) >= 0;
     return good ? std::move(message) : nullptr;
 }
+
+} // namespace
 
 struct NotificationBus::Wire {
     static int receive(sd_bus_message* message, void* self, sd_bus_error*) {
@@ -132,8 +140,10 @@ void NotificationBus::complain(const std::string& line) {
 
 NotificationBus::~NotificationBus() { sd_bus_close_unref(bus); }
 
+namespace {
+
 /// A rule of the bus quotes with apostrophes, and an apostrophe itself as a shell does.
-static std::string ruleForName(const std::string& name) {
+std::string ruleForName(const std::string& name) {
     std::string quoted;
     for (const char character : name) {
         quoted += character == '\'' ? std::string("'\\''") : std::string(1, character);
@@ -141,6 +151,8 @@ static std::string ruleForName(const std::string& name) {
     return std::string("type='signal',path='") + notificationsPath + "',interface='" +
            notificationsInterface + "',member='" + postedMember + "',arg0='" + quoted + "'";
 }
+
+} // namespace
 
 void NotificationBus::callBus(const char* method, const std::string& name) {
     // Without a callback no answer is asked for; a lost connection shows itself in process().

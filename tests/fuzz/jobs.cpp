@@ -7,11 +7,15 @@
 #include <sys/mman.h>
 #include <sys/stat.h>
 
-static void require(bool holds) {
+namespace {
+
+void require(bool holds) {
     if (!holds) {
         std::abort();
     }
 }
+
+} // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const FileDescriptor file(memfd_create("job", MFD_CLOEXEC));

@@ -5,11 +5,15 @@
 
 using namespace AuthorizationProtocol;
 
-static void require(bool holds) {
+namespace {
+
+void require(bool holds) {
     if (!holds) {
         std::abort();
     }
 }
+
+} // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const std::string_view bytes(reinterpret_cast<const char*>(data), size);

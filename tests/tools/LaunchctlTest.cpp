@@ -4,11 +4,15 @@
 #include <cstdlib>
 #include <gtest/gtest.h>
 
+namespace {
+
 /// The script is the test, and says itself what is not as it should be.
-static bool behavesWith(const std::string& engine, const std::string& runtimeFolder) {
+bool behavesWith(const std::string& engine, const std::string& runtimeFolder) {
     const std::string script = SOURCE_DIRECTORY "/tests/tools/launchctl.sh " TOOLS_DIRECTORY " ";
     return std::system((script + engine + " " + runtimeFolder).c_str()) == 0;
 }
+
+} // namespace
 
 TEST(LaunchctlTest, BehavesWithASupervisor) {
     const TemporaryDirectory runtime;

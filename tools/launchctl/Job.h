@@ -5,6 +5,9 @@
 #include <string>
 #include <vector>
 
+/// Beyond the keys of the pane's own job it knows those that a job file of an administrator's in
+/// the same folder uses to run a program with arguments and to bound its restarts and its end;
+/// launchctl loads the whole folder at login.
 struct Job {
     /// After which ends the program is started again.
     enum class Restart { never, always, afterFailure, afterSuccess };

@@ -4,6 +4,7 @@
 
 #include "Job.h"
 
+#include <chrono>
 #include <memory>
 #include <optional>
 #include <string>
@@ -17,6 +18,11 @@ struct JobStatus {
 
 class JobEngine {
 public:
+    /// For a job's start, and for the end of one of the same label before it.
+    static constexpr std::chrono::seconds startBound{4};
+    /// Beyond the time that a job may take to end.
+    static constexpr std::chrono::seconds endBound{25};
+
     JobEngine() = default;
     virtual ~JobEngine() = default;
     JobEngine(const JobEngine&) = delete;

@@ -8,9 +8,13 @@
 #include <cstdlib>
 #include <filesystem>
 
+namespace {
+
 /// Of a file's name, with room for an extension.
-static constexpr std::size_t longestName = 240;
-static constexpr int hexadecimal = 16;
+constexpr std::size_t longestName = 240;
+constexpr int hexadecimal = 16;
+
+} // namespace
 
 std::string jobNamePrefix() {
     const char* root = std::getenv("TESSALINE_ROOT");

@@ -13,12 +13,16 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
-static struct flock wholeFile() {
+namespace {
+
+struct flock wholeFile() {
     struct flock lock {};
     lock.l_type = F_WRLCK;
     lock.l_whence = SEEK_SET;
     return lock;
 }
+
+} // namespace
 
 std::string SupervisedJob::folder() {
     auto path = Machine::current().temporaryDirectory() + "/launchd";

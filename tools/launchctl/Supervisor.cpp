@@ -1,6 +1,7 @@
 #include "Supervisor.h"
 
 #include "Failure.h"
+#include "System/ArgumentVector.h"
 #include "System/Machine.h"
 
 #include <algorithm>
@@ -15,10 +16,12 @@
 
 using namespace std::chrono_literals;
 
-/// What a shell answers for a program that it cannot run.
-static constexpr int cannotRun = 127;
+namespace {
 
-static sigset_t signals(std::initializer_list<int> numbers) {
+/// What a shell answers for a program that it cannot run.
+constexpr int cannotRun = 127;
+
+sigset_t signals(std::initializer_list<int> numbers) {
     sigset_t set;
     sigemptyset(&set);
     for (const int number : numbers) {
@@ -27,14 +30,7 @@ static sigset_t signals(std::initializer_list<int> numbers) {
     return set;
 }
 
-static std::vector<char*> vectorOf(const std::vector<std::string>& texts) {
-    std::vector<char*> pointers;
-    for (const auto& text : texts) {
-        pointers.push_back(const_cast<char*>(text.c_str()));
-    }
-    pointers.push_back(nullptr);
-    return pointers;
-}
+} // namespace
 
 Supervisor::Supervisor(const Job& job, SupervisedJob& shared) : job(job), shared(shared) {
     // Signals wait until nextEvent asks for them; a session that closes ends jobs by SIGTERM, not
@@ -121,7 +117,8 @@ void Supervisor::becomeProgram(int failurePipe, pid_t supervisor) const {
     const auto none = signals({});
     sigprocmask(SIG_SETMASK, &none, nullptr);
     if (job.workingDirectory.empty() || chdir(job.workingDirectory.c_str()) == 0) {
-        execve(job.program.c_str(), vectorOf(job.arguments).data(), vectorOf(environment).data());
+        execve(job.program.c_str(), argumentVector(job.arguments).data(),
+               argumentVector(environment).data());
     }
     const int problem = errno;
     [[maybe_unused]] const auto told = write(failurePipe, &problem, sizeof problem);

@@ -18,11 +18,6 @@ using namespace std::chrono_literals;
 
 namespace {
 
-/// For a job's start, and for the end of one of the same label before it.
-constexpr auto startBound = 4s;
-/// Beyond the time that a job may take to end.
-constexpr auto endBound = 25s;
-
 /// Whether it becomes readable or is closed by the other side in time.
 bool waitFor(const FileDescriptor& descriptor, Clock::Duration bound) {
     auto& clock = Machine::current().clock();
@@ -92,7 +87,7 @@ constexpr std::string_view started = "started";
 std::string readAnswer(const FileDescriptor& pipe) {
     std::array<char, 4096> buffer{};
     std::string answer;
-    const auto deadline = Machine::current().clock().now() + startBound;
+    const auto deadline = Machine::current().clock().now() + JobEngine::startBound;
     while (waitFor(pipe, deadline - Machine::current().clock().now())) {
         const auto count = read(pipe.get(), buffer.data(), buffer.size());
         if (count <= 0) {

@@ -18,11 +18,6 @@ using namespace std::chrono_literals;
 
 namespace {
 
-/// For a job's start, and for the end of one of the same label before it.
-constexpr auto startBound = 4s;
-/// Beyond the time that a job may take to end.
-constexpr auto endBound = 25s;
-
 std::string serviceOf(const std::string& name) { return name + ".service"; }
 std::string sliceOf(const std::string& name) { return name + ".slice"; }
 

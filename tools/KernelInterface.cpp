@@ -1,4 +1,4 @@
-#include "NetworkInterface.h"
+#include "KernelInterface.h"
 
 #include "Foundation/NSException.h"
 #include "Foundation/NSFileManager.h"
@@ -86,12 +86,12 @@ std::string titleOf(const std::string& name, const std::string& kind, unsigned s
 }
 
 /// None for an interface that the report leaves out.
-std::optional<NetworkInterface> readLink(const nlmsghdr& message) {
+std::optional<KernelInterface> readLink(const nlmsghdr& message) {
     const auto* link = static_cast<const ifinfomsg*>(NLMSG_DATA(&message));
     if (typesWithoutHardwareAddress.contains(link->ifi_type)) {
         return std::nullopt;
     }
-    NetworkInterface found;
+    KernelInterface found;
     std::string kind;
     forEachAttribute(IFLA_RTA(link), IFLA_PAYLOAD(&message), [&](const rtattr* each, auto bytes) {
         if (each->rta_type == IFLA_IFNAME) {
@@ -137,9 +137,9 @@ FileDescriptor askForLinks() {
 
 } // namespace
 
-std::vector<NetworkInterface> NetworkInterface::all() {
+std::vector<KernelInterface> KernelInterface::all() {
     const FileDescriptor kernel = askForLinks();
-    std::vector<NetworkInterface> interfaces;
+    std::vector<KernelInterface> interfaces;
     // No part of the kernel's answer is larger.
     alignas(nlmsghdr) std::array<char, 65536> buffer{};
     for (;;) {
