@@ -4,6 +4,7 @@
 #include "Foundation/NSFileManager.h"
 #include "Foundation/NSLog.h"
 #include "Foundation/NSPathUtilities.h"
+#include "Foundation/NSPropertyListSerialization.h"
 #include "Foundation/NSString.h"
 #include "Foundation/NSThread.h"
 #include "Shared/QVAlert.h"

@@ -7,6 +7,7 @@
 #include "Foundation/NSLog.h"
 #include "Foundation/NSPathUtilities.h"
 #include "Foundation/NSProcessInfo.h"
+#include "Foundation/NSPropertyListSerialization.h"
 #include "Foundation/NSString.h"
 #include "Shared/QVLocalPaths.h"
 #include "System/FileReading.h"

@@ -3,6 +3,7 @@
 #include "Foundation/NSDistributedNotificationCenter.h"
 #include "Foundation/NSFileManager.h"
 #include "Foundation/NSLog.h"
+#include "Foundation/NSPropertyListSerialization.h"
 #include "Foundation/NSString.h"
 #include "System/Machine.h"
 

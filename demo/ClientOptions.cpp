@@ -2,6 +2,7 @@
 
 #include "Foundation/NSException.h"
 #include "Foundation/NSPropertyList.h"
+#include "Foundation/NSPropertyListSerialization.h"
 
 #include <charconv>
 #include <cmath>

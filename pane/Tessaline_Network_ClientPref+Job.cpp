@@ -8,6 +8,7 @@
 #include "Foundation/NSFileManager.h"
 #include "Foundation/NSLog.h"
 #include "Foundation/NSPathUtilities.h"
+#include "Foundation/NSPropertyListSerialization.h"
 #include "Foundation/NSString.h"
 #include "Foundation/NSThread.h"
 #include "pane/Tessaline_Network_ClientPref.h"

@@ -4,6 +4,7 @@
 #include "Foundation/NSFileManager.h"
 #include "Foundation/NSPathUtilities.h"
 #include "Foundation/NSPropertyList.h"
+#include "Foundation/NSPropertyListSerialization.h"
 #include "Foundation/NSString.h"
 #include "pane/Tessaline_Network_ClientPref.h"
 #include "pane/Tolvin.h"

@@ -2,6 +2,7 @@
 
 #include "Foundation/NSFileManager.h"
 #include "Foundation/NSPathUtilities.h"
+#include "Foundation/NSPropertyListSerialization.h"
 #include "System/ProcessList.h"
 
 #include <dlfcn.h>

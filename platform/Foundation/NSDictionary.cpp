@@ -1,13 +1,8 @@
 #include "Foundation/NSDictionary.h"
 
-#include "Foundation/NSException.h"
-#include "Foundation/NSPropertyListSerialization.h"
-#include "System/FileReading.h"
-#include "System/FileReplacement.h"
+#include "Foundation/NSPropertyList.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
 
 NSDictionary::NSDictionary(std::initializer_list<std::pair<std::string, PropertyList>> list) {
     for (const auto& [key, value] : list) {
@@ -54,40 +49,3 @@ std::size_t NSDictionary::count() const { return entries.size(); }
 NSDictionary::Entries::const_iterator NSDictionary::begin() const { return entries.begin(); }
 
 NSDictionary::Entries::const_iterator NSDictionary::end() const { return entries.end(); }
-
-namespace {
-
-/// None for bytes that are no dictionary.
-std::optional<NSDictionary> dictionaryOfBytes(const std::string& bytes) {
-    try {
-        PropertyList list = propertyListFromData(bytes);
-        auto* const dictionary = std::get_if<NSDictionary>(&list.value);
-        return dictionary ? std::optional(std::move(*dictionary)) : std::nullopt;
-    } catch (const NSException&) {
-        return std::nullopt;
-    }
-}
-
-} // namespace
-
-std::optional<NSDictionary> dictionaryWithContentsOfFile(const std::string& path) {
-    const std::optional<std::string> bytes = contentsOfFile(path);
-    return bytes ? dictionaryOfBytes(*bytes) : std::nullopt;
-}
-
-NSDictionary dictionaryToChangeAtPath(const std::string& path) {
-    const std::optional<std::string> bytes = contentsOfFile(path);
-    if (!bytes && errno != ENOENT && errno != ENOTDIR) {
-        throw NSException(NSFileHandleOperationException,
-                          "Cannot read " + path + ": " + std::strerror(errno));
-    }
-    return bytes ? dictionaryOfBytes(*bytes).value_or(NSDictionary()) : NSDictionary();
-}
-
-bool writeDictionaryToFile(const NSDictionary& dictionary, const std::string& path) {
-    try {
-        return !writeFileAtomically(dataFromPropertyList(dictionary), path);
-    } catch (const NSException&) {
-        return false;
-    }
-}

@@ -36,13 +36,3 @@ public:
 private:
     Entries entries;
 };
-
-/// None when the file is missing, unreadable or no dictionary; never raises.
-std::optional<NSDictionary> dictionaryWithContentsOfFile(const std::string& path);
-/// What a file holds that is about to be changed: nothing where there is no file, or none with a
-/// dictionary in it. Raises NSFileHandleOperationException when it is there and cannot be read, so
-/// that nothing in it is lost.
-NSDictionary dictionaryToChangeAtPath(const std::string& path);
-/// Writes the XML form, or the binary one where XML would lose something, as writeFileAtomically
-/// does (System/FileReplacement.h). False on failure.
-bool writeDictionaryToFile(const NSDictionary& dictionary, const std::string& path);

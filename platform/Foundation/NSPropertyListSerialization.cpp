@@ -4,14 +4,18 @@
 #include "Foundation/NSOldStylePropertyListParser.h"
 #include "Foundation/NSString.h"
 #include "System/BinaryPropertyListCheck.h"
+#include "System/FileReading.h"
+#include "System/FileReplacement.h"
 #include "System/PlainNumbers.h"
 #include "System/PropertyListError.h"
 #include "System/TextConversion.h"
 #include "System/XMLPropertyListCheck.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <memory>
 #include <plist/plist.h>
 
@@ -331,4 +335,41 @@ std::string dataFromPropertyList(const PropertyList& list) {
     const Node node = NodeMaker().make(list);
     auto xml = xmlOfNode(node.get());
     return survivesXML(xml) ? std::move(xml) : binaryOfNode(node.get());
+}
+
+namespace {
+
+/// None for bytes that are no dictionary.
+std::optional<NSDictionary> dictionaryOfBytes(const std::string& bytes) {
+    try {
+        PropertyList list = propertyListFromData(bytes);
+        auto* const dictionary = std::get_if<NSDictionary>(&list.value);
+        return dictionary ? std::optional(std::move(*dictionary)) : std::nullopt;
+    } catch (const NSException&) {
+        return std::nullopt;
+    }
+}
+
+} // namespace
+
+std::optional<NSDictionary> dictionaryWithContentsOfFile(const std::string& path) {
+    const std::optional<std::string> bytes = contentsOfFile(path);
+    return bytes ? dictionaryOfBytes(*bytes) : std::nullopt;
+}
+
+NSDictionary dictionaryToChangeAtPath(const std::string& path) {
+    const std::optional<std::string> bytes = contentsOfFile(path);
+    if (!bytes && errno != ENOENT && errno != ENOTDIR) {
+        throw NSException(NSFileHandleOperationException,
+                          "Cannot read " + path + ": " + std::strerror(errno));
+    }
+    return bytes ? dictionaryOfBytes(*bytes).value_or(NSDictionary()) : NSDictionary();
+}
+
+bool writeDictionaryToFile(const NSDictionary& dictionary, const std::string& path) {
+    try {
+        return !writeFileAtomically(dataFromPropertyList(dictionary), path);
+    } catch (const NSException&) {
+        return false;
+    }
 }

@@ -1,4 +1,4 @@
-// Property lists as bytes.
+// Property lists as bytes, and dictionaries as files.
 #pragma once
 
 #include "Foundation/NSPropertyList.h"
@@ -12,3 +12,13 @@ PropertyList propertyListFromData(const std::string& bytes);
 std::string xmlDataFromPropertyList(const PropertyList& list);
 /// The XML form, or the binary one for a list with characters that XML does not carry.
 std::string dataFromPropertyList(const PropertyList& list);
+
+/// None when the file is missing, unreadable or no dictionary; never raises.
+std::optional<NSDictionary> dictionaryWithContentsOfFile(const std::string& path);
+/// What a file holds that is about to be changed: nothing where there is no file, or none with a
+/// dictionary in it. Raises NSFileHandleOperationException when it is there and cannot be read, so
+/// that nothing in it is lost.
+NSDictionary dictionaryToChangeAtPath(const std::string& path);
+/// Writes the XML form, or the binary one where XML would lose something, as writeFileAtomically
+/// does (System/FileReplacement.h). False on failure.
+bool writeDictionaryToFile(const NSDictionary& dictionary, const std::string& path);

@@ -1,5 +1,23 @@
 #include "System/Clock.h"
 
+#include "System/RealClock.h"
+
+#include <atomic>
+
+namespace {
+
+std::atomic<Clock*> installed = nullptr;
+
+} // namespace
+
+Clock& Clock::current() {
+    static auto& real = *new RealClock; // never destroyed: the program's last lines need it
+    Clock* const clock = installed;
+    return clock != nullptr ? *clock : real;
+}
+
+void Clock::install(Clock* clock) { installed = clock; }
+
 timespec Clock::timeLeft(Time deadline) const {
     // Compared first: the difference to a deadline at the beginning of time is not representable.
     const auto time = now();

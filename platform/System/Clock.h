@@ -18,6 +18,12 @@ public:
 
     virtual ~Clock() = default;
 
+    /// The clock in force: that of the machine that is installed, else the machine's own.
+    static Clock& current();
+    /// Puts another clock in force, or the machine's own again for none. Before other threads
+    /// start.
+    static void install(Clock* clock);
+
     /// Time since an arbitrary start; never goes back.
     virtual Time now() const = 0;
     /// The date on the wall.

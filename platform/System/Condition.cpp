@@ -1,10 +1,8 @@
 #include "System/Condition.h"
 
-#include "System/Machine.h"
-
 bool Condition::wait(std::unique_lock<std::mutex>& lock, const std::function<bool()>& ready,
                      Clock::Deadline deadline) {
-    Clock& clock = Machine::current().clock();
+    Clock& clock = Clock::current();
     while (!ready()) {
         if (deadline && clock.now() >= *deadline) {
             return false;
@@ -28,6 +26,6 @@ bool Condition::wait(std::unique_lock<std::mutex>& lock, const std::function<boo
 void Condition::notifyAll() {
     std::lock_guard guard(mutex);
     for (Parking* parking : parked) {
-        Machine::current().clock().unpark(*parking);
+        Clock::current().unpark(*parking);
     }
 }

@@ -1,6 +1,5 @@
 #include "System/DescriptorWait.h"
 
-#include "System/Machine.h"
 #include "System/OutsideWork.h"
 
 #include <sys/epoll.h>
@@ -29,7 +28,7 @@ bool DescriptorWait::wait(const std::function<bool()>& done, Clock::Deadline dea
     if (done()) {
         return true;
     }
-    Clock& clock = Machine::current().clock();
+    Clock& clock = Clock::current();
     const OutsideWork outsideWork(clock);
     if (mainLoop) {
         return mainLoop->serveUntil(done, deadline);

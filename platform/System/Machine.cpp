@@ -17,4 +17,10 @@ Machine& Machine::current() {
     return installed() ? *installed() : real;
 }
 
-void Machine::install(std::shared_ptr<Machine> machine) { installed() = std::move(machine); }
+void Machine::install(std::shared_ptr<Machine> machine) {
+    Clock::install(nullptr);
+    if (machine) {
+        Clock::install(&machine->clock());
+    }
+    installed() = std::move(machine);
+}

@@ -32,7 +32,8 @@ public:
     /// Installs another machine, or the real one again for none. Before other threads start.
     static void install(std::shared_ptr<Machine> machine);
 
-    virtual Clock& clock() = 0;
+    /// The machine's own clock, unless one was put in its place.
+    virtual Clock& clock() { return Clock::current(); }
     virtual uid_t realUserID() const = 0;
     /// Short name of the user that this process runs for.
     virtual std::string userName() const = 0;

@@ -1,7 +1,5 @@
 #include "System/PollSet.h"
 
-#include "System/Machine.h"
-
 #include <algorithm>
 #include <array>
 #include <cerrno>
@@ -60,7 +58,7 @@ void PollSet::remove(int descriptor) {
 }
 
 void PollSet::wait(Clock::Deadline deadline) {
-    Clock& clock = Machine::current().clock();
+    Clock& clock = Clock::current();
     std::array<epoll_event, 32> events{};
     int count = 0;
     const auto poll = [&](Clock::Deadline limit) {
@@ -91,7 +89,7 @@ void PollSet::serve(int descriptor, std::uint32_t events) {
     }
 }
 
-void PollSet::wakeUp() { Machine::current().clock().unpark(parking); }
+void PollSet::wakeUp() { Clock::current().unpark(parking); }
 
 void PollSet::setAlarm(Clock::Deadline time) {
     if (time == alarmTime) {

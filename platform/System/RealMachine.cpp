@@ -1,6 +1,5 @@
 #include "System/RealMachine.h"
 
-#include "System/RealClock.h"
 #include "System/SpawnedProcess.h"
 #include "System/UserAccount.h"
 
@@ -66,11 +65,6 @@ void requirePrivateFolder(const std::string& path) {
 }
 
 } // namespace
-
-Clock& RealMachine::clock() {
-    static auto& real = *new RealClock; // never destroyed, as the machine
-    return real;
-}
 
 uid_t RealMachine::realUserID() const { return getuid(); }
 

@@ -7,7 +7,6 @@ class RealMachine : public Machine {
 public:
     explicit RealMachine(AuthorizationMode mode = AuthorizationMode::system) : mode(mode) {}
 
-    Clock& clock() override;
     uid_t realUserID() const override;
     std::string userName() const override;
     std::optional<std::string> consoleUser() const override;

@@ -2,7 +2,6 @@
 
 #include "System/ArgumentVector.h"
 #include "System/DescriptorWait.h"
-#include "System/Machine.h"
 #include "System/OutsideWork.h"
 #include "System/ProcessDescriptor.h"
 #include "System/ProcessReaper.h"
@@ -163,7 +162,7 @@ void SpawnedProcess::waitUntilExit() {
         return;
     }
     // Takes no descriptor, so that it works when none is left.
-    Clock& clock = Machine::current().clock();
+    Clock& clock = Clock::current();
     const OutsideWork outsideWork(clock);
     Parking parking;
     pollfd awaited{endDescriptor.get(), POLLIN, 0};

@@ -1,6 +1,7 @@
 #include "Foundation/NSBundle.h"
 
 #include "Foundation/NSFileManager.h"
+#include "Foundation/NSPropertyListSerialization.h"
 #include "support/TestMachine.h"
 #include "System/FileReplacement.h"
 

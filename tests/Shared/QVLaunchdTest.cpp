@@ -3,6 +3,7 @@
 #include "AppKit/NSAlert.h"
 #include "AppKit/NSApplication.h"
 #include "Foundation/NSFileManager.h"
+#include "Foundation/NSPropertyListSerialization.h"
 #include "Foundation/NSRunLoop.h"
 #include "Foundation/NSThread.h"
 #include "RecordingMachine.h"

@@ -1,5 +1,6 @@
 #include "LogFixture.h"
 
+#include "Foundation/NSPropertyListSerialization.h"
 #include "Foundation/NSString.h"
 #include "Shared/QVException.h"
 #include "Shared/QVLocalPaths.h"

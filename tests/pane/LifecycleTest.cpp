@@ -1,4 +1,5 @@
 #include "Foundation/NSException.h"
+#include "Foundation/NSPropertyListSerialization.h"
 #include "pane/PaneFixture.h"
 #include "pane/Tolvin.h"
 

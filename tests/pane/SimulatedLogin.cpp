@@ -2,6 +2,7 @@
 
 #include "Foundation/NSDistributedNotificationCenter.h"
 #include "Foundation/NSPropertyList.h"
+#include "Foundation/NSPropertyListSerialization.h"
 #include "Foundation/NSThread.h"
 #include "pane/Tolvin.h"
 

@@ -1,5 +1,6 @@
 #include "Foundation/NSFileManager.h"
 #include "Foundation/NSPipe.h"
+#include "Foundation/NSPropertyListSerialization.h"
 #include "support/BusTest.h"
 
 #include <algorithm>
