@@ -1,4 +1,4 @@
-// The loop that serves the main thread, as the waits of this floor see it: whoever waits on the
+// The loop that serves the main thread, as the waits in here see it: whoever waits on the
 // main thread has everything else served meanwhile.
 #pragma once
 
