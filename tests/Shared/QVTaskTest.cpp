@@ -239,6 +239,8 @@ TEST_F(TaskTest, leavesNothingBehind) {
     // What nobody waits for is taken note of by a thread of its own, in its own time.
     EXPECT_TRUE(eventually([&] { return descriptorsAndZombies() == before; }));
 
+    // The sanitizers' own checks take a descriptor, and take its lack for a fault.
+#if !defined(__SANITIZE_ADDRESS__)
     // With next to no descriptors every call works or raises, and still leaves nothing behind.
     rlimit usual{};
     getrlimit(RLIMIT_NOFILE, &usual);
@@ -264,6 +266,7 @@ TEST_F(TaskTest, leavesNothingBehind) {
         setrlimit(RLIMIT_NOFILE, &usual);
     }
     EXPECT_TRUE(eventually([&] { return descriptorsAndZombies() == before; }));
+#endif
 }
 
 } // namespace
