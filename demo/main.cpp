@@ -7,7 +7,7 @@
 #include "System/FileDescriptor.h"
 #include "System/Machine.h"
 #include "System/SandboxMachine.h"
-#include "System/Signals.h"
+#include "System/SaneSurroundings.h"
 
 #include <csignal>
 #include <iostream>
@@ -51,7 +51,7 @@ FileDescriptor endRequests() {
 } // namespace
 
 int main(int argc, char** argv) {
-    takeSaneSignals();
+    takeSaneSurroundings();
     ClientOptions options;
     try {
         options = ClientOptions::fromArguments({argv + (argc > 0 ? 1 : 0), argv + argc});

@@ -13,7 +13,7 @@
 #include "host/TerminationSignals.h"
 #include "host/UIScript.h"
 #include "System/Machine.h"
-#include "System/Signals.h"
+#include "System/SaneSurroundings.h"
 #include "System/TerminationGuard.h"
 
 #include <cstdio>
@@ -82,7 +82,7 @@ int runPane(const Options& options) {
 } // namespace
 
 int main(int count, char** arguments) {
-    takeSaneSignals();
+    takeSaneSurroundings();
     try {
         NSRunLoop::mainRunLoop(); // whoever asks first is the main thread
         const Options options = parseOptions({arguments + 1, arguments + count});

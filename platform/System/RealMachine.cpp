@@ -159,7 +159,9 @@ std::string RealMachine::sessionBusAddress() const {
         return address;
     }
     const char* runtime = std::getenv("XDG_RUNTIME_DIR");
-    if (runtime != nullptr && std::filesystem::is_socket(std::string(runtime) + "/bus")) {
+    std::error_code unreadable; // another user's folder is none
+    if (runtime != nullptr &&
+        std::filesystem::is_socket(std::string(runtime) + "/bus", unreadable)) {
         return "unix:path=" + std::string(runtime) + "/bus";
     }
     return "";

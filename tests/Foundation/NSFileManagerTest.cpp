@@ -3,7 +3,7 @@
 #include "support/TemporaryDirectory.h"
 #include "System/FileReading.h"
 #include "System/FileReplacement.h"
-#include "System/Signals.h"
+#include "System/SaneSurroundings.h"
 
 #include <array>
 #include <csignal>
@@ -74,7 +74,7 @@ TEST_F(NSFileManagerTest, AWriteThatFailsKeepsTheOldFile) {
     EXPECT_EQ(contentsOfFile(file), old);
     EXPECT_EQ(names(), Names{"a"});
     const auto writesMoreThanAllowed = [&] {
-        takeSaneSignals();
+        takeSaneSurroundings();
         const rlimit limit{1000, 1000};
         setrlimit(RLIMIT_FSIZE, &limit);
         return writeFileAtomically(std::string(2000, 'n'), file).has_value();

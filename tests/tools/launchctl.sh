@@ -24,6 +24,9 @@ sooner_or_later() {
 }
 lists_just() { [ "$(launchctl list | sed 1d | sort)" = "$1" ]; }
 is_gone() { [[ ! -e /proc/$1 || $(cut -d' ' -f3 "/proc/$1/stat") = Z ]]; }
+someone_waits() {
+    grep -q ":$(stat -c %i "$XDG_RUNTIME_DIR"/tessaline/launchd/*:com.example.job) 1 1$" /proc/locks
+}
 lists() { sooner_or_later lists_just "$@"; }
 
 # job KEYS [LABEL [FILE]]
@@ -32,13 +35,14 @@ job() {
         <key>RunAtLoad</key><true/>$1</dict></plist>" >"${3-job.plist}"
 }
 text() { echo "<key>$1</key><string>$2</string>"; }
-# talking_job SECONDS-BETWEEN-STARTS WHEN-TERMINATED: a loaded job that says when it starts and that it is
-# to end, and ends when and how it is told to. The right working folder is what makes the pipes good.
+# talking_job SECONDS-BETWEEN-STARTS WHEN-TERMINATED [KEEP-ALIVE]: a loaded job that says when it starts and
+# that it is to end, and ends when and how it is told to. The right working folder is what makes the pipes
+# good.
 talking_job() {
     rm -f said told && mkfifo said told && exec 8<>said 9<>told
-    job "$(text WorkingDirectory "$folder")<key>ThrottleInterval</key><integer>$1</integer>
+    job "$(text WorkingDirectory "$folder/there/..")<key>ThrottleInterval</key><integer>$1</integer>
         <key>ExitTimeOut</key><integer>1</integer><key>KeepAlive</key>
-        <dict><key>SuccessfulExit</key><false/></dict>$(text Program /bin/bash)
+        ${3-<dict><key>SuccessfulExit</key><false/></dict>}$(text Program /bin/bash)
         <key>ProgramArguments</key><array><string>bash</string><string>-c</string><string>
         trap 'echo TERM >said; $2' TERM; echo \$\$ \$TESSALINE_ROOT >said
         until read -r status; do :; done &lt;told; exit \$status</string></array>"
@@ -48,6 +52,7 @@ hear() { read -r -t 30 heard rest <&8 || { wrong "the job says nothing"; exit 1;
 tell() { echo "$1" >&9; }
 
 # From load to unload.
+mkdir there
 talking_job 0 exit
 hear && says 0 "PID = $heard" list com.example.job
 says 1 'com.example.job: Already loaded' load job.plist
@@ -72,11 +77,41 @@ hear && first=$heard
 launchctl unload job.plist &
 hear && is "$heard" TERM
 kill -KILL $! && wait $! 2>/dev/null
-# Loading again waits for the old one's end.
-says 0 '' load job.plist
+# Loading again waits for the old one's end; who loads need not live to see it.
+launchctl load job.plist &
+sooner_or_later someone_waits
+kill -KILL $! && wait $! 2>/dev/null
 hear && sooner_or_later is_gone "$first"
-says 0 '' unload job.plist
-hear
+# To unload ends the one that waits, too.
+launchctl unload job.plist &
+hear && is "$heard" TERM
+launchctl load job.plist 2>/dev/null &
+sooner_or_later someone_waits
+says 1 'com.example.job: Already loaded' load job.plist
+says 0 '' remove com.example.job
+wait && lists ''
+
+# Which ends are followed by a start.
+while IFS='|' read -r keep status restarts; do
+    talking_job 0 exit "$keep"
+    hear && tell "$status"
+    if [ "$restarts" ]; then hear; else lists "-	$status	com.example.job"; fi
+    says 0 '' unload job.plist
+done <<-END
+	<true/>|0|yes
+	<true/>|3|yes
+	<false/>|3|
+	<dict><key>SuccessfulExit</key><true/></dict>|0|yes
+	<dict><key>SuccessfulExit</key><true/></dict>|3|
+	END
+
+# A session's jobs end with its bus; another session's are its own, started anew.
+talking_job 0 exit
+hear && first=$heard
+says 1 'Already loaded' load job.plist
+dbus-run-session bash -c 'launchctl load job.plist && read -r -t 30 text <said && echo $text &&
+    launchctl list && launchctl bootout && launchctl load job.plist && read -r -t 30 <said' >/dev/null
+lists ''
 
 # What does not start is not loaded.
 for key in Program WorkingDirectory; do
@@ -84,10 +119,17 @@ for key in Program WorkingDirectory; do
     says 1 'Cannot ' load job.plist
     lists ''
 done
-# One that nothing starts is loaded and waits; a label may hold any character.
-job '<key>RunAtLoad</key><false/>' 'a-b c/ü\'
-says 0 '' load .
-lists $'-\t0\ta-b c/ü\\'
+# Unless it is to be kept alive: it is tried again.
+job "$(text Program "$folder/late")<key>KeepAlive</key><true/><key>ThrottleInterval</key><integer>0</integer>"
+says 0 "Cannot start $folder/late: No such file or directory; tried again" load job.plist
+lists $'-\t127\tcom.example.job'
+printf '#!/bin/sh\npwd >%s; exec sleep 60' "$folder/where" >new && chmod 755 new && mv -f new late
+sooner_or_later test -s where && is "$(<where)" /
+says 0 '' unload job.plist
+# One that nothing starts is loaded and waits; a label may hold any character, and is shown as it can be.
+job '<key>RunAtLoad</key><false/>' 'a-b c/ü\&#9;'
+launchctl load . <&- >&- || wrong 'does not load without descriptors'
+lists $'-\t0\ta-b c/ü\\\\x09'
 says 0 '' unload .
 
 # Many at once, each of them three times.
@@ -130,7 +172,6 @@ if [ "$(id -u)" = 0 ]; then
 		$folder/there/on could be changed|chgrp 12345 there/on && chmod 775 there/on
 		$folder/there/on/true could be changed|/bin/chown 12345 there/on/true
 		$folder/link could be changed|/bin/chown -h 12345 link
-		Cannot reach $folder/there/on|rm -r there/on
 		Cannot reach $folder/link|ln -sfn "$folder/link" link
 		END
     job "$(text Program "$folder/none")"

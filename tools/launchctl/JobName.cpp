@@ -10,8 +10,8 @@
 
 namespace {
 
-/// Of a file's name, with room for an extension.
-constexpr std::size_t longestName = 240;
+/// Of a file's name and of a unit's (255), with room for what tells units apart.
+constexpr std::size_t longestName = 210;
 constexpr int hexadecimal = 16;
 
 } // namespace
@@ -22,7 +22,9 @@ std::string jobNamePrefix() {
         return "tessaline.job:";
     }
     std::uint64_t hash = 0xcbf29ce484222325; // FNV-1a
-    for (const unsigned char byte : std::filesystem::weakly_canonical(root).string()) {
+    std::error_code unreadable;
+    auto path = std::filesystem::weakly_canonical(root, unreadable);
+    for (const unsigned char byte : unreadable ? std::string(root) : path.string()) {
         hash = (hash ^ byte) * 0x100000001b3;
     }
     return stringWithFormat("tessaline.sandbox.%016lx:", static_cast<std::int64_t>(hash));

@@ -5,6 +5,7 @@
 #include "System/TrustedPath.h"
 
 #include <cstdlib>
+#include <system_error>
 
 void requireTrustedProgram(const Job& job) {
     // In a sandbox nothing is for every user.
@@ -14,6 +15,11 @@ void requireTrustedProgram(const Job& job) {
     }
     try {
         requireTrustedPath(job.program, Machine::current().realUserID());
+    } catch (const std::system_error& error) {
+        // What is not there is no danger, and who tries to start it says so.
+        if (error.code() != std::errc::no_such_file_or_directory) {
+            fail("%@ is not run: %@", job.label, error.what());
+        }
     } catch (const std::exception& exception) {
         fail("%@ is not run: %@", job.label, exception.what());
     }

@@ -1,11 +1,13 @@
-// What is known of a job that a supervisor keeps: a file in the user's runtime folder, locked by
-// the supervisor for as long as it lives. The lock alone tells whether a job is loaded, and by
-// which process: the kernel drops it however that process ends, so a killed supervisor leaves
-// nothing behind that could be taken for a job.
+// What is known of a loaded job: a file in the user's runtime folder, parts of which are locked by
+// its supervisor. The locks alone tell whether a job is loaded, and by which process: the kernel
+// drops them however that process ends, so a killed supervisor leaves nothing behind that could be
+// taken for a job.
 #pragma once
 
 #include "System/FileDescriptor.h"
+#include "System/ProcessDescriptor.h"
 
+#include <optional>
 #include <string>
 #include <sys/types.h>
 #include <vector>
@@ -15,24 +17,53 @@ public:
     struct Record {
         pid_t process = 0; // 0 while it does not run
         int lastStatus = 0;
-        bool isEnding = false; // it is being unloaded
     };
 
-    /// Raises when the user has no folder for it that is safe from others.
-    explicit SupervisedJob(const std::string& name);
+    /// None when nobody has loaded it; asking makes no file. Raises when the user has no folder for
+    /// it that is safe from others.
+    static std::optional<SupervisedJob> find(const std::string& name);
+    /// Makes this process the supervisor. One that is ending is waited for, without a bound; one of
+    /// another session is told to end. Raises when there is one of this session, or one that waits
+    /// already.
+    static SupervisedJob take(const std::string& name, const std::string& label);
+    /// A supervisor's takes the file away with it.
+    ~SupervisedJob();
+    SupervisedJob(SupervisedJob&& other) noexcept;
+    SupervisedJob& operator=(SupervisedJob&&) = delete;
 
-    /// Makes this process its supervisor. False when another one is.
-    bool acquire();
-    /// The supervisor's process; 0 for none.
-    pid_t supervisor() const;
+    /// The processes that keep it and that wait to keep it, as what cannot become another process;
+    /// none where there is none.
+    FileDescriptor supervisor() const { return holder(keeping); }
+    FileDescriptor successor() const { return holder(waiting); }
+    bool isKept() const;
+    /// Whether it was loaded from a session with another bus than this process's; no process
+    /// without a bus finds it so.
+    bool isOfAnotherSession() const;
+    /// Whether a new supervisor may take the place of the present one.
+    bool canBeSucceeded() const;
 
     Record record() const;
+    /// Supervisor only: notes what became of the job, and that it is being unloaded.
     void setRecord(const Record& record);
+    void setEnding() { lock(ending); }
 
-    /// Names of all that ever were; some may have no supervisor.
+    /// Names of all that may be loaded; some may have no supervisor.
     static std::vector<std::string> names();
 
 private:
-    static std::string folder();
+    /// Bytes of the file that are locked, whether they are there or not.
+    enum Role : off_t { keeping, waiting, ending };
+
+    SupervisedJob(std::string path, FileDescriptor file)
+        : path(std::move(path)), file(std::move(file)) {}
+    bool lock(Role role);
+    void unlock(Role role);
+    pid_t holderNumber(Role role) const;
+    FileDescriptor holder(Role role) const;
+    bool acquire();
+    void awaitEnd() const;
+
+    std::string path;
     FileDescriptor file;
+    bool isOurs = false;
 };

@@ -1,6 +1,8 @@
 #include "Supervisor.h"
 
 #include "Failure.h"
+#include "Foundation/NSLog.h"
+#include "JobTrust.h"
 #include "System/ArgumentVector.h"
 #include "System/Machine.h"
 
@@ -11,8 +13,13 @@
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
+#include <syslog.h>
+#include <systemd/sd-journal.h>
+#include <unistd.h>
+#include <utility>
 
 using namespace std::chrono_literals;
 
@@ -20,8 +27,10 @@ namespace {
 
 /// What a shell answers for a program that it cannot run.
 constexpr int cannotRun = 127;
+/// Between two tries to start what cannot be started, whatever the job asks for.
+constexpr std::chrono::seconds shortestPause = 1s;
 
-sigset_t signals(std::initializer_list<int> numbers) {
+sigset_t setOf(std::initializer_list<int> numbers) {
     sigset_t set;
     sigemptyset(&set);
     for (const int number : numbers) {
@@ -30,51 +39,80 @@ sigset_t signals(std::initializer_list<int> numbers) {
     return set;
 }
 
-} // namespace
-
-Supervisor::Supervisor(const Job& job, SupervisedJob& shared) : job(job), shared(shared) {
-    // Signals wait until nextEvent asks for them; a session that closes ends jobs by SIGTERM, not
-    // with its terminal.
-    const auto handled = signals({SIGCHLD, SIGTERM});
-    sigprocmask(SIG_SETMASK, &handled, nullptr);
-    std::signal(SIGCHLD, SIG_DFL);
-    std::signal(SIGHUP, SIG_IGN);
-    std::signal(SIGINT, SIG_IGN);
-    std::signal(SIGPIPE, SIG_IGN);
-    // What the job's own children leave behind becomes ours to wait for.
-    prctl(PR_SET_CHILD_SUBREAPER, 1);
-    prctl(PR_SET_NAME, "launchd-job");
+bool isPast(const Clock::Deadline& deadline) {
+    return deadline && Machine::current().clock().now() >= *deadline;
 }
 
-void Supervisor::begin() {
-    shared.setRecord(record);
-    if (job.startsOnLoad) {
-        start();
+/// Where a job's own words go: the journal, or nowhere without one.
+FileDescriptor openLog(const std::string& label) {
+    FileDescriptor journal(sd_journal_stream_fd(label.c_str(), LOG_INFO, 0));
+    return journal ? std::move(journal) : FileDescriptor(open("/dev/null", O_WRONLY | O_CLOEXEC));
+}
+
+} // namespace
+
+Supervisor::Supervisor(const Job& job, SupervisedJob& shared)
+    : job(job), shared(shared), session(Machine::current().sessionBusAddress()) {
+    // Signals wait until they are read; a session that closes ends jobs by its bus, not with its
+    // terminal.
+    const auto handled = setOf({SIGCHLD, SIGTERM});
+    sigprocmask(SIG_SETMASK, &handled, nullptr);
+    signals.reset(signalfd(-1, &handled, SFD_CLOEXEC | SFD_NONBLOCK));
+    if (!signals) {
+        fail("Cannot start a supervisor: %@", std::strerror(errno));
     }
+    std::signal(SIGHUP, SIG_IGN);
+    std::signal(SIGINT, SIG_IGN);
+    // What the job's own children leave behind becomes ours to wait for.
+    prctl(PR_SET_CHILD_SUBREAPER, 1);
+}
+
+std::string Supervisor::begin() {
+    requireTrustedProgram(job);
+    shared.setRecord(record);
+    if (!job.startsOnLoad) {
+        return "";
+    }
+    try {
+        start();
+    } catch (const NSException& exception) {
+        couldStart = false;
+        jobEnded(W_EXITCODE(cannotRun, 0));
+        if (!nextStart) {
+            throw;
+        }
+        return std::string(exception.what()) + "; tried again from time to time";
+    }
+    return "";
 }
 
 void Supervisor::run() {
-    for (;;) {
-        switch (nextEvent(true, nextStart)) {
-        case Event::childEnded:
-            reap();
-            break;
-        case Event::due:
-            nextStart.reset();
-            try {
-                start();
-            } catch (const NSException&) { // the program's place may be empty for a while only
-                jobEnded(W_EXITCODE(cannotRun, 0));
-            }
-            break;
-        case Event::told:
-            record.isEnding = true;
-            shared.setRecord(record);
-            if (record.process != 0) {
-                endGroup(record.process);
-            }
-            return;
+    while (!isTold) {
+        wait(nextStart);
+        reap();
+        if (!isTold && isPast(nextStart)) {
+            startAgain();
         }
+    }
+    shared.setEnding();
+    if (record.process != 0) {
+        endGroup(record.process);
+    }
+}
+
+/// The program's place may be empty for a while only, which is said once.
+void Supervisor::startAgain() {
+    nextStart.reset();
+    try {
+        requireTrustedProgram(job);
+        start();
+        couldStart = true;
+    } catch (const NSException& exception) {
+        if (std::exchange(couldStart, false)) {
+            NSLog("launchctl: %@: %@; tried again from time to time", job.label, exception.what());
+        }
+        started = Machine::current().clock().now();
+        jobEnded(W_EXITCODE(cannotRun, 0));
     }
 }
 
@@ -85,10 +123,11 @@ void Supervisor::start() {
         fail("Cannot start %@: %@", job.program, std::strerror(errno));
     }
     FileDescriptor fromProgram(pipe[0]), toSupervisor(pipe[1]);
+    const auto output = openLog(job.label);
     const auto self = getpid();
     const auto process = fork();
     if (process == 0) {
-        becomeProgram(toSupervisor.get(), self);
+        becomeProgram(toSupervisor.get(), output.get(), self);
     }
     if (process < 0) {
         fail("Cannot start %@: %@", job.program, std::strerror(errno));
@@ -104,17 +143,19 @@ void Supervisor::start() {
     shared.setRecord(record);
 }
 
-void Supervisor::becomeProgram(int failurePipe, pid_t supervisor) const {
+void Supervisor::becomeProgram(int failurePipe, int output, pid_t supervisor) const {
     setpgid(0, 0);
     // Without its supervisor nothing could end the job later.
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     if (getppid() != supervisor) {
         _exit(cannotRun);
     }
-    for (const int number : {SIGHUP, SIGINT, SIGPIPE}) {
+    dup2(output, STDOUT_FILENO);
+    dup2(output, STDERR_FILENO);
+    for (const int number : {SIGHUP, SIGINT, SIGPIPE, SIGXFSZ}) {
         std::signal(number, SIG_DFL);
     }
-    const auto none = signals({});
+    const auto none = setOf({});
     sigprocmask(SIG_SETMASK, &none, nullptr);
     if (job.workingDirectory.empty() || chdir(job.workingDirectory.c_str()) == 0) {
         execve(job.program.c_str(), argumentVector(job.arguments).data(),
@@ -144,7 +185,7 @@ void Supervisor::jobEnded(int waitStatus) {
     record.lastStatus = WIFEXITED(waitStatus) ? WEXITSTATUS(waitStatus) : -WTERMSIG(waitStatus);
     shared.setRecord(record);
     if (job.restartsAfter(record.lastStatus)) {
-        nextStart = started + job.throttleInterval;
+        nextStart = started + std::max(job.throttleInterval, couldStart ? 0s : shortestPause);
     }
 }
 
@@ -163,30 +204,31 @@ void Supervisor::endGroup(pid_t group) {
     kill(-group, SIGCONT);
     Clock::Deadline deadline = Machine::current().clock().now() + job.exitTimeOut;
     while (!isGone()) {
-        if (nextEvent(false, deadline) == Event::due) {
+        wait(deadline);
+        if (isPast(deadline)) {
             kill(-group, SIGKILL);
             deadline.reset();
         }
     }
 }
 
-Supervisor::Event Supervisor::nextEvent(bool heedsTermination,
-                                        const Clock::Deadline& deadline) const {
-    const auto awaited = heedsTermination ? signals({SIGCHLD, SIGTERM}) : signals({SIGCHLD});
-    for (;;) {
-        timespec rest{};
-        if (deadline) {
-            rest = Machine::current().clock().timeLeft(*deadline);
-        }
-        const int number = sigtimedwait(&awaited, nullptr, deadline ? &rest : nullptr);
-        if (number == SIGCHLD) {
-            return Event::childEnded;
-        }
-        if (number == SIGTERM) {
-            return Event::told;
-        }
-        if (errno == EAGAIN) {
-            return Event::due;
-        }
+/// Until a signal comes, the session changes or a time is reached.
+void Supervisor::wait(Clock::Deadline deadline) {
+    std::array entries{pollfd{.fd = signals.get(), .events = POLLIN, .revents = 0},
+                       session.descriptor()};
+    if (const auto due = session.due()) {
+        deadline = deadline ? std::min(*deadline, *due) : *due;
+    }
+    const auto rest = deadline ? Machine::current().clock().timeLeft(*deadline) : timespec{};
+    ppoll(entries.data(), entries.size(), deadline ? &rest : nullptr, nullptr);
+    readSignals();
+    session.process();
+    isTold = isTold || session.isOver();
+}
+
+void Supervisor::readSignals() {
+    signalfd_siginfo signal{};
+    while (read(signals.get(), &signal, sizeof signal) == sizeof signal) {
+        isTold = isTold || signal.ssi_signo == SIGTERM;
     }
 }

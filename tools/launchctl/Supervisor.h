@@ -1,35 +1,44 @@
 // Keeps one job: starts its program, starts it again as the job asks for, and ends it with
-// everything in its process group when told to by SIGTERM. It is the whole of a process of its own
-// and changes that process's signals and children to fit.
+// everything in its process group when told to by SIGTERM or when its session is over. It is the
+// whole of a process of its own and changes that process's signals and children to fit.
 #pragma once
 
 #include "Job.h"
+#include "SessionBusWatch.h"
 #include "SupervisedJob.h"
-#include "System/Clock.h"
+
+#include <string>
+#include <sys/signalfd.h>
 
 class Supervisor {
 public:
+    /// Raises when the machine lacks what it needs.
     Supervisor(const Job& job, SupervisedJob& shared);
 
-    /// Starts the job if it is to start on load. Raises when it cannot be started.
-    void begin();
-    /// Keeps it until SIGTERM comes and the job has ended.
+    /// Starts the job if it is to start on load. Raises when it cannot be started, unless it is to
+    /// be tried again: then that is the warning that it returns.
+    std::string begin();
+    /// Keeps it until it is told to end and the job has ended.
     void run();
 
 private:
-    enum class Event { childEnded, told, due };
-
     void start();
-    [[noreturn]] void becomeProgram(int failurePipe, pid_t supervisor) const;
+    void startAgain();
+    [[noreturn]] void becomeProgram(int failurePipe, int output, pid_t supervisor) const;
     void reap();
     void jobEnded(int waitStatus);
     void endGroup(pid_t group);
-    Event nextEvent(bool heedsTermination, const Clock::Deadline& deadline) const;
+    void wait(Clock::Deadline deadline);
+    void readSignals();
 
     const Job job;
     const std::vector<std::string> environment = Job::environment();
     SupervisedJob& shared;
     SupervisedJob::Record record;
+    FileDescriptor signals;
+    SessionBusWatch session;
+    bool isTold = false; // to end
+    bool couldStart = true;
     Clock::Time started;
     Clock::Deadline nextStart;
 };

@@ -1,10 +1,13 @@
 #include "SystemdManager.h"
 
 #include "Failure.h"
-#include "Foundation/NSString.h"
 #include "System/Machine.h"
 
+#include <algorithm>
+#include <array>
 #include <cctype>
+#include <cerrno>
+#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <systemd/sd-bus.h>
@@ -13,12 +16,17 @@ using namespace std::chrono_literals;
 
 namespace {
 
-constexpr const char* service = "org.freedesktop.systemd1";
+constexpr const char* manager = "org.freedesktop.systemd1";
 constexpr const char* managerPath = "/org/freedesktop/systemd1";
 constexpr const char* managerInterface = "org.freedesktop.systemd1.Manager";
-constexpr const char* unitInterface = "org.freedesktop.systemd1.Unit";
-constexpr std::chrono::microseconds connectBound = 2s;
 constexpr std::chrono::microseconds answerBound = 4s;
+/// For what a service's program needs to end, beyond what it waits for itself.
+constexpr std::chrono::seconds endMargin = 5s;
+
+struct Unref {
+    void operator()(sd_bus_message* message) const { sd_bus_message_unref(message); }
+};
+using Message = std::unique_ptr<sd_bus_message, Unref>;
 
 struct BusError {
     BusError() = default;
@@ -28,23 +36,19 @@ struct BusError {
     sd_bus_error error{};
 };
 
-std::string objectPath(const std::string& unit) {
-    char* path = nullptr;
-    if (sd_bus_path_encode("/org/freedesktop/systemd1/unit", unit.c_str(), &path) < 0) {
-        throw std::bad_alloc();
+int check(int result) {
+    if (result < 0) {
+        fail("systemd's user manager does not answer as it should: %@", std::strerror(-result));
     }
-    std::string result(path);
-    std::free(path);
     return result;
 }
 
-int noteResult(sd_bus_message* signal, void* results, sd_bus_error* /*error*/) {
-    std::uint32_t number = 0;
-    const char *work = nullptr, *unit = nullptr, *result = nullptr;
-    if (sd_bus_message_read(signal, "uoss", &number, &work, &unit, &result) > 0) {
-        (*static_cast<std::map<std::string, std::string>*>(results))[work] = result;
-    }
-    return 0;
+Message newCall(sd_bus* bus, const char* path, const char* interface, const char* member) {
+    sd_bus_message* message = nullptr;
+    check(sd_bus_message_new_method_call(bus, &message, manager, path, interface, member));
+    // The bus must not start a manager where none runs.
+    sd_bus_message_set_auto_start(message, 0);
+    return Message(message);
 }
 
 /// As the value of a key of a bus address.
@@ -58,27 +62,101 @@ std::string escaped(const std::string& path) {
     return text;
 }
 
-int check(int result, const char* doing) {
-    if (result < 0) {
-        fail("Cannot %@ systemd's user manager: %@", doing, std::strerror(-result));
+/// Whether nobody is there to answer, or nobody that this user may ask.
+bool isAbsence(int error) {
+    constexpr std::array errors{ENOENT, ECONNREFUSED, ENOTDIR, EACCES, EPERM, ENXIO, EHOSTUNREACH};
+    return std::find(errors.begin(), errors.end(), -error) != errors.end();
+}
+
+/// Joins the bus, for which the library itself would wait much longer.
+int join(sd_bus* bus) {
+    auto& clock = Machine::current().clock();
+    const auto deadline = clock.now() + answerBound;
+    int result = sd_bus_start(bus);
+    while (result >= 0 && sd_bus_is_ready(bus) == 0) {
+        const auto left = std::chrono::ceil<std::chrono::microseconds>(deadline - clock.now());
+        if (left <= 0us) {
+            return -ETIMEDOUT;
+        }
+        result = sd_bus_process(bus, nullptr);
+        if (result == 0) {
+            result = sd_bus_wait(bus, static_cast<std::uint64_t>(left.count()));
+        }
     }
     return result;
+}
+
+/// The properties of a unit that is to be made. A message that lacks memory for one says so when it
+/// is sent.
+class Properties {
+public:
+    explicit Properties(sd_bus_message* message) : message(message) {
+        sd_bus_message_open_container(message, 'a', "(sv)");
+    }
+    ~Properties() { sd_bus_message_close_container(message); }
+    Properties(const Properties&) = delete;
+    Properties& operator=(const Properties&) = delete;
+
+    template <class... Values>
+    void add(const char* name, const char* type, Values... values) {
+        sd_bus_message_append(message, "(sv)", name, type, values...);
+    }
+    void add(const char* name, const std::vector<std::string>& texts) {
+        open(name, "as");
+        addTexts(texts);
+        close();
+    }
+    void addCommand(const std::vector<std::string>& command) {
+        open("ExecStartEx", "a(sasas)");
+        sd_bus_message_open_container(message, 'a', "(sasas)");
+        sd_bus_message_open_container(message, 'r', "sasas");
+        sd_bus_message_append(message, "s", command.front().c_str());
+        addTexts(command);
+        // An argument is meant as it stands, dollar signs too.
+        addTexts({"no-env-expand"});
+        sd_bus_message_close_container(message);
+        sd_bus_message_close_container(message);
+        close();
+    }
+
+private:
+    void open(const char* name, const char* type) {
+        sd_bus_message_open_container(message, 'r', "sv");
+        sd_bus_message_append(message, "s", name);
+        sd_bus_message_open_container(message, 'v', type);
+    }
+    void close() {
+        sd_bus_message_close_container(message);
+        sd_bus_message_close_container(message);
+    }
+    void addTexts(const std::vector<std::string>& texts) {
+        sd_bus_message_open_container(message, 'a', "s");
+        for (const auto& text : texts) {
+            sd_bus_message_append(message, "s", text.c_str());
+        }
+        sd_bus_message_close_container(message);
+    }
+
+    sd_bus_message* message;
+};
+
+/// Of no other unit, also while one of the same job is still ending.
+std::string newUnit(const std::string& name) {
+    const auto time = Machine::current().clock().now().time_since_epoch().count();
+    return stringWithFormat("%@:%lx.%d.service", name, time, getpid());
 }
 
 } // namespace
 
 // Without a flush: a manager that does not answer must not hold up the end either.
-void SystemdManager::Unref::operator()(sd_bus* connection) const { sd_bus_close_unref(connection); }
-void SystemdManager::Unref::operator()(sd_bus_message* message) const {
-    sd_bus_message_unref(message);
-}
+void SystemdManager::Close::operator()(sd_bus* connection) const { sd_bus_close_unref(connection); }
 
 std::unique_ptr<SystemdManager> SystemdManager::connect() {
     // The manager has a socket of its own, also in a login without a message bus.
     if (const char* runtime = std::getenv("XDG_RUNTIME_DIR")) {
         const auto path = std::string(runtime) + "/systemd/private";
-        if (auto manager = connectTo("unix:path=" + escaped(path), false)) {
-            return manager;
+        if (auto found = connectTo("unix:path=" + escaped(path), false)) {
+            return found;
         }
     }
     const auto address = Machine::current().sessionBusAddress();
@@ -88,135 +166,45 @@ std::unique_ptr<SystemdManager> SystemdManager::connect() {
 std::unique_ptr<SystemdManager> SystemdManager::connectTo(const std::string& address,
                                                           bool isMessageBus) {
     sd_bus* connection = nullptr;
-    if (sd_bus_new(&connection) < 0) {
+    check(sd_bus_new(&connection));
+    Bus bus(connection);
+    if (sd_bus_set_address(connection, address.c_str()) < 0) {
         return nullptr;
     }
-    std::unique_ptr<SystemdManager> manager(new SystemdManager(Bus(connection)));
-    if (sd_bus_set_address(connection, address.c_str()) < 0 ||
-        sd_bus_set_bus_client(connection, isMessageBus ? 1 : 0) < 0 ||
-        sd_bus_set_method_call_timeout(connection, connectBound.count()) < 0 ||
-        sd_bus_start(connection) < 0 || !manager->begin()) {
+    check(sd_bus_set_bus_client(connection, isMessageBus ? 1 : 0));
+    check(sd_bus_set_method_call_timeout(connection, answerBound.count()));
+    int result = join(connection);
+    if (result >= 0) {
+        const auto ping = newCall(connection, "/", "org.freedesktop.DBus.Peer", "Ping");
+        result = sd_bus_call(connection, ping.get(), 0, nullptr, nullptr);
+    }
+    if (isAbsence(result)) {
         return nullptr;
     }
-    sd_bus_set_method_call_timeout(connection, answerBound.count());
-    return manager;
+    check(result);
+    return std::unique_ptr<SystemdManager>(new SystemdManager(std::move(bus)));
 }
 
-bool SystemdManager::begin() {
-    try {
-        return waitUntil([this] { return sd_bus_is_ready(bus.get()) > 0; }, 2s) &&
-               sd_bus_match_signal(bus.get(), nullptr, nullptr, managerPath, managerInterface,
-                                   "JobRemoved", noteResult, &results) >= 0 &&
-               call(newCall("Subscribe")) != nullptr;
-    } catch (const NSException&) { // then there is none
-        return false;
+void SystemdManager::startService(const Service& service) {
+    const auto call = newCall(bus.get(), managerPath, managerInterface, "StartTransientUnit");
+    sd_bus_message_append(call.get(), "ss", newUnit(service.name).c_str(), "fail");
+    {
+        Properties properties(call.get());
+        properties.add("Description", "s", service.description.c_str());
+        properties.addCommand(service.command);
+        properties.add("Environment", service.environment);
+        properties.add("StandardOutputFileDescriptor", "h", service.output);
+        // The program ends what it keeps in its own order, before what is left is killed.
+        properties.add("KillMode", "s", "mixed");
+        const std::chrono::microseconds patience = service.exitTimeOut + endMargin;
+        properties.add("TimeoutStopUSec", "t", static_cast<std::uint64_t>(patience.count()));
+        properties.add("CollectMode", "s", "inactive-or-failed");
     }
-}
-
-SystemdManager::Message SystemdManager::newCall(const char* member) const {
-    sd_bus_message* message = nullptr;
-    check(sd_bus_message_new_method_call(bus.get(), &message, service, managerPath,
-                                         managerInterface, member),
-          "call");
-    // The bus must not start a manager where none runs.
-    sd_bus_message_set_auto_start(message, 0);
-    return Message(message);
-}
-
-SystemdManager::Message SystemdManager::call(Message request) const {
+    sd_bus_message_append(call.get(), "a(sa(sv))", 0);
     BusError error;
-    sd_bus_message* reply = nullptr;
-    if (sd_bus_call(bus.get(), request.get(), 0, &error.error, &reply) < 0) {
-        throw NSException(error.error.name, error.error.message);
+    const int result = sd_bus_call(bus.get(), call.get(), 0, &error.error, nullptr);
+    if (result < 0) {
+        fail("systemd's user manager does not start %@: %@", service.description,
+             error.error.message != nullptr ? error.error.message : std::strerror(-result));
     }
-    return Message(reply);
-}
-
-std::string SystemdManager::enqueue(Message request) const {
-    const auto reply = call(std::move(request));
-    const char* work = nullptr;
-    check(sd_bus_message_read(reply.get(), "o", &work), "understand");
-    return work;
-}
-
-std::string SystemdManager::enqueue(const char* member, const std::string& unit,
-                                    const char* mode) const {
-    auto request = newCall(member);
-    check(sd_bus_message_append(request.get(), "ss", unit.c_str(), mode), "call");
-    return enqueue(std::move(request));
-}
-
-std::string SystemdManager::resultOf(const std::string& work, std::chrono::seconds bound) {
-    waitUntil([&] { return results.contains(work); }, bound);
-    return results[work];
-}
-
-SystemdManager::Message SystemdManager::property(const std::string& unit, const char* interface,
-                                                 const char* name) const {
-    sd_bus_message* message = nullptr;
-    check(sd_bus_message_new_method_call(bus.get(), &message, service, objectPath(unit).c_str(),
-                                         "org.freedesktop.DBus.Properties", "Get"),
-          "call");
-    Message request(message);
-    check(sd_bus_message_append(message, "ss", interface, name), "call");
-    return call(std::move(request));
-}
-
-std::string SystemdManager::activeState(const std::string& unit) const {
-    const auto reply = property(unit, unitInterface, "ActiveState");
-    const char* state = nullptr;
-    check(sd_bus_message_read(reply.get(), "v", "s", &state), "understand");
-    return state;
-}
-
-bool SystemdManager::hasPendingWork(const std::string& unit) const {
-    const auto reply = property(unit, unitInterface, "Job");
-    std::uint32_t number = 0;
-    const char* path = nullptr;
-    check(sd_bus_message_read(reply.get(), "v", "(uo)", &number, &path), "understand");
-    return number != 0;
-}
-
-std::int64_t SystemdManager::number(const std::string& unit, const char* name) const {
-    const auto reply = property(unit, "org.freedesktop.systemd1.Service", name);
-    char type = 0;
-    const char* content = nullptr;
-    check(sd_bus_message_peek_type(reply.get(), &type, &content), "understand");
-    std::int32_t number = 0; // of either sign: process numbers leave the highest bit alone
-    check(sd_bus_message_read(reply.get(), "v", content, &number), "understand");
-    return number;
-}
-
-std::vector<std::string> SystemdManager::activeUnits(const std::string& pattern) const {
-    auto request = newCall("ListUnitsByPatterns");
-    check(sd_bus_message_append(request.get(), "asas", 1, "active", 1, pattern.c_str()), "call");
-    const auto reply = call(std::move(request));
-    check(sd_bus_message_enter_container(reply.get(), 'a', "(ssssssouso)"), "understand");
-    std::vector<std::string> units;
-    const char* unit = nullptr;
-    while (check(sd_bus_message_enter_container(reply.get(), 'r', "ssssssouso"), "understand") >
-           0) {
-        check(sd_bus_message_read(reply.get(), "s", &unit), "understand");
-        check(sd_bus_message_skip(reply.get(), "sssssouso"), "understand");
-        check(sd_bus_message_exit_container(reply.get()), "understand");
-        units.emplace_back(unit);
-    }
-    return units;
-}
-
-bool SystemdManager::waitUntil(const std::function<bool()>& holds, Clock::Duration bound) {
-    auto& clock = Machine::current().clock();
-    const auto deadline = clock.now() + bound;
-    while (!holds()) {
-        const int worked = check(sd_bus_process(bus.get(), nullptr), "reach");
-        const auto left =
-            std::chrono::ceil<std::chrono::microseconds>(deadline - clock.now()).count();
-        if (worked == 0 && left <= 0) {
-            return false;
-        }
-        if (worked == 0) {
-            check(sd_bus_wait(bus.get(), static_cast<std::uint64_t>(left)), "reach");
-        }
-    }
-    return true;
 }
