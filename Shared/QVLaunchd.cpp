@@ -141,6 +141,14 @@ void QVLaunchd::removeJob(const std::string& label, const Place& place) {
     NSThread::sleepForTimeInterval(shortPause);
 }
 
+bool QVLaunchd::isJobKept(const std::string& label) {
+    const auto state = QVTask::stringFromTask(launchctlPath, {"list", label}, launchctlTimeout);
+    const auto says = [&](const char* text) {
+        return state && state->find(text) != std::string::npos;
+    };
+    return says("PID = ") && !(says("PID = -") && says("LastExitStatus = 0\n"));
+}
+
 void QVLaunchd::removeLaunchAgent(const std::string& label, bool user) {
     removeJob(label, {.user = user, .launchAgent = true, .shouldAuth = true});
 }

@@ -44,4 +44,7 @@ public:
     /// to delete it were to be used.
     static void removeJob(const std::string& label, const Place& place);
     static void removeLaunchAgent(const std::string& label, bool user);
+    /// Whether launchd runs the job, or has it loaded and will start it again after a failure: it
+    /// then needs no start by another hand.
+    static bool isJobKept(const std::string& label);
 };

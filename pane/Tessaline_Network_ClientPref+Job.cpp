@@ -158,7 +158,8 @@ void Tessaline_Network_ClientPref::launchClientAfterDelay() {
             return;
         }
         const auto executable = clientExecutable();
-        if (!isProcessRunning(Tolvin::processName)) {
+        // One that launchd is about to start again would make a second one of it.
+        if (!isProcessRunning(Tolvin::processName) && !QVLaunchd::isJobKept(Tolvin::identifier)) {
             QVTask::runTaskAndReturn(executable.value_or(""), {});
         }
     });

@@ -39,7 +39,7 @@ void SimulatedLogin::prepare() {
         std::filesystem::create_directories(agents);
         std::ofstream{machine.jobFile()} << "{ Label = x; }";
         jobLoaded = true;
-        startClient();
+        startClient(byJob);
     }
     if (chance(0.5)) {
         const char* versions[] = {"1.0", "0.9"};
@@ -49,11 +49,14 @@ void SimulatedLogin::prepare() {
     silent = chance(0.2);
     machine.setTool("launchctl", [this](const auto& arguments) { return launchctl(arguments); });
     machine.setTool("killall", [this](auto&) {
-        after(0, [this] { endClient(true); });
+        after(0, [this] {
+            endClient(byJob, true);
+            endClient(byPane, true);
+        });
         return ToolResult{.seconds = upTo(0.2)};
     });
     machine.setTool("Tolvin", [this](auto&) {
-        after(0, [this] { startClient(); });
+        after(0, [this] { startClient(byPane); });
         return ToolResult{.seconds = 1000};
     });
     for (const auto& name : {Tolvin::currentStatus, Tolvin::disconnect, Tolvin::relaunch}) {
@@ -63,40 +66,49 @@ void SimulatedLogin::prepare() {
 }
 
 ToolResult SimulatedLogin::launchctl(const std::vector<std::string>& arguments) {
-    const bool load = arguments[0] == "load";
-    if (load && std::filesystem::exists(arguments[1])) {
+    const auto& command = arguments[0];
+    if (command == "list") {
+        return {.output = !jobLoaded     ? "Not loaded"
+                          : jobWillStart ? "PID = -\nLastExitStatus = 1\n"
+                          : runs[byJob]  ? "PID = 7\nLastExitStatus = 0\n"
+                                         : "PID = -\nLastExitStatus = 0\n"};
+    }
+    if (command != "load") {
+        jobLoaded = jobWillStart = false;
+        ++loads;
+        after(0, [this] { endClient(byJob, false); });
+    } else if (std::filesystem::exists(arguments[1])) {
         jobLoaded = true;
-        after(upTo(chance(0.8) ? 1 : 25), [this, loaded = ++loads] {
-            if (jobLoaded && loads == loaded) {
-                startClient();
-            }
-        });
-    } else if (!load) {
-        jobLoaded = false;
-        after(0, [this] { endClient(false); });
+        startJobAfter(upTo(chance(0.8) ? 1 : 25));
     }
     return {.seconds = chance(0.1) ? upTo(15) : upTo(0.3), .status = below(2)};
 }
 
-void SimulatedLogin::startClient() {
-    if (!machine.clientRuns.exchange(true)) {
-        ++generation;
-        say("Connected", upTo(2));
-        if (!calm && chance(0.3)) {
-            after(upTo(30), [this] { endClient(true); });
+void SimulatedLogin::startJobAfter(double seconds) {
+    jobWillStart = true;
+    after(seconds, [this, loaded = ++loads] {
+        if (loads == loaded) {
+            jobWillStart = false;
+            startClient(byJob);
         }
+    });
+}
+
+void SimulatedLogin::startClient(Starter starter) {
+    runs[starter] = machine.clientRuns = true;
+    ++generation;
+    say("Connected", upTo(2));
+    if (!calm && chance(0.3)) {
+        after(upTo(30), [this, starter] { endClient(starter, true); });
     }
 }
 
-void SimulatedLogin::endClient(bool crashed) {
-    if (machine.clientRuns.exchange(false)) {
+void SimulatedLogin::endClient(Starter starter, bool crashed) {
+    if (std::exchange(runs[starter], false)) {
+        machine.clientRuns = clients() > 0;
         ++generation;
-        if (crashed && jobLoaded) {
-            after(10, [this] {
-                if (jobLoaded) {
-                    startClient();
-                }
-            });
+        if (starter == byJob && crashed && jobLoaded) {
+            startJobAfter(10);
         }
     }
 }

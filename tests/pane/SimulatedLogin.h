@@ -20,6 +20,7 @@ public:
     void after(double seconds, std::function<void()> event);
     /// Nothing happens any more.
     void end() { over = true; }
+    int clients() const { return runs[byJob] + runs[byPane]; }
     /// The threads on which events wait.
     std::atomic<std::size_t> threads{0};
 
@@ -30,15 +31,18 @@ public:
 private:
     void hear(const std::string& name);
     void say(const std::string& status, double afterSeconds);
-    void startClient();
-    void endClient(bool crashed);
+    enum Starter { byJob, byPane };
+    void startClient(Starter starter);
+    void endClient(Starter starter, bool crashed);
+    void startJobAfter(double seconds);
     ToolResult launchctl(const std::vector<std::string>& arguments);
 
     SimulatedMachine& machine;
     std::mutex mutex; // guards the random numbers, which every thread draws
     std::mt19937 random;
     std::shared_ptr<int> client = std::make_shared<int>();
-    std::atomic<bool> jobLoaded{false}, calm{false}, over{false};
+    std::array<bool, 2> runs{}; // a client of each starter; on the main thread
+    std::atomic<bool> jobLoaded{false}, jobWillStart{false}, calm{false}, over{false};
     std::atomic<int> generation{0}; // of the client's process
     std::atomic<int> loads{0};      // of its job
     bool silent = false;

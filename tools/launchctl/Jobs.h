@@ -1,5 +1,5 @@
-// The loaded jobs of this user and this sandbox, known by their labels. Each is kept by a supervisor
-// (Supervisor.h), a process of its own that is found again by the lock that it holds
+// The loaded jobs of this user and this sandbox, known by their labels. Each is kept by a
+// supervisor (Supervisor.h), a process of its own that is found again by the lock that it holds
 // (SupervisedJob.h), whoever started it.
 #pragma once
 
