@@ -177,6 +177,13 @@ if [ "$(id -u)" = 0 ]; then
     job "$(text Program "$folder/none")"
     TESSALINE_ROOT=/tmp says 1 'Cannot start /' load job.plist
 fi
+# A user manager that keeps silent is none that is away: what it keeps is not started a second time.
+if [ "$2" = systemd ]; then
+    pkill -STOP -x -U "$(id -u)" systemd
+    job '' && TESSALINE_LAUNCHD_ENGINE='' says 1 "systemd's user manager does not answer" load job.plist
+    pkill -CONT -x -U "$(id -u)" systemd
+    lists ''
+fi
 # What is merely unknown is said and left out; one file in trouble does not stop the others.
 job '<key>Nice</key><integer>5</integer>' && touch a.plist
 says 1 'the key "Nice" is not supported' load .
