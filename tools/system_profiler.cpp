@@ -7,6 +7,7 @@
 #include "Foundation/NSPropertyListSerialization.h"
 #include "Foundation/NSString.h"
 #include "KernelInterface.h"
+#include "System/UTF8.h"
 
 #include <algorithm>
 #include <iostream>

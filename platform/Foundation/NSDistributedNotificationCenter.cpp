@@ -8,6 +8,7 @@
 #include "Foundation/NSTimer.h"
 #include "System/Machine.h"
 #include "System/NotificationBus.h"
+#include "System/UTF8.h"
 
 #include <algorithm>
 #include <atomic>

@@ -9,6 +9,7 @@
 #include "System/PlainNumbers.h"
 #include "System/PropertyListError.h"
 #include "System/TextConversion.h"
+#include "System/UTF8.h"
 #include "System/XMLPropertyListCheck.h"
 
 #include <algorithm>

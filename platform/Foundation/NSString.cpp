@@ -1,66 +1,14 @@
 #include "Foundation/NSString.h"
 
 #include "System/PlainNumbers.h"
+#include "System/UTF8.h"
 
 #include <algorithm>
 #include <array>
 #include <cstdio>
-#include <cstring>
 #include <limits>
 
 namespace {
-
-/// Length of the well-formed UTF-8 sequence at `position`, 0 for none.
-std::size_t sequenceLength(const std::string& text, std::size_t position) {
-    const auto byte = [&](std::size_t index) {
-        return position + index < text.size() ? static_cast<unsigned char>(text[position + index])
-                                              : 0U;
-    };
-    const unsigned lead = byte(0);
-    const auto continues = [&](std::size_t index) { return (byte(index) & 0xC0U) == 0x80U; };
-    if (lead < 0x80) {
-        return 1;
-    }
-    if (lead >= 0xC2 && lead <= 0xDF) {
-        return continues(1) ? 2 : 0;
-    }
-    if (lead >= 0xE0 && lead <= 0xEF) {
-        const bool overlong = lead == 0xE0 && byte(1) < 0xA0;
-        const bool surrogate = lead == 0xED && byte(1) > 0x9F;
-        return continues(1) && continues(2) && !overlong && !surrogate ? 3 : 0;
-    }
-    if (lead >= 0xF0 && lead <= 0xF4) {
-        const bool overlong = lead == 0xF0 && byte(1) < 0x90;
-        const bool beyond = lead == 0xF4 && byte(1) > 0x8F;
-        return continues(1) && continues(2) && continues(3) && !overlong && !beyond ? 4 : 0;
-    }
-    return 0;
-}
-
-/// How many ASCII characters the text starts with, counted in steps of eight.
-std::size_t plainPrefix(const std::string& text) {
-    std::size_t position = 0;
-    for (std::uint64_t eight = 0; position + sizeof eight <= text.size();
-         position += sizeof eight) {
-        std::memcpy(&eight, text.data() + position, sizeof eight);
-        if ((eight & 0x8080808080808080U) != 0) {
-            break;
-        }
-    }
-    return position;
-}
-
-char32_t decode(const std::string& text, std::size_t position, std::size_t length) {
-    const auto lead = static_cast<unsigned char>(text[position]);
-    if (length == 1) {
-        return lead;
-    }
-    char32_t value = lead & (0x7FU >> length);
-    for (std::size_t index = 1; index < length; ++index) {
-        value = (value << 6U) | (static_cast<unsigned char>(text[position + index]) & 0x3FU);
-    }
-    return value;
-}
 
 bool isWhitespaceOrNewline(char32_t character) {
     return (character >= 0x09 && character <= 0x0D) || character == 0x20 || character == 0x85 ||
@@ -196,8 +144,8 @@ std::string formatString(const std::string& format,
 std::int64_t integerValue(const std::string& text) {
     std::size_t position = 0;
     while (position < text.size()) {
-        const auto length = sequenceLength(text, position);
-        if (length == 0 || !isWhitespaceOrNewline(decode(text, position, length))) {
+        const auto length = utf8SequenceLength(text, position);
+        if (length == 0 || !isWhitespaceOrNewline(utf8Character(text, position, length))) {
             break;
         }
         position += length;
@@ -224,11 +172,11 @@ std::int64_t integerValue(const std::string& text) {
 
 std::string stringByTrimmingWhitespaceAndNewlines(std::string text) {
     const auto isBlankAt = [&](std::size_t position, std::size_t length) {
-        return length > 0 && isWhitespaceOrNewline(decode(text, position, length));
+        return length > 0 && isWhitespaceOrNewline(utf8Character(text, position, length));
     };
     std::size_t start = 0;
     for (std::size_t length = 0; start < text.size(); start += length) {
-        length = sequenceLength(text, start);
+        length = utf8SequenceLength(text, start);
         if (!isBlankAt(start, length)) {
             break;
         }
@@ -241,7 +189,7 @@ std::string stringByTrimmingWhitespaceAndNewlines(std::string text) {
                (static_cast<unsigned char>(text[last]) & 0xC0U) == 0x80U) {
             --last;
         }
-        if (last + sequenceLength(text, last) != end || !isBlankAt(last, end - last)) {
+        if (last + utf8SequenceLength(text, last) != end || !isBlankAt(last, end - last)) {
             break;
         }
         end = last;
@@ -253,9 +201,9 @@ std::string stringByTrimmingWhitespaceAndNewlines(std::string text) {
 
 std::size_t lengthInCharacters(const std::string& text) {
     // Most texts are plain ASCII all through or for the most part.
-    std::size_t count = plainPrefix(text);
+    std::size_t count = asciiPrefix(text);
     for (std::size_t position = count; position < text.size();) {
-        const auto length = std::max<std::size_t>(sequenceLength(text, position), 1);
+        const auto length = std::max<std::size_t>(utf8SequenceLength(text, position), 1);
         count += length == 4 ? 2 : 1;
         position += length;
     }
@@ -266,20 +214,9 @@ std::u32string charactersOfString(const std::string& text) {
     constexpr char32_t replacement = 0xFFFD;
     std::u32string characters;
     for (std::size_t position = 0; position < text.size();) {
-        const auto length = sequenceLength(text, position);
-        characters += length > 0 ? decode(text, position, length) : replacement;
+        const auto length = utf8SequenceLength(text, position);
+        characters += length > 0 ? utf8Character(text, position, length) : replacement;
         position += std::max<std::size_t>(length, 1);
     }
     return characters;
-}
-
-bool isValidUTF8(const std::string& bytes) {
-    for (std::size_t position = plainPrefix(bytes); position < bytes.size();) {
-        const auto length = sequenceLength(bytes, position);
-        if (length == 0) {
-            return false;
-        }
-        position += length;
-    }
-    return true;
 }

@@ -53,6 +53,3 @@ std::size_t lengthInCharacters(const std::string& text);
 
 /// The characters of a text, a byte that is no UTF-8 as U+FFFD.
 std::u32string charactersOfString(const std::string& text);
-
-/// Whether the bytes are well-formed UTF-8.
-bool isValidUTF8(const std::string& bytes);

@@ -1,6 +1,7 @@
 #include "Foundation/NSString.h"
 #include "Foundation/NSPathUtilities.h"
 #include "Foundation/NSStringEncoding.h"
+#include "System/UTF8.h"
 
 #include <gtest/gtest.h>
 #include <limits>
