@@ -10,7 +10,8 @@ struct RunningProcess {
     std::string executablePath;
 };
 
-/// Those of a user that run a program.
+/// Those of a user that run a program. One that runs a script is there twice, by its interpreter
+/// and by the script that the kernel was asked to run.
 std::vector<RunningProcess> processesOfUser(uid_t user);
 
 /// Path of the executable that this process runs.

@@ -36,6 +36,7 @@ close_after "sleep 2.05"
 
 rm -f "$job"
 rights=system
+mkdir -p "$root/usr/bin"
 printf '#!/bin/sh\nexec setpriv --pdeathsig TERM sleep 100\n' >"$root/usr/bin/pkexec"
 chmod +x "$root/usr/bin/pkexec"
 close_after "$toggle 0.3" 143 5

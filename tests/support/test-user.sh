@@ -78,7 +78,7 @@ useradd --create-home --home-dir "$home" --shell /bin/bash --user-group "$user"
 while read -r line; do
     if $line; then echo y; else echo n; fi >&3
 done
-wait_until eval '! killall -KILL -u "$user"'
+wait_until eval '! pkill -KILL -u "$user"'
 kill "${services[@]}"
 wait
 rm -f "${files[@]}"
