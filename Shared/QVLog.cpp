@@ -18,6 +18,7 @@ namespace {
 
 constexpr std::size_t mostBytes = 499'999; // of entries in one file
 constexpr std::size_t shortMessage = 99;   // in characters
+constexpr std::size_t mostKept = 65536;    // bytes of a line's memory for the next one
 constexpr int oldestGeneration = 5;
 
 /// One lock for the making of the instance, as a monitor on the class would be.
@@ -150,13 +151,16 @@ void QVLog::appendLogOnThread(const std::string& message) {
 }
 
 void QVLog::writeEntry(const std::string& message) {
-    if (const auto file = fileHandle(); file || openCurrentFile()) {
+    if (const auto file = currentFile()) {
         const auto date = descriptionOfDate(Machine::current().clock().date());
         line.assign(isTorn() ? "\n" : "").append(date).append(" - ").append(message).append("\n");
         failed = true;
-        (file ? file : fileHandle())->writeData(line);
+        file->writeData(line);
         failed = false;
         writtenBytes += line.size();
+        if (line.capacity() > mostKept) {
+            line = {};
+        }
         if (writtenBytes > mostBytes) {
             createNewLog(appName());
             appendLog("Log truncated at 500KB");
@@ -218,7 +222,7 @@ void QVLog::startFile(const std::optional<std::string>& newName) {
         return;
     }
     failed = false;
-    openCurrentFile();
+    currentFile();
 }
 
 /// Moves every generation on by one; false when a move failed.
@@ -241,12 +245,14 @@ bool QVLog::rotate() const {
     return true;
 }
 
-/// Opens the current file at its end if there is one; false when it cannot be opened.
-bool QVLog::openCurrentFile() {
-    auto file = NSFileHandle::fileHandleForAppendingAtPath(generationPath(1));
-    const bool opened = file != nullptr;
-    setFileHandle(std::move(file));
-    return opened;
+/// The one that is open, else the current one, opened at its end; none when that cannot be had.
+std::shared_ptr<NSFileHandle> QVLog::currentFile() {
+    auto file = fileHandle();
+    if (!file) {
+        file = NSFileHandle::fileHandleForAppendingAtPath(generationPath(1));
+        setFileHandle(file);
+    }
+    return file;
 }
 
 std::string QVLog::generationPath(int generation) const {
@@ -274,12 +280,4 @@ void QVLog::setFileHandle(std::shared_ptr<NSFileHandle> newHandle) {
     handle = std::move(newHandle);
 }
 
-std::shared_ptr<NSOperationQueue> QVLog::writeQueue() const {
-    std::lock_guard lock(mutex);
-    return queue;
-}
-
-void QVLog::setWriteQueue(std::shared_ptr<NSOperationQueue> newQueue) {
-    std::lock_guard lock(mutex);
-    queue = std::move(newQueue);
-}
+std::shared_ptr<NSOperationQueue> QVLog::writeQueue() const { return queue; }

@@ -57,7 +57,6 @@ public:
     std::size_t bytesWritten() const { return writtenBytes; }
     void setBytesWritten(std::size_t count) { writtenBytes = count; }
     std::shared_ptr<NSOperationQueue> writeQueue() const;
-    void setWriteQueue(std::shared_ptr<NSOperationQueue> newQueue);
     /// In characters, of the messages that the writer has not finished yet.
     std::size_t bytesInQueue() const { return queuedCharacters; }
     void setBytesInQueue(std::size_t count) { queuedCharacters = count; }
@@ -87,7 +86,7 @@ private:
     static void appendLogOnThread(const std::string& message);
 
     std::string generationPath(int generation) const;
-    bool openCurrentFile();
+    std::shared_ptr<NSFileHandle> currentFile();
     void writeEntry(const std::string& message);
     void startFile(const std::optional<std::string>& name);
     bool rotate() const;
@@ -98,10 +97,10 @@ private:
     std::optional<std::string> name;
     std::shared_ptr<NSFileHandle> handle;
     std::atomic<std::size_t> writtenBytes{0};
-    std::shared_ptr<NSOperationQueue> queue;
+    const std::shared_ptr<NSOperationQueue> queue;
     std::atomic<std::size_t> queuedCharacters{0};
     std::atomic<bool> disabled{false};
-    mutable std::mutex mutex; // guards name, handle and queue
+    mutable std::mutex mutex; // guards name and handle
     // The writer's own:
     std::string line;    // its memory serves every line
     bool failed = false; // the last write did

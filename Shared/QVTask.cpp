@@ -257,16 +257,17 @@ void QVTask::timeout() {
 void QVTask::asyncDataFromTask(const std::string& launchPath, const Arguments& arguments,
                                std::shared_ptr<void> newDelegate, Selector newSelector,
                                std::shared_ptr<void> newObject) {
-    {
-        std::lock_guard lock(mutex);
-        delegate = std::move(newDelegate);
-        selector = std::move(newSelector);
-        object = std::move(newObject);
-    }
     const auto tool = taskFor(launchPath, arguments);
     tool->setStandardOutput(std::make_shared<NSPipe>());
     tool->setStandardError(NSFileHandle::fileHandleWithNullDevice());
-    setTheTask(tool);
+    {
+        // Let go of outside the lock, as the new ones' names end.
+        const std::lock_guard lock(mutex);
+        delegate.swap(newDelegate);
+        selector.swap(newSelector);
+        object.swap(newObject);
+        setTheTask(tool);
+    }
     NSThread::detachNewThread([self = shared_from_this()] { self->launchAsyncTask(); });
 }
 
@@ -280,7 +281,7 @@ void QVTask::launchAsyncTask() {
         tool->launch();
     } catch (const NSException& exception) {
         QVLog::appendLog("Unable to launch async task - %@", exception.reason());
-        asyncTaskReturnData(dataNotification({}));
+        takeData(dataNotification({}), tool);
         return;
     }
     const auto output = readingEnd(*tool);
@@ -288,18 +289,24 @@ void QVTask::launchAsyncTask() {
     while (!ended) {
         auto bytes = output ? output->availableData() : NSData();
         ended = bytes.empty();
-        asyncTaskReturnData(dataNotification(std::move(bytes)));
+        takeData(dataNotification(std::move(bytes)), tool);
     }
     tool->terminate(); // a run that was ended before its launch leaves no tool either
 }
 
 void QVTask::asyncTaskReturnData(const NSNotification& notification) {
+    takeData(notification, theTask());
+}
+
+/// A run that another one has followed on this instance has nobody left to tell.
+void QVTask::takeData(const NSNotification& notification, const std::shared_ptr<NSTask>& tool) {
     const auto* item =
         notification.userInfo ? notification.userInfo->objectForKey(dataItem) : nullptr;
     const auto* chunk = item != nullptr ? std::get_if<NSData>(&item->value) : nullptr;
     const NSData bytes = chunk != nullptr ? *chunk : NSData();
     std::unique_lock lock(mutex);
-    const auto receiver = delegate;
+    const bool isCurrent = theTask() == tool;
+    const auto receiver = isCurrent ? delegate : nullptr;
     const auto call = selector;
     const auto context = object;
     lock.unlock();
@@ -308,12 +315,13 @@ void QVTask::asyncTaskReturnData(const NSNotification& notification) {
         reportExceptions([&] { call(receiver.get(), bytes, *this, context); });
     }
     if (bytes.empty()) {
-        terminateAsyncTask();
+        terminate(tool);
     }
 }
 
-void QVTask::terminateAsyncTask() {
-    const auto tool = theTask();
+void QVTask::terminateAsyncTask() { terminate(theTask()); }
+
+void QVTask::terminate(const std::shared_ptr<NSTask>& tool) {
     // Let go of outside the lock: their destructors may call here again.
     std::shared_ptr<void> oldDelegate, oldObject;
     {
@@ -322,12 +330,14 @@ void QVTask::terminateAsyncTask() {
         if (const auto output = tool ? readingEnd(*tool) : nullptr) {
             output->closeFile();
         }
-        oldDelegate.swap(delegate);
-        oldObject.swap(object);
-        selector = nullptr;
+        if (theTask() == tool) {
+            oldDelegate.swap(delegate);
+            oldObject.swap(object);
+            selector = nullptr;
+            setTheTask(nullptr);
+        }
     }
     if (tool) {
         tool->terminate();
     }
-    setTheTask(nullptr);
 }

@@ -124,6 +124,8 @@ private:
     QVTask() = default;
     template <class Body>
     auto withTimeout(double seconds, const Body& body);
+    void takeData(const NSNotification& notification, const std::shared_ptr<NSTask>& tool);
+    void terminate(const std::shared_ptr<NSTask>& tool);
     /// Ends the wait of the timer of the run before.
     std::uint64_t nextRun();
 

@@ -1,6 +1,7 @@
-// killall NAME...: asks this user's processes of these programs to end; in a sandbox, only those whose
-// program lies in it. Ends with status 1 when there is none of a name. A program is known by the path
-// that was asked for, so that a script counts by its own name, as it does where the panel looks.
+// killall NAME...: asks this user's processes of these programs to end; in a sandbox, only those
+// whose program lies in it. Ends with status 1 when there is none of a name. A program is known by
+// the path that was asked for, so that a script counts by its own name, as it does where the panel
+// looks.
 
 #include "System/Machine.h"
 #include "System/SandboxMachine.h"

@@ -48,27 +48,46 @@ void NSFileHandle::writeData(std::string_view bytes) {
     }
 }
 
+/// Whether the file can be read; false when the handle was closed meanwhile.
+bool NSFileHandle::waitForBytes(const std::shared_ptr<const FileDescriptor>& file) {
+    bool ready = false;
+    DescriptorWait waiting;
+    try {
+        waiting.add(file->get(), [&ready] { ready = true; });
+    } catch (const std::system_error& error) {
+        if (error.code() != std::errc::operation_not_permitted) {
+            throw;
+        }
+        return held() == file; // files and the null device never keep a reader waiting
+    }
+    struct Registration { // as long as the wait, however that ends
+        Registration(NSFileHandle& handle, DescriptorWait& waiting)
+            : handle(handle), waiting(waiting) {
+            const std::lock_guard lock(handle.mutex);
+            handle.readers.insert(&waiting);
+        }
+        ~Registration() {
+            const std::lock_guard lock(handle.mutex);
+            handle.readers.erase(&waiting);
+        }
+        Registration(const Registration&) = delete;
+        Registration& operator=(const Registration&) = delete;
+        NSFileHandle& handle;
+        DescriptorWait& waiting;
+    };
+    const Registration registration(*this, waiting);
+    waiting.wait([&] { return ready || held() != file; });
+    return held() == file;
+}
+
 NSData NSFileHandle::availableData() {
     constexpr std::size_t chunk = 65536;
     const auto file = held(); // stays open for this read, whoever closes the handle
     if (!file) {
         return {};
     }
-    bool ready = false;
-    raisingSystemErrors(NSFileHandleOperationException, [&] {
-        DescriptorWait waiting;
-        waiting.add(file->get(), [&ready] { ready = true; });
-        {
-            std::lock_guard lock(mutex);
-            reader = &waiting;
-        }
-        waiting.wait([&] { return ready || held() != file; });
-        std::lock_guard lock(mutex);
-        reader = nullptr;
-        ready = ready && descriptor == file;
-    });
     NSData bytes;
-    if (ready) {
+    if (raisingSystemErrors(NSFileHandleOperationException, [&] { return waitForBytes(file); })) {
         bytes.resize(chunk);
         ssize_t count = 0;
         do {
@@ -82,7 +101,7 @@ NSData NSFileHandle::availableData() {
 void NSFileHandle::closeFile() {
     std::lock_guard lock(mutex);
     descriptor = nullptr;
-    if (reader != nullptr) {
+    for (auto* reader : readers) {
         reader->wakeUp();
     }
 }

@@ -6,6 +6,7 @@
 
 #include <memory>
 #include <mutex>
+#include <set>
 #include <string>
 #include <string_view>
 
@@ -39,8 +40,9 @@ public:
 
 private:
     std::shared_ptr<const FileDescriptor> held() const;
+    bool waitForBytes(const std::shared_ptr<const FileDescriptor>& file);
 
     mutable std::mutex mutex; // guards what follows
     std::shared_ptr<const FileDescriptor> descriptor;
-    class DescriptorWait* reader = nullptr;
+    std::set<class DescriptorWait*> readers;
 };

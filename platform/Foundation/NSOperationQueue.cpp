@@ -16,19 +16,21 @@ struct NSOperationQueue::State {
     std::deque<std::function<void()>> waiting;
     std::deque<std::function<void()>> running; // of the one who runs operations
     std::thread::id runner;                    // who runs an operation now; none while nobody does
+    std::uint64_t added = 0, finished = 0;     // operations of all time
     // The clock that counts one busy thread for this queue, from the first operation that is added
     // to the last that is run. An idle worker is nobody's business.
     Clock* busyClock = nullptr;
     bool workerSleeps = false;
     bool ending = false;
-    int drains = 0; // that wait for the last operation's end
+    int drains = 0; // that wait for an operation's end
 
     bool runs() const { return runner != std::thread::id(); }
     bool canRun() const { return !waiting.empty() && !runs(); }
     bool isIdle() const { return waiting.empty() && !runs(); }
-    void runWaiting(std::unique_lock<std::mutex>& lock, bool isWorker);
+    void runWaiting(std::unique_lock<std::mutex>& lock, std::uint64_t last, bool isWorker);
     void work();
     void drain();
+    void drainUntilIdle();
     bool add(std::function<void()> operation);
 };
 
@@ -50,6 +52,7 @@ Registry& registry() {
 bool NSOperationQueue::State::add(std::function<void()> operation) {
     std::lock_guard lock(mutex);
     waiting.push_back(std::move(operation));
+    ++added;
     if (busyClock == nullptr) {
         busyClock = &Machine::current().clock();
         busyClock->threadStarts();
@@ -57,9 +60,15 @@ bool NSOperationQueue::State::add(std::function<void()> operation) {
     return workerSleeps && canRun();
 }
 
-/// Takes all that waits at once, so that those who add more seldom meet the one who runs it.
-void NSOperationQueue::State::runWaiting(std::unique_lock<std::mutex>& lock, bool isWorker) {
+/// Takes all that waits up to the last one at once, so that those who add more seldom meet the one
+/// who runs it.
+void NSOperationQueue::State::runWaiting(std::unique_lock<std::mutex>& lock, std::uint64_t last,
+                                         bool isWorker) {
     running.swap(waiting);
+    for (; finished + running.size() > last; running.pop_back()) {
+        waiting.push_front(std::move(running.back()));
+    }
+    const auto taken = running.size();
     runner = std::this_thread::get_id();
     // Whoever drains counts as busy without the queue; counted twice, no time could pass while the
     // operation sleeps.
@@ -76,10 +85,14 @@ void NSOperationQueue::State::runWaiting(std::unique_lock<std::mutex>& lock, boo
         clock.threadStarts();
     }
     runner = {};
+    finished += taken;
+    if (drains > 0) {
+        progress.notifyAll(); // first, so that no time passes before they go on
+    }
+    if (workerSleeps && (ending || !waiting.empty())) {
+        workerWake.notify_one(); // for what others have added, or to end
+    }
     if (waiting.empty()) {
-        if (drains > 0) {
-            progress.notifyAll(); // first, so that no time passes before they go on
-        }
         busyClock = nullptr;
         clock.threadEnds();
     }
@@ -89,13 +102,13 @@ void NSOperationQueue::State::work() {
     std::unique_lock lock(mutex);
     for (;;) {
         while (canRun()) {
-            runWaiting(lock, true);
+            runWaiting(lock, added, true);
         }
-        if (ending && waiting.empty()) {
+        if (ending && isIdle()) {
             return;
         }
         workerSleeps = true;
-        workerWake.wait(lock, [this] { return canRun() || (ending && waiting.empty()); });
+        workerWake.wait(lock, [this] { return canRun() || (ending && isIdle()); });
         workerSleeps = false;
     }
 }
@@ -105,16 +118,27 @@ void NSOperationQueue::State::drain() {
     if (runner == std::this_thread::get_id()) {
         return;
     }
+    const auto last = added; // what others add from now on is the worker's
+    const auto isDone = [&] { return finished >= last; };
     ++drains;
-    while (!isIdle()) {
+    while (!isDone()) {
         if (canRun()) {
-            runWaiting(lock, false);
+            runWaiting(lock, last, false);
         } else {
-            // Whoever runs operations goes on until none waits.
-            progress.wait(lock, [this] { return isIdle(); });
+            progress.wait(lock, [&] { return canRun() || isDone(); });
         }
     }
     --drains;
+}
+
+void NSOperationQueue::State::drainUntilIdle() {
+    const auto isLeft = [this] {
+        const std::lock_guard lock(mutex);
+        return runner != std::this_thread::get_id() && !isIdle();
+    };
+    while (isLeft()) {
+        drain();
+    }
 }
 
 NSOperationQueue::NSOperationQueue() : state(std::make_shared<State>()) {
@@ -128,6 +152,7 @@ NSOperationQueue::NSOperationQueue() : state(std::make_shared<State>()) {
 }
 
 NSOperationQueue::~NSOperationQueue() {
+    state->drainUntilIdle(); // whoever runs what is left
     {
         std::lock_guard lock(state->mutex);
         state->ending = true;
@@ -135,8 +160,6 @@ NSOperationQueue::~NSOperationQueue() {
     }
     if (worker.joinable()) {
         worker.join();
-    } else {
-        state->drain();
     }
 }
 
@@ -165,6 +188,6 @@ void NSOperationQueue::drainAll() {
         }
     }
     for (const auto& each : states) {
-        each->drain();
+        each->drainUntilIdle();
     }
 }

@@ -20,12 +20,13 @@ public:
     /// once says so, and the worker is left asleep, since the drain runs the operation. Where the
     /// system had no thread for a worker, the calling thread runs it.
     void addOperation(std::function<void()> operation, bool drainFollows = false);
-    /// Returns when nothing waits or runs any more, what operations have added included. Waiting
-    /// work may run on the calling thread. Called from an operation of this very queue it returns
-    /// at once, since that operation can never be finished by then.
+    /// Returns when all that was added before the call has run, some of it perhaps on the calling
+    /// thread; what others add meanwhile does not keep it. Called from an operation of this very
+    /// queue it returns at once, since that operation can never be finished by then.
     void waitUntilAllOperationsAreFinished();
 
-    /// Drains every queue of the process; for the program's end.
+    /// Drains every queue of the process, of what operations have added as well; for the program's
+    /// end.
     static void drainAll();
 
 private:

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <span>
 #include <sys/epoll.h>
 #include <sys/eventfd.h>
 #include <sys/timerfd.h>
@@ -15,6 +16,20 @@ FileDescriptor required(int descriptor, const char* doing) {
         throw std::system_error(errno, std::generic_category(), doing);
     }
     return FileDescriptor(descriptor);
+}
+
+/// In milliseconds where the system does not know or allow the finer call.
+int waitForEvents(int set, std::span<epoll_event> events, const timespec* left) {
+    const auto most = static_cast<int>(events.size());
+    const int count = epoll_pwait2(set, events.data(), most, left, nullptr);
+    if (count >= 0 || (errno != ENOSYS && errno != EPERM)) {
+        return count;
+    }
+    constexpr long second = 1000, nanoseconds = 1'000'000, longest = 1'000'000;
+    const long time = left == nullptr ? -1
+                                      : std::min(left->tv_sec, longest) * second +
+                                            (left->tv_nsec + nanoseconds - 1) / nanoseconds;
+    return epoll_pwait(set, events.data(), most, static_cast<int>(time), nullptr);
 }
 
 void drain(int descriptor) {
@@ -63,8 +78,7 @@ void PollSet::wait(Clock::Deadline deadline) {
     int count = 0;
     const auto poll = [&](Clock::Deadline limit) {
         const auto left = limit ? clock.timeLeft(*limit) : timespec{};
-        count =
-            epoll_pwait2(set.get(), events.data(), events.size(), limit ? &left : nullptr, nullptr);
+        count = waitForEvents(set.get(), events, limit ? &left : nullptr);
         return count > 0;
     };
     if (deadline == Clock::Time::min()) {

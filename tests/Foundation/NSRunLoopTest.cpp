@@ -108,6 +108,26 @@ TEST_F(NSRunLoopTest, AQueueRunsInOrderOneAtATimeWhoeverDrains) {
     NSOperationQueue::drainAll();
     EXPECT_EQ(events, "a@3 b@6 c@9 ");
     EXPECT_TRUE(threadsEnd());
+    // What comes later does not keep who drains, and a queue goes only when nobody runs its work.
+    const auto slowly = [&](const char* name) {
+        NSThread::sleepForTimeInterval(3);
+        note(name);
+    };
+    auto brief = std::make_unique<NSOperationQueue>();
+    brief->addOperation([&] {
+        brief->addOperation([&] { slowly("later"); });
+        slowly("d");
+    });
+    brief->waitUntilAllOperationsAreFinished();
+    note("drained");
+    NSOperationQueue::drainAll();
+    brief->addOperation([&] { slowly("e"); }, true);
+    NSThread::detachNewThread([] { NSOperationQueue::drainAll(); });
+    NSThread::sleepForTimeInterval(1);
+    brief = nullptr;
+    note("gone");
+    EXPECT_EQ(events, "a@3 b@6 c@9 d@12 drained@12 later@15 e@18 gone@18 ");
+    EXPECT_TRUE(threadsEnd());
 }
 
 } // namespace

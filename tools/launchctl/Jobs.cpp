@@ -65,7 +65,7 @@ std::string loadJob(const std::string& path, const Job& job) {
     if (length <= 0) {
         fail("%@: The supervisor does not start", job.label);
     }
-    const std::string text(answer.data() + 1, static_cast<std::size_t>(length - 1));
+    std::string text(answer.data() + 1, static_cast<std::size_t>(length - 1));
     if (answer[0] != answerStarted) {
         fail("%@", text);
     }

@@ -120,7 +120,8 @@ SupervisedJob::SupervisedJob(SupervisedJob&& other) noexcept
 
 SupervisedJob::~SupervisedJob() {
     // One that waits goes on with the same file.
-    if (isOurs && holderNumber(waiting) == 0) {
+    auto successor = part(waiting);
+    if (isOurs && fcntl(file.get(), F_GETLK, &successor) == 0 && successor.l_type == F_UNLCK) {
         unlink(path.c_str());
     }
 }
