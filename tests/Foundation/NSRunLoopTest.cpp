@@ -88,9 +88,9 @@ TEST_F(NSRunLoopTest, AfterABusyTimeDescriptorsComeFirstAndTimersLast) {
 TEST_F(NSRunLoopTest, ALoopWithNothingToDoSleepsInsteadOfPolling) {
     Machine::install(nullptr);
     rusage before{}, after{};
-    getrusage(RUSAGE_SELF, &before);
+    getrusage(RUSAGE_THREAD, &before);
     loop.runUntil([] { return false; }, std::chrono::steady_clock::now() + 300ms);
-    getrusage(RUSAGE_SELF, &after);
+    getrusage(RUSAGE_THREAD, &after);
     Machine::install(machine);
     EXPECT_LE(after.ru_nvcsw - before.ru_nvcsw, 5);
 }

@@ -12,7 +12,6 @@
 #include <cstring>
 #include <fcntl.h>
 #include <filesystem>
-#include <random>
 #include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/timerfd.h>
@@ -222,7 +221,7 @@ TEST_F(AuthorizationTest, DescriptorsBeyondTheOneOfAReplyAreClosed) {
     EXPECT_EQ(entries("/proc/self/fd"), before);
 }
 
-TEST_F(AuthorizationTest, TheHelperOutlivesRandomRequests) {
+TEST_F(AuthorizationTest, TheHelperOutlivesWhatIsNoRequest) {
     int ends[2] = {-1, -1};
     ASSERT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends), 0);
     const FileDescriptor socket(ends[0]);
@@ -235,29 +234,14 @@ TEST_F(AuthorizationTest, TheHelperOutlivesRandomRequests) {
     };
     const auto folder = "/proc/" + std::to_string(process->processIdentifier()) + "/fd";
     const auto before = entries(folder);
-    std::mt19937 random(20261116);
-    // However its bytes are spoilt, there is no such program.
-    const auto valid = *encode({true, "/nowhere/tool", {"-f", "/a", "/b"}});
-    const int requests = amount("TESSALINE_REQUESTS", 20'000);
-    int decoded = 0;
-    for (int i = 0; i < requests; ++i) {
-        auto bytes = valid.substr(0, 1 + random() % valid.size());
-        bytes.append(random() % 8, static_cast<char>(random()));
-        for (auto changes = random() % 4; changes > 0; --changes) {
-            bytes[random() % bytes.size()] = static_cast<char>(random() % 2 ? random() : 0);
-        }
-        const auto request = decode(bytes);
-        decoded += request ? 1 : 0;
-        sendRequest(socket.get(), bytes);
-        ASSERT_EQ(answer(),
-                  request ? errAuthorizationToolExecuteFailure : errAuthorizationInvalidSet);
-        ASSERT_TRUE(!request || encode(*request) == bytes) << "one request, two spellings";
-    }
-    EXPECT_GT(decoded, requests / 100) << "they never came near a request";
-    for (const auto& refused : {std::string("1-bin/true\0", 11), std::string(1 << 17, '/')}) {
+    for (const auto& refused :
+         {std::string("1"), std::string("2/bin/true\0", 11), std::string("1-bin/true\0", 11),
+          std::string("1/bin/true"), std::string(1 << 17, '/')}) {
         sendRequest(socket.get(), refused);
-        EXPECT_EQ(answer(), errAuthorizationInvalidSet);
+        EXPECT_EQ(answer(), errAuthorizationInvalidSet) << refused.substr(0, 12);
     }
+    sendRequest(socket.get(), *encode({true, "/nowhere/tool", {"-f", "/a"}}));
+    EXPECT_EQ(answer(), errAuthorizationToolExecuteFailure);
     // A descriptor that comes with a packet is not kept.
     sendReply(socket.get(), {0, FileDescriptor(dup(STDERR_FILENO))});
     EXPECT_EQ(answer(), errAuthorizationInvalidSet);

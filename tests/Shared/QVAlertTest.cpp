@@ -69,6 +69,7 @@ TEST_F(QVAlertTest, WaitsOnTheMainThreadForEachButtonOrTheTimeOut) {
         EXPECT_EQ(polls, 0) << "a sheet holds up the timers of the default mode";
     }
     NSRunLoop::mainRunLoop().runUntil([&] { return polls > 1; });
+    poll->invalidate();
 }
 
 TEST_F(QVAlertTest, ABackgroundThreadHearsOfTheAnswerWithinASecond) {

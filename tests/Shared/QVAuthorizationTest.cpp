@@ -70,27 +70,6 @@ TEST_F(QVAuthorizationTest, FileOperationsOnFilesFoldersAndLinksOfAnyName) {
     EXPECT_EQ(recorder->consoleLines(), Lines{});
 }
 
-TEST_F(QVAuthorizationTest, FoldersOfAnyNumberOfEntries) {
-    recorder->waits = false;
-    const int count = amount("TESSALINE_ENTRIES", 500);
-    for (const uid_t user : {superuser, ordinary}) {
-        recorder->userID = user;
-        Controller controller;
-        const auto from = path("from"), to = path("to");
-        fs::create_directory(from), fs::create_directory(to);
-        EXPECT_TRUE(controller.authMoveFolderContents(from, to)) << "of none";
-        for (int i = 0; i < count; ++i) {
-            make("from/" + std::to_string(i));
-        }
-        EXPECT_TRUE(controller.authMoveFolderContents(from, to));
-        EXPECT_TRUE(eventually([&] { return entries(to) == count; }));
-        EXPECT_TRUE(controller.authTrashFolderContents(to, true));
-        EXPECT_TRUE(eventually([&] { return entries(to) == 0; }));
-        EXPECT_EQ(fs::exists(trash), user == ordinary) << "the superuser deletes";
-    }
-    EXPECT_EQ(entries(trash), count);
-}
-
 TEST_F(QVAuthorizationTest, RefusesProtectedFoldersAndMissingPaths) {
     recorder->authorization = AuthorizationMode::deny;
     const auto a = make("a"), library = path("Library"), none = path("none");

@@ -5,7 +5,6 @@
 
 #include <cmath>
 #include <gtest/gtest.h>
-#include <random>
 #include <sstream>
 
 namespace {
@@ -133,36 +132,6 @@ TEST(QVSwitchButtonCALayer, ShowsTheImageOfItsState) {
             EXPECT_EQ(drawn.pixelColor(20 * scale, 20 * scale - 1).red(),
                       std::lround(bottom * 255));
             EXPECT_EQ(drawn.pixelColor(0, 0).alpha(), 0); // outside the rounded corner
-        }
-    }
-}
-
-TEST(QVSwitchButtonCALayer, AMillionRandomOperationsKeepViewAndKnobInAgreement) {
-    NSApplication::sharedApplication();
-    QVSwitch view;
-    view.resize(100, 20);
-    view.awakeFromNib();
-    auto& layer = dynamic_cast<QVSwitchButtonCALayer&>(
-        *view.layer()->sublayers().front()->sublayers().front());
-    std::mt19937 random(20240607); // NOLINT(bugprone-random-generator-seed): the same every time
-    bool held = false;
-    for (int turn = 0; turn < 1'000'000; ++turn) {
-        const char what = "pddrrE+-D"[random() % 9];
-        const bool wasOn = view.isOn();
-        if (what == '+' || what == '-') {
-            view.setOn(what == '+', random() % 2 == 0);
-        } else if (what == 'E' || what == 'D') {
-            view.setEnabled(what == 'E');
-        } else {
-            play(layer, what + std::to_string(static_cast<int>(random() % 140) - 20));
-        }
-        const bool setByProgram = (what == '+' || what == '-') && view.isOn() != wasOn;
-        held = what == 'p' || (held && what != 'r' && !setByProgram);
-        const double x = layer.knobFrame().origin.x;
-        ASSERT_EQ(layer.isOn(), view.isOn()) << "after " << turn << " operations";
-        ASSERT_TRUE(x >= 0 && x <= 60);
-        if (view.isEnabled() && !held) {
-            ASSERT_EQ(x, view.isOn() ? 60 : 0) << "after " << turn << " operations";
         }
     }
 }

@@ -103,39 +103,6 @@ askCheck = 1 (enabled)
     EXPECT_EQ(contents(at("picture.png")).substr(1, 3), "PNG");
 }
 
-TEST_F(ScriptTest, TheSwitchSettlesWhereItsUserLeavesIt) {
-    const std::pair<const char*, int> steps[] = {
-        {"press narrowSwitch", 1}, // a click on the knob, which lies in the middle at either end
-        {"press narrowSwitch", 0},
-        {"press wideSwitch", 1}, // a click beside the knob
-        {"press wideSwitch", 0},
-        {"drag wideSwitch 10 14 13 14", 0}, // a jiggle
-        {"drag wideSwitch 10 14 40 14", 0}, // exactly the middle
-        {"drag wideSwitch 10 14 41 14", 1}, // past it
-        {"drag wideSwitch 65 14 36 14", 1},
-        {"drag wideSwitch 65 14 35 14", 0},  // the middle turns off
-        {"drag wideSwitch 10 14 400 14", 1}, // beyond the end
-        {"drag wideSwitch 10 14 90 14", 0},  // beside the knob: a click, wherever it ends
-        {"drag wideSwitch 40 14 20 14", 1},  // the right edge is beside it,
-        {"drag wideSwitch 60 14 20 14", 0},  // the left one on it
-        {"press paneSwitch", 1},
-        {"drag paneSwitch 50 14 30 14", 1},
-        {"drag paneSwitch 50 14 26 14", 0},
-        {"drag paneSwitch 0 14 24 14", 0},
-        {"drag paneSwitch 0 1 25 27", 1},
-        {"drag paneSwitch 50 28 0 14", 0}, // above the knob
-    };
-    std::string script, expected;
-    for (const auto& [line, on] : steps) {
-        std::istringstream words(line);
-        std::string name;
-        words >> name >> name;
-        script += std::string(line) + "\nshow " + name + "\n";
-        expected += name + " = " + std::to_string(on) + " (enabled)\n";
-    }
-    EXPECT_EQ(runScript(script).output, expected);
-}
-
 TEST_F(ScriptTest, EndsAtTheFirstLineThatFails) {
     const std::pair<std::string, std::string> cases[] = {
         {"dance", "unknown command dance"},

@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 #include <iterator>
 #include <memory>
+#include <sstream>
 #include <sys/wait.h>
 
 namespace {
@@ -17,8 +18,9 @@ namespace fs = std::filesystem;
 const std::string scripts = SOURCE_DIRECTORY "/scripts/";
 
 std::string contentOf(const fs::path& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
+    std::ostringstream content; // takes a process that ends while it is read for an empty one
+    content << std::ifstream(path, std::ios::binary).rdbuf();
+    return content.str();
 }
 
 /// Runs a shell's command line; its output, errors included, goes into a file.

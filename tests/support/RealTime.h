@@ -5,7 +5,6 @@
 #include "Foundation/NSThread.h"
 #include "System/ProcessDescriptor.h"
 
-#include <cstdlib>
 #include <filesystem>
 #include <functional>
 #include <poll.h>
@@ -35,12 +34,6 @@ inline bool ends(pid_t process) {
     const FileDescriptor life = descriptorOfProcess(process);
     pollfd awaited{life.get(), POLLIN, 0};
     return !life || poll(&awaited, 1, 30'000) == 1;
-}
-
-/// How much of something to try: the environment's number, or so much.
-inline int amount(const char* variable, int usual) {
-    const char* text = std::getenv(variable);
-    return text != nullptr ? std::atoi(text) : usual;
 }
 
 inline auto entries(const std::string& folder) {
