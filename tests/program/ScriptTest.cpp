@@ -78,6 +78,8 @@ show field
 choose popUp "Wi-Fi & more"
 show popUp
 show label
+drag paneSwitch 0 1 25 27
+show paneSwitch
 press askCheck
 sheet 10
 answer "Yes & no"
@@ -96,6 +98,7 @@ disabledCheck = 0 (disabled)
 field = 8"0 ä# (enabled)
 popUp = Wi-Fi & more (enabled)
 label = change 2 (enabled)
+paneSwitch = 1 (enabled)
 100% <b>sure</b>?
 %@ stays
 askCheck = 1 (enabled)

@@ -9,8 +9,6 @@
 #include "PreferencePanes/NSPreferencePane.h"
 #include "Shared/QVAlert.h"
 
-#include <array>
-
 class TestPane : public NSPreferencePane {
 public:
     TestPane() {
@@ -19,18 +17,14 @@ public:
         outlet("disabledCheck", disabledCheck);
         outlet("popUp", popUp);
         outlet("field", field);
-        outlet("paneSwitch", switches[0]);
-        outlet("wideSwitch", switches[1]);
-        outlet("narrowSwitch", switches[2]);
+        outlet("paneSwitch", paneSwitch);
         action("ask:", [this](NSObject*) { tell("answer", ask()); });
         action("change:", [this](NSObject*) { tell("change", ++changes); });
     }
     ~TestPane() override { NSLog("teardown"); }
 
     void mainViewDidLoad() override {
-        for (auto* each : switches) {
-            each->setEnabled(true);
-        }
+        paneSwitch->setEnabled(true);
         disabledCheck->setEnabled(false);
         popUp->addItemWithTitle("Any");
         popUp->addItemWithTitle("Wi-Fi & more");
@@ -52,7 +46,7 @@ private:
     NSTextField *label, *field;
     NSButton *askCheck, *disabledCheck;
     NSPopUpButton* popUp;
-    std::array<QVSwitch*, 3> switches{};
+    QVSwitch* paneSwitch;
     long changes = 0;
 };
 
