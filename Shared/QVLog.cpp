@@ -75,7 +75,7 @@ std::string header(const void* ownCode) {
 
 /// Writes what is still queued at the program's end.
 struct WriteAtExit {
-    ~WriteAtExit() { QVLog::finishWriting(); }
+    ~WriteAtExit() { NSOperationQueue::drainAll(); } // what the log says of itself, too
 };
 
 } // namespace
@@ -159,7 +159,8 @@ void QVLog::writeEntry(const std::string& message) {
         failed = false;
         writtenBytes += line.size();
         if (line.capacity() > mostKept) {
-            line = {};
+            line.clear();
+            line.shrink_to_fit();
         }
         if (writtenBytes > mostBytes) {
             createNewLog(appName());

@@ -268,11 +268,12 @@ void QVTask::asyncDataFromTask(const std::string& launchPath, const Arguments& a
         object.swap(newObject);
         setTheTask(tool);
     }
-    NSThread::detachNewThread([self = shared_from_this()] { self->launchAsyncTask(); });
+    NSThread::detachNewThread([self = shared_from_this(), tool] { self->launchAsync(tool); });
 }
 
-void QVTask::launchAsyncTask() {
-    const auto tool = theTask();
+void QVTask::launchAsyncTask() { launchAsync(theTask()); }
+
+void QVTask::launchAsync(const std::shared_ptr<NSTask>& tool) {
     if (!tool) {
         QVLog::appendLog("Unable to launch async task - no task set");
         return;

@@ -124,6 +124,7 @@ private:
     QVTask() = default;
     template <class Body>
     auto withTimeout(double seconds, const Body& body);
+    void launchAsync(const std::shared_ptr<NSTask>& tool);
     void takeData(const NSNotification& notification, const std::shared_ptr<NSTask>& tool);
     void terminate(const std::shared_ptr<NSTask>& tool);
     /// Ends the wait of the timer of the run before.

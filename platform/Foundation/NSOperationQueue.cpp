@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <condition_variable>
+#include <set>
 #include <system_error>
 #include <vector>
 
@@ -22,12 +23,12 @@ struct NSOperationQueue::State {
     Clock* busyClock = nullptr;
     bool workerSleeps = false;
     bool ending = false;
-    int drains = 0; // that wait for an operation's end
+    std::multiset<std::uint64_t> awaited; // the operations whose ends drains wait for
 
     bool runs() const { return runner != std::thread::id(); }
     bool canRun() const { return !waiting.empty() && !runs(); }
     bool isIdle() const { return waiting.empty() && !runs(); }
-    void runWaiting(std::unique_lock<std::mutex>& lock, std::uint64_t last, bool isWorker);
+    void runWaiting(std::unique_lock<std::mutex>& lock, bool isWorker);
     void work();
     void drain();
     void drainUntilIdle();
@@ -60,12 +61,12 @@ bool NSOperationQueue::State::add(std::function<void()> operation) {
     return workerSleeps && canRun();
 }
 
-/// Takes all that waits up to the last one at once, so that those who add more seldom meet the one
-/// who runs it.
-void NSOperationQueue::State::runWaiting(std::unique_lock<std::mutex>& lock, std::uint64_t last,
-                                         bool isWorker) {
+/// Takes all that waits at once, so that those who add more seldom meet the one who runs it; but no
+/// more than up to the next one that is awaited, whose end nothing that came later may delay.
+void NSOperationQueue::State::runWaiting(std::unique_lock<std::mutex>& lock, bool isWorker) {
     running.swap(waiting);
-    for (; finished + running.size() > last; running.pop_back()) {
+    const auto next = awaited.upper_bound(finished);
+    for (; next != awaited.end() && finished + running.size() > *next; running.pop_back()) {
         waiting.push_front(std::move(running.back()));
     }
     const auto taken = running.size();
@@ -86,7 +87,7 @@ void NSOperationQueue::State::runWaiting(std::unique_lock<std::mutex>& lock, std
     }
     runner = {};
     finished += taken;
-    if (drains > 0) {
+    if (!awaited.empty()) {
         progress.notifyAll(); // first, so that no time passes before they go on
     }
     if (workerSleeps && (ending || !waiting.empty())) {
@@ -102,7 +103,7 @@ void NSOperationQueue::State::work() {
     std::unique_lock lock(mutex);
     for (;;) {
         while (canRun()) {
-            runWaiting(lock, added, true);
+            runWaiting(lock, true);
         }
         if (ending && isIdle()) {
             return;
@@ -118,17 +119,16 @@ void NSOperationQueue::State::drain() {
     if (runner == std::this_thread::get_id()) {
         return;
     }
-    const auto last = added; // what others add from now on is the worker's
-    const auto isDone = [&] { return finished >= last; };
-    ++drains;
+    const auto last = awaited.insert(added); // what others add from now on is the worker's
+    const auto isDone = [&] { return finished >= *last; };
     while (!isDone()) {
         if (canRun()) {
-            runWaiting(lock, last, false);
+            runWaiting(lock, false);
         } else {
             progress.wait(lock, [&] { return canRun() || isDone(); });
         }
     }
-    --drains;
+    awaited.erase(last);
 }
 
 void NSOperationQueue::State::drainUntilIdle() {

@@ -114,9 +114,11 @@ TEST_F(NSRunLoopTest, AQueueRunsInOrderOneAtATimeWhoeverDrains) {
         note(name);
     };
     auto brief = std::make_unique<NSOperationQueue>();
-    brief->addOperation([&] {
+    brief->addOperation([&] { slowly("c"); });
+    brief->addOperation([&] { slowly("d"); }, true);
+    NSThread::detachNewThread([&] {
+        NSThread::sleepForTimeInterval(1);
         brief->addOperation([&] { slowly("later"); });
-        slowly("d");
     });
     brief->waitUntilAllOperationsAreFinished();
     note("drained");
@@ -126,7 +128,7 @@ TEST_F(NSRunLoopTest, AQueueRunsInOrderOneAtATimeWhoeverDrains) {
     NSThread::sleepForTimeInterval(1);
     brief = nullptr;
     note("gone");
-    EXPECT_EQ(events, "a@3 b@6 c@9 d@12 drained@12 later@15 e@18 gone@18 ");
+    EXPECT_EQ(events, "a@3 b@6 c@9 c@12 d@15 drained@15 later@18 e@21 gone@21 ");
     EXPECT_TRUE(threadsEnd());
 }
 

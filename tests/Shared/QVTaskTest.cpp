@@ -209,6 +209,13 @@ TEST_F(TaskTest, deliversOutputAsItComes) {
     task->terminateAsyncTask();
     ASSERT_TRUE(threadsEnd());
     EXPECT_TRUE(listener.use_count() == 1 && listener->ends.empty()) << "told after the end";
+    for (int turn = 0; turn < 30; ++turn) { // one that was ended before its start is not the next
+        task->asyncDataFromTask(shell, script("exec sleep 120"), listener, &Listener::take);
+        task->terminateAsyncTask();
+        task->asyncDataFromTask(shell, script("printf x"), listener, &Listener::take);
+        ASSERT_TRUE(threadsEnd());
+    }
+    EXPECT_EQ(listener->text, std::string(30, 'x'));
     task->launchAsyncTask();
     expectReports({"Unable to launch async task - no task set"}, {});
 }
