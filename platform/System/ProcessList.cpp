@@ -68,7 +68,7 @@ std::string scriptOf(int proc, const std::string& process, const std::string& ex
             continue;
         }
         if (!script.starts_with('/')) {
-            script = targetOf(proc, process + "/cwd") + "/" + script;
+            script.insert(0, targetOf(proc, process + "/cwd") + "/");
         }
         if (isScriptOf(script, executable, interpreter)) {
             return script;
