@@ -44,7 +44,8 @@ void LineReader::readMore() {
 
 /// Hands over what is there, if it is a line; from the event loop, so that the receiver may wait.
 bool LineReader::deliver() {
-    const auto end = buffer.find('\n');
+    const auto end = buffer.find('\n', searched);
+    searched = end == std::string::npos ? buffer.size() : 0;
     if (end == std::string::npos && !ended) {
         return false;
     }

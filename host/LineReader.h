@@ -24,6 +24,7 @@ private:
     FileDescriptor descriptor;
     std::unique_ptr<QSocketNotifier> notifier;
     std::string buffer;
+    std::size_t searched = 0; // of the buffer, for the line's end
     bool ended = false;
     std::function<void(std::optional<std::string>)> receiver;
 };

@@ -4,6 +4,7 @@
 #include <initializer_list>
 #include <optional>
 #include <string>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -34,5 +35,10 @@ public:
     bool operator==(const NSDictionary& other) const;
 
 private:
+    std::size_t placeOfKey(const std::string& key) const;
+    void note(std::size_t place);
+
     Entries entries;
+    /// The places of the keys of each hash, once there are too many to look through.
+    std::unordered_multimap<std::size_t, std::size_t> places;
 };

@@ -26,6 +26,9 @@ namespace {
 constexpr int messagesReadInAPass = 256;
 constexpr int notificationsDeliveredInAPass = 32;
 constexpr int notificationsSentInAPass = 1024;
+/// After which the rest of a pass waits for the next one. A window that answers within 16 ms seems
+/// to do so at once.
+constexpr std::chrono::milliseconds longestPass{4};
 /// With so many read and not delivered, the rest waits in the bus.
 constexpr std::size_t maximumReceived = 262'144;
 
@@ -36,6 +39,15 @@ constexpr double joinTimeOut = 10;
 /// At the end, how long the bus may do nothing before what is left is given up: 50 ms a try.
 constexpr int flushTries = 20;
 constexpr std::uint64_t flushWait = 50;
+
+/// What a pass of the run loop has for one kind of work.
+class Pass {
+public:
+    bool isLong() const { return Clock::current().now() - start >= longestPass; }
+
+private:
+    const Clock::Time start = Clock::current().now();
+};
 
 bool isFitText(const std::string& text) {
     return text.find('\0') == std::string::npos && isValidUTF8(text);
@@ -271,8 +283,9 @@ void NSDistributedNotificationCenter::State::schedule() {
 
 void NSDistributedNotificationCenter::State::read() {
     auto result = NotificationBus::Processing::something;
+    const Pass pass;
     for (int count = 0; bus && result == NotificationBus::Processing::something; ++count) {
-        if (count == messagesReadInAPass || received.size() >= maximumReceived) {
+        if (count == messagesReadInAPass || received.size() >= maximumReceived || pass.isLong()) {
             schedule();
             return;
         }
@@ -340,14 +353,16 @@ void NSDistributedNotificationCenter::State::removeFirstPosted() {
 }
 
 void NSDistributedNotificationCenter::State::deliver() {
-    if (received.size() > notificationsDeliveredInAPass) {
-        schedule();
-    }
-    for (int count = 0; count < notificationsDeliveredInAPass && !received.empty(); ++count) {
+    const Pass pass;
+    for (int count = 0;
+         count < notificationsDeliveredInAPass && !received.empty() && !pass.isLong(); ++count) {
         // Taken out first: an observer may run the loop, and with it the next delivery.
         const NSNotification notification = std::move(received.front());
         received.pop_front();
         deliver(notification);
+    }
+    if (!received.empty()) {
+        schedule();
     }
 }
 

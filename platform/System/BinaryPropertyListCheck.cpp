@@ -2,6 +2,7 @@
 
 #include "System/PropertyListError.h"
 
+#include <algorithm>
 #include <bit>
 #include <cmath>
 #include <cstdint>
@@ -13,13 +14,18 @@ constexpr auto require = PropertyListError::unless;
 
 constexpr std::size_t headerSize = 8;
 constexpr std::size_t trailerSize = 32;
-/// What a list may take in memory when every reference is laid out on its own.
-constexpr std::uint64_t sizeLimit = 256U << 20U;
+/// What a list may take in memory when every reference is laid out on its own: so much, and less
+/// for a short one, which a few references to each other could blow up.
+constexpr std::uint64_t largestSize = 256U << 20U;
+constexpr std::uint64_t smallestLimit = 1U << 20U;
+constexpr std::uint64_t sizePerByte = 4096;
 constexpr std::uint64_t sizePerObject = 128;
 
 class BinaryCheck {
 public:
-    BinaryCheck(std::string_view bytes, int depthLimit) : bytes(bytes), depthLimit(depthLimit) {}
+    BinaryCheck(std::string_view bytes, int depthLimit)
+        : bytes(bytes), depthLimit(depthLimit),
+          sizeLimit(std::min(largestSize, smallestLimit + sizePerByte * bytes.size())) {}
 
     void run() {
         require(bytes.size() >= headerSize + trailerSize, "it is cut short");
@@ -133,6 +139,7 @@ private:
 
     std::string_view bytes;
     const int depthLimit;
+    const std::uint64_t sizeLimit;
     std::uint64_t offsetSize = 0;
     std::uint64_t referenceSize = 0;
     std::uint64_t objectCount = 0;

@@ -111,6 +111,17 @@ struct NotificationBus::Wire {
         }
         return 1;
     }
+
+    static int answer(sd_bus_message* message, void* self, sd_bus_error*) {
+        auto& connection = *static_cast<NotificationBus*>(self);
+        const auto* error = sd_bus_message_get_error(message);
+        if (error != nullptr && !std::exchange(connection.saidRefused, true)) {
+            Machine::current().console(
+                std::string("The session bus does not tell of all notifications: ") +
+                (error->message != nullptr ? error->message : error->name));
+        }
+        return 1;
+    }
 };
 
 std::unique_ptr<NotificationBus> NotificationBus::join(const std::string& address,
@@ -142,27 +153,47 @@ NotificationBus::~NotificationBus() { sd_bus_close_unref(bus); }
 
 namespace {
 
+/// So many names have a rule each; a bus without limits in its configuration takes 512 of them.
+constexpr std::size_t mostRules = 100;
+
+std::string ruleForAll() {
+    return std::string("type='signal',path='") + notificationsPath + "',interface='" +
+           notificationsInterface + "',member='" + postedMember + "'";
+}
+
 /// A rule of the bus quotes with apostrophes, and an apostrophe itself as a shell does.
 std::string ruleForName(const std::string& name) {
     std::string quoted;
     for (const char character : name) {
         quoted += character == '\'' ? std::string("'\\''") : std::string(1, character);
     }
-    return std::string("type='signal',path='") + notificationsPath + "',interface='" +
-           notificationsInterface + "',member='" + postedMember + "',arg0='" + quoted + "'";
+    return ruleForAll() + ",arg0='" + quoted + "'";
 }
 
 } // namespace
 
-void NotificationBus::callBus(const char* method, const std::string& name) {
-    // Without a callback no answer is asked for; a lost connection shows itself in process().
+void NotificationBus::callBus(const char* method, const std::string& rule) {
+    // A lost connection shows itself in process().
     sd_bus_call_method_async(bus, nullptr, "org.freedesktop.DBus", "/org/freedesktop/DBus",
-                             "org.freedesktop.DBus", method, nullptr, nullptr, "s",
-                             ruleForName(name).c_str());
+                             "org.freedesktop.DBus", method, Wire::answer, this, "s", rule.c_str());
 }
 
-void NotificationBus::watchName(const std::string& name) { callBus("AddMatch", name); }
-void NotificationBus::unwatchName(const std::string& name) { callBus("RemoveMatch", name); }
+void NotificationBus::watchName(const std::string& name) {
+    if (watchesAll || watched.contains(name)) {
+        return;
+    }
+    watchesAll = watched.size() == mostRules;
+    if (!watchesAll) {
+        watched.insert(name);
+    }
+    callBus("AddMatch", watchesAll ? ruleForAll() : ruleForName(name));
+}
+
+void NotificationBus::unwatchName(const std::string& name) {
+    if (watched.erase(name) != 0) {
+        callBus("RemoveMatch", ruleForName(name));
+    }
+}
 
 bool NotificationBus::isReady() const { return sd_bus_is_ready(bus) > 0; }
 

@@ -9,6 +9,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -46,7 +47,9 @@ public:
     NotificationBus& operator=(const NotificationBus&) = delete;
 
     /// Asks the bus for the notifications of a name, or no longer. What is sent afterwards is sent
-    /// after the request, so that a process hears its own posts.
+    /// after the request, so that a process hears its own posts. Of many names, all notifications
+    /// are asked for, also those of other names: a bus takes only so many requests. One that it
+    /// refuses is said on the console, once.
     void watchName(const std::string& name);
     void unwatchName(const std::string& name);
 
@@ -74,10 +77,12 @@ public:
 private:
     struct Wire; // the callbacks of sd-bus
     NotificationBus(sd_bus* bus, Receiver receiver) : bus(bus), receiver(std::move(receiver)) {}
-    void callBus(const char* method, const std::string& name);
+    void callBus(const char* method, const std::string& rule);
     void complain(const std::string& line);
 
     sd_bus* bus;
     Receiver receiver;
     std::uint64_t dropped = 0, complaintDue = 1;
+    std::set<std::string> watched; // names with a rule of their own
+    bool watchesAll = false, saidRefused = false;
 };

@@ -154,6 +154,24 @@ TEST_F(NSDistributedNotificationCenterTest, ABusThatHangsAndThenABurstHoldUpNobo
     for (std::size_t index = 0; index < heard.size(); ++index) {
         ASSERT_EQ(heard[index].object, std::to_string(index));
     }
+    // Slow observers give way after each one; and no bus has a rule to spare for every name.
+    heard.clear();
+    constexpr std::size_t names = 600;
+    for (std::size_t index = 0; index < names; ++index) {
+        const auto name = "n" + std::to_string(index);
+        centre.addObserver(observer, name, [&](const auto& notification) {
+            heard.push_back(notification);
+            usleep(heard.size() < 20 ? 5000 : 0);
+        });
+        centre.postNotificationName(name);
+    }
+    before = most = 0;
+    EXPECT_TRUE(run([&] {
+        most = std::max(most, std::min<std::size_t>(heard.size(), 20) - before);
+        before = std::min<std::size_t>(heard.size(), 20);
+        return heard.size() == names;
+    }));
+    EXPECT_LE(most, 2U);
     // At the end nor.
     bus.signal(SIGSTOP);
     centre.postNotificationName("n");

@@ -215,7 +215,7 @@ TEST(NSPropertyListTest, HostileNestingAndSharingAreRefused) {
     std::string cycle = doubling(1);
     EXPECT_TRUE(reads(cycle) && reads(doubling(10)));
     cycle[9] = cycle[10] = 0; // now an array within itself
-    expectReads(false, {xml(nested(tooDeep, "<array>", "")), cycle, doubling(60)});
+    expectReads(false, {xml(nested(tooDeep, "<array>", "")), cycle, doubling(16), doubling(60)});
     const std::string key = "Qk", date(8, '\x7E');
     EXPECT_TRUE(reads(binaryDictionary(key, "Qv")));
     expectReads(false, {binaryDictionary({"a\0\0", 3}, "Qv"), binaryDictionary({"Q\0", 2}, "Qv"),
