@@ -81,7 +81,7 @@ TEST_F(QVAlertTest, ABackgroundThreadHearsOfTheAnswerWithinASecond) {
         NSThread::detachNewThread([&] {
             const long given = QVAlert::timedAlertSheetWithMessageText(
                 "", {{}, "No", {}, {}, window.get(), windowGoes ? 100 : 3});
-            performOnMainThread([&] { answer = given; }, false);
+            performOnMainThread([&answer, given] { answer = given; }, false);
         });
         NSThread::sleepForTimeInterval(0.75); // so it looks at 2.75 and 3.75
         if (windowGoes) {

@@ -95,7 +95,8 @@ bool SupervisedJob::acquire() {
     const auto text = session();
     if (ftruncate(file.get(), 0) != 0 ||
         pwrite(file.get(), text.data(), text.size(), recordLength) !=
-            static_cast<ssize_t>(text.size())) {
+            static_cast<ssize_t>(text.size()) ||
+        !lock(named)) {
         fail("Cannot write %@: %@", path, std::strerror(errno));
     }
     return true;
@@ -138,7 +139,7 @@ bool SupervisedJob::isOfAnotherSession() const {
     std::array<char, PATH_MAX> text{};
     const auto length = pread(file.get(), text.data(), text.size(), recordLength);
     const auto here = session();
-    return !here.empty() && length >= 0 &&
+    return !here.empty() && length >= 0 && holderNumber(named) != 0 &&
            here != std::string_view(text.data(), static_cast<std::size_t>(length));
 }
 

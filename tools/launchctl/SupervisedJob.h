@@ -51,8 +51,9 @@ public:
     static std::vector<std::string> names();
 
 private:
-    /// Bytes of the file that are locked, whether they are there or not.
-    enum Role : off_t { keeping, waiting, ending };
+    /// Bytes of the file that are locked, whether they are there or not. The session that stands in
+    /// the file is its supervisor's own once that has locked `named`, not the one of an earlier.
+    enum Role : off_t { keeping, waiting, ending, named };
 
     SupervisedJob(std::string path, FileDescriptor file)
         : path(std::move(path)), file(std::move(file)) {}
