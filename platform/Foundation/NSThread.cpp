@@ -3,11 +3,12 @@
 #include "Foundation/NSException.h"
 #include "Foundation/NSRunLoop.h"
 #include "System/Condition.h"
+#include "System/DetachedThread.h"
 #include "System/Machine.h"
 
 #include <exception>
 #include <mutex>
-#include <thread>
+#include <system_error>
 
 namespace {
 
@@ -35,10 +36,10 @@ void NSThread::start() {
     };
     begin();
     try {
-        std::thread([work = std::move(body), end]() mutable {
+        startDetachedThread([work = std::move(body), end]() mutable {
             runBody(work);
             end();
-        }).detach();
+        });
     } catch (const std::system_error& error) {
         end();
         throw NSException(NSInternalInconsistencyException,

@@ -1,35 +1,16 @@
 #include "System/ProcessReaper.h"
 
-#include <csignal>
-#include <functional>
-#include <memory>
+#include "System/DetachedThread.h"
+#include "System/ProcessDescriptor.h"
+
 #include <sys/epoll.h>
 #include <sys/wait.h>
 #include <system_error>
-#include <thread>
 
 namespace {
 
-/// False when the system has no thread left. It takes none of the signals that this program means
-/// for its own threads.
-bool startThread(std::function<void()> body) {
-    sigset_t all, before;
-    sigfillset(&all);
-    pthread_sigmask(SIG_SETMASK, &all, &before);
-    bool started = true;
-    try {
-        std::thread(std::move(body)).detach();
-    } catch (const std::system_error&) {
-        started = false;
-    }
-    pthread_sigmask(SIG_SETMASK, &before, nullptr);
-    return started;
-}
-
-void takeNoteOfEnd(const FileDescriptor& child, int options) {
-    siginfo_t information{};
-    waitid(P_PIDFD, static_cast<id_t>(child.get()), &information, WEXITED | options);
-}
+/// So many children have their descriptors kept open.
+constexpr std::size_t mostWatched = 64;
 
 } // namespace
 
@@ -39,34 +20,77 @@ ProcessReaper& ProcessReaper::shared() {
     return *reaper;
 }
 
-ProcessReaper::ProcessReaper() : children(epoll_create1(EPOLL_CLOEXEC)) {
-    if (children && !startThread([this] { work(); })) {
+ProcessReaper::ProcessReaper() { begin(); }
+
+void ProcessReaper::adopt(pid_t process, FileDescriptor child) {
+    const std::lock_guard lock(mutex);
+    if (!children) {
+        begin();
+    }
+    watchUnwatched();
+    if (!watch(child)) {
+        unwatched.push_back(process);
+    }
+}
+
+/// What cannot be had now is tried again with the next child that is adopted.
+void ProcessReaper::begin() {
+    children.reset(epoll_create1(EPOLL_CLOEXEC));
+    if (!children) {
+        return;
+    }
+    try {
+        startDetachedThread([this] { work(); });
+    } catch (const std::system_error&) {
         children.reset();
     }
 }
 
-void ProcessReaper::adopt(FileDescriptor child) {
+bool ProcessReaper::watch(FileDescriptor& child) {
     epoll_event event{};
     event.events = EPOLLIN;
     event.data.fd = child.get();
-    if (epoll_ctl(children.get(), EPOLL_CTL_ADD, child.get(), &event) == 0) {
-        child.release();
-        return;
+    if (watched == mostWatched ||
+        epoll_ctl(children.get(), EPOLL_CTL_ADD, child.get(), &event) != 0) {
+        return false;
     }
-    // A set that could not be made, or takes no more: this one has a thread to itself.
-    startThread(
-        [child = std::make_shared<FileDescriptor>(std::move(child))] { takeNoteOfEnd(*child, 0); });
+    child.release();
+    ++watched;
+    return true;
 }
 
-void ProcessReaper::work() const {
+/// Lets those that wait for a place take what has become free. None of their numbers can be another
+/// process's: the kernel keeps it for the parent.
+void ProcessReaper::watchUnwatched() {
+    while (!unwatched.empty() && watched < mostWatched) {
+        const auto process = unwatched.front();
+        if (waitpid(process, nullptr, WNOHANG) == 0) {
+            FileDescriptor child = descriptorOfProcess(process);
+            if (!child || !watch(child)) {
+                return;
+            }
+        }
+        unwatched.pop_front();
+    }
+}
+
+void ProcessReaper::takeNoteOfEnd(int number) {
+    const FileDescriptor child(number);
+    // Closing is not enough: a program that is just being started holds a copy, the set would go on
+    // telling of it, and the number may be another descriptor's by then.
+    epoll_ctl(children.get(), EPOLL_CTL_DEL, number, nullptr);
+    siginfo_t information{};
+    waitid(P_PIDFD, static_cast<id_t>(number), &information, WEXITED | WNOHANG);
+    const std::lock_guard lock(mutex);
+    --watched;
+    watchUnwatched();
+}
+
+void ProcessReaper::work() {
     for (;;) {
         epoll_event event{};
         if (epoll_wait(children.get(), &event, 1, -1) == 1) {
-            const FileDescriptor child(event.data.fd);
-            // Closing is not enough: a program that is just being started holds a copy, the set
-            // would go on telling of it, and the number may be another descriptor's by then.
-            epoll_ctl(children.get(), EPOLL_CTL_DEL, child.get(), nullptr);
-            takeNoteOfEnd(child, WNOHANG);
+            takeNoteOfEnd(event.data.fd);
         }
     }
 }

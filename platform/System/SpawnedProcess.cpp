@@ -109,7 +109,7 @@ SpawnedProcess::SpawnedProcess(const LaunchRequest& request)
 
 SpawnedProcess::~SpawnedProcess() {
     if (!hasEnded()) {
-        ProcessReaper::shared().adopt(std::move(endDescriptor));
+        ProcessReaper::shared().adopt(process, std::move(endDescriptor));
     }
 }
 
