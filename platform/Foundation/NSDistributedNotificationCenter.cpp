@@ -6,6 +6,7 @@
 #include "Foundation/NSString.h"
 #include "Foundation/NSThread.h"
 #include "Foundation/NSTimer.h"
+#include "Foundation/ObserverList.h"
 #include "System/Machine.h"
 #include "System/NotificationBus.h"
 #include "System/UTF8.h"
@@ -16,7 +17,6 @@
 #include <map>
 #include <mutex>
 #include <sys/epoll.h>
-#include <vector>
 
 namespace {
 
@@ -29,6 +29,8 @@ constexpr int notificationsSentInAPass = 1024;
 /// After which the rest of a pass waits for the next one. A window that answers within 16 ms seems
 /// to do so at once.
 constexpr std::chrono::milliseconds longestPass{4};
+/// Below so many names nobody looks for those that no observer is left for.
+constexpr std::size_t fewNames = 64;
 /// With so many read and not delivered, the rest waits in the bus.
 constexpr std::size_t maximumReceived = 262'144;
 
@@ -94,13 +96,6 @@ NSNotification arrived(NotificationBus::Notification form) {
 } // namespace
 
 struct NSDistributedNotificationCenter::State {
-    struct Observer {
-        const void* key;
-        std::weak_ptr<void> life;
-        Handler handler;
-        bool removed = false;
-    };
-
     ~State() {
         flush();
         disconnect();
@@ -122,10 +117,12 @@ struct NSDistributedNotificationCenter::State {
     void disconnect();
     void flush();
     void watch();
+    void sweep();
     const NotificationBus::Notification* firstPosted();
     void removeFirstPosted();
 
-    std::map<std::string, std::vector<std::shared_ptr<Observer>>> observers;
+    std::map<std::string, ObserverList<Handler>> observers; // by name
+    std::size_t sweepAt = fewNames;
     std::deque<NSNotification> received; // in the order of arrival, not yet delivered
 
     std::mutex mutex;                                 // guards posted
@@ -159,14 +156,13 @@ NSDistributedNotificationCenter::~NSDistributedNotificationCenter() = default;
 void NSDistributedNotificationCenter::addObserver(const std::shared_ptr<void>& observer,
                                                   const std::string& name, Handler handler) {
     state->use();
+    state->sweep();
     auto& ofName = state->observers[name];
-    std::erase_if(ofName, [](const auto& entry) { return entry->life.expired(); });
-    if (ofName.empty() && state->bus) {
+    if (ofName.isEmpty() && state->bus) {
         state->bus->watchName(name);
         state->watch();
     }
-    ofName.push_back(std::make_shared<State::Observer>(
-        State::Observer{.key = observer.get(), .life = observer, .handler = std::move(handler)}));
+    ofName.add(observer.get(), observer, std::move(handler));
 }
 
 void NSDistributedNotificationCenter::removeObserver(const void* observer,
@@ -175,12 +171,8 @@ void NSDistributedNotificationCenter::removeObserver(const void* observer,
     if (found == state->observers.end()) {
         return;
     }
-    std::erase_if(found->second, [&](const auto& entry) {
-        const bool matches = entry->key == observer;
-        entry->removed = entry->removed || matches;
-        return matches;
-    });
-    if (found->second.empty()) {
+    found->second.remove(observer, [](const Handler&) { return true; });
+    if (found->second.isEmpty()) {
         state->observers.erase(found);
         if (state->bus) {
             state->bus->unwatchName(name);
@@ -371,13 +363,24 @@ void NSDistributedNotificationCenter::State::deliver(const NSNotification& notif
     if (found == observers.end()) {
         return;
     }
-    const auto present = found->second; // an observer may add and remove observers
-    for (const auto& observer : present) {
-        const auto held = observer->life.lock();
-        if (held && !observer->removed) {
-            reportExceptions([&] { observer->handler(notification); });
-        }
+    found->second.tellAll(
+        [&](const Handler& handler) { reportExceptions([&] { handler(notification); }); });
+}
+
+/// Forgets the names whose observers all went without being removed, whenever the names have
+/// doubled.
+void NSDistributedNotificationCenter::State::sweep() {
+    if (observers.size() < sweepAt) {
+        return;
     }
+    for (auto each = observers.begin(); each != observers.end();) {
+        const bool isLeft = each->second.prune();
+        if (!isLeft && bus) {
+            bus->unwatchName(each->first);
+        }
+        each = isLeft ? std::next(each) : observers.erase(each);
+    }
+    sweepAt = std::max(fewNames, 2 * observers.size());
 }
 
 /// Lives on without the bus, and tries again after a while.

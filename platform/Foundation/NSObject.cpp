@@ -20,13 +20,18 @@ void NSObject::observeValueForKeyPath(const std::string& keyPath, NSObject&,
 
 void NSObject::addObserver(const std::shared_ptr<NSObject>& observer, const std::string& keyPath,
                            unsigned options, void* context) {
-    observations.push_back({keyPath, observer.get(), observer, options, context, {}});
+    observations[keyPath].add(observer.get(), observer, {observer.get(), options, context, {}});
 }
 
 void NSObject::removeObserver(const NSObject& observer, const std::string& keyPath) {
-    std::erase_if(observations, [&](const Observation& each) {
-        return each.observer == &observer && each.key == keyPath && each.boundKey.empty();
-    });
+    const auto found = observations.find(keyPath);
+    if (found == observations.end()) {
+        return;
+    }
+    found->second.remove(&observer, [](const Observation& each) { return each.boundKey.empty(); });
+    if (found->second.isEmpty()) {
+        observations.erase(found);
+    }
 }
 
 void NSObject::willChangeValueForKey(const std::string& key) {
@@ -44,33 +49,35 @@ void NSObject::didChangeValueForKey(const std::string& key) {
     pending.erase(std::next(begun).base());
     const auto newValue = valueIfKnown(key);
 
-    std::erase_if(observations, [](const Observation& each) { return each.life.expired(); });
-    const auto told = observations; // an observer may come or go while it is told
-    for (const Observation& each : told) {
-        const auto keep = each.life.lock();
-        if (!keep || each.key != key) {
-            continue;
-        }
-        NSObject& observer = *each.observer;
-        if (!each.boundKey.empty()) {
-            if (newValue) {
-                observer.setValueForKey(*newValue, each.boundKey);
-            }
-            continue;
-        }
-        NSKeyValueChange change;
-        if ((each.options & NSKeyValueObservingOptionOld) != 0) {
-            change.oldValue = oldValue;
-        }
-        if ((each.options & NSKeyValueObservingOptionNew) != 0) {
-            change.newValue = newValue;
-        }
-        observer.observeValueForKeyPath(key, *this, change, each.context);
+    const auto found = observations.find(key);
+    if (found != observations.end()) {
+        found->second.tellAll([&](const Observation& each) {
+            tell(each, key, {oldValue, newValue});
+        });
     }
 }
 
+void NSObject::tell(const Observation& observation, const std::string& key,
+                    const NSKeyValueChange& all) {
+    NSObject& observer = *observation.observer;
+    if (!observation.boundKey.empty()) {
+        if (all.newValue) {
+            observer.setValueForKey(*all.newValue, observation.boundKey);
+        }
+        return;
+    }
+    NSKeyValueChange change;
+    if ((observation.options & NSKeyValueObservingOptionOld) != 0) {
+        change.oldValue = all.oldValue;
+    }
+    if ((observation.options & NSKeyValueObservingOptionNew) != 0) {
+        change.newValue = all.newValue;
+    }
+    observer.observeValueForKeyPath(key, *this, change, observation.context);
+}
+
 void NSObject::bind(const std::string& key, NSObject& object, const std::string& keyPath) {
-    object.observations.push_back({keyPath, this, life, 0, nullptr, key});
+    object.observations[keyPath].add(this, life, {this, 0, nullptr, key});
 }
 
 std::optional<PropertyList> NSObject::valueIfKnown(const std::string& key) const {

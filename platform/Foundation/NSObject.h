@@ -2,7 +2,9 @@
 #pragma once
 
 #include "Foundation/NSPropertyList.h"
+#include "Foundation/ObserverList.h"
 
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -51,9 +53,7 @@ public:
 
 private:
     struct Observation {
-        std::string key;
         NSObject* observer;
-        std::weak_ptr<void> life;
         unsigned options;
         void* context;
         std::string boundKey; // of a binding, else empty
@@ -63,8 +63,9 @@ private:
         std::optional<PropertyList> oldValue;
     };
     std::optional<PropertyList> valueIfKnown(const std::string& key) const;
+    void tell(const Observation& observation, const std::string& key, const NSKeyValueChange& all);
 
-    std::vector<Observation> observations;
+    std::map<std::string, ObserverList<Observation>> observations; // by key
     std::vector<Pending> pending;
     std::shared_ptr<void> life = std::make_shared<char>();
 };
