@@ -4,8 +4,10 @@
 #include "Foundation/NSString.h"
 #include "System/Machine.h"
 
+#include <algorithm>
 #include <array>
 #include <ctime>
+#include <utility>
 
 namespace {
 
@@ -52,17 +54,34 @@ std::string QVTrashNames::freeName(const std::string& wanted) {
         return wanted;
     }
     const auto extension = pathExtension(wanted);
-    const auto stem = stringByDeletingPathExtension(wanted) + "_" + localTimestamp();
-    const auto ending = extension.empty() ? "" : "." + extension;
-    auto name = stem + ending;
-    for (int number = 2; isTaken(name); ++number) {
-        name = stringWithFormat("%@_%d%@", stem, number, ending);
+    const auto now = localTimestamp();
+    if (std::exchange(second, now) != now) {
+        numbers.clear();
     }
+    const auto stem = stringByDeletingPathExtension(wanted) + "_" + now;
+    const auto ending = extension.empty() ? "" : "." + extension;
+    // Those that were given in this second are not looked at again.
+    int& number = numbers[stem + ending];
+    std::string name;
+    do {
+        name = ++number == 1 ? stem + ending : stringWithFormat("%@_%d%@", stem, number, ending);
+    } while (isTaken(name));
     return name;
+}
+
+void QVTrashNames::forgetFinished() {
+    if (underWay.size() < forgetAt) {
+        return;
+    }
+    std::erase_if(underWay, [](const auto& each) {
+        return identityOf(each.second.path) != each.second.file;
+    });
+    forgetAt = std::max(fewMoves, 2 * underWay.size());
 }
 
 std::string QVTrashNames::take(const std::string& path, const std::string& trash) {
     const std::lock_guard lock(mutex);
+    forgetFinished();
     auto name = freeName(stringByAppendingPathComponent(trash, lastPathComponent(path)));
     if (const auto file = identityOf(path)) {
         underWay.insert_or_assign(name, Move{path, *file});

@@ -26,10 +26,17 @@ private:
         Identity file;
     };
 
+    static constexpr std::size_t fewMoves = 64;
+
     static std::optional<Identity> identityOf(const std::string& path);
     bool isTaken(const std::string& name);
     std::string freeName(const std::string& wanted);
 
+    void forgetFinished();
+
     std::mutex mutex;
     std::map<std::string, Move> underWay; // by destination
+    std::size_t forgetAt = fewMoves;
+    std::string second;                 // of the numbers
+    std::map<std::string, int> numbers; // last given, by name
 };
