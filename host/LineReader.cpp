@@ -46,7 +46,7 @@ void LineReader::readMore() {
 bool LineReader::deliver() {
     const auto end = buffer.find('\n', searched);
     searched = end == std::string::npos ? buffer.size() : 0;
-    if (end == std::string::npos && !ended) {
+    if (end == std::string::npos && !ended && buffer.size() <= longestLine) {
         return false;
     }
     std::optional<std::string> line;

@@ -14,7 +14,11 @@ public:
     /// "-" is standard input. Raises NSInvalidArgumentException for a file that cannot be opened.
     explicit LineReader(const std::string& path);
 
-    /// Calls `receive` once, later, with the next line, or with none at the end.
+    /// In bytes.
+    static constexpr std::size_t longestLine = 65536;
+
+    /// Calls `receive` once, later, with the next line, or with none at the end. What is longer
+    /// than a line may be is handed over as far as it has been read.
     void readLine(std::function<void(std::optional<std::string>)> receive);
 
 private:

@@ -2,6 +2,7 @@
 
 #include "AppKit/NSApplication.h"
 #include "Foundation/NSException.h"
+#include "Foundation/NSString.h"
 #include "host/ScriptLine.h"
 #include "System/Machine.h"
 
@@ -40,8 +41,14 @@ void UIScript::readNext() {
 }
 
 void UIScript::runLine(const std::string& text) {
-    line = text;
     ++lineNumber;
+    line.clear();
+    if (text.size() > LineReader::longestLine) {
+        throw NSException(
+            NSInvalidArgumentException,
+            stringWithFormat("The line has more than %d bytes", LineReader::longestLine));
+    }
+    line = text;
     const auto words = wordsOfScriptLine(line);
     if (words.empty()) {
         readNext();
@@ -101,8 +108,8 @@ void UIScript::guarded(const std::function<void()>& work) {
         work();
     } catch (const NSException& exception) {
         if (!over) {
-            std::cerr << "line " << lineNumber << ": " << line << ": " << exception.what()
-                      << std::endl;
+            std::cerr << "line " << lineNumber << ": " << line << (line.empty() ? "" : ": ")
+                      << exception.what() << std::endl;
             finish(1);
         }
     }

@@ -123,12 +123,16 @@ TEST_F(ScriptTest, EndsAtTheFirstLineThatFails) {
         {"sleep nan", "\"nan\" is no number from 0 to 86400"},
         {"snapshot /nowhere/x.png", "the picture /nowhere/x.png cannot be written"},
     };
-    for (const auto& [line, reason] : cases) {
+    const auto endsWith = [&](const std::string& line, const std::string& message) {
         const auto result = runScript("show label\n" + line + "\nshow label\n");
         EXPECT_EQ(result.output, "label = as laid out (enabled)\n");
-        EXPECT_EQ(result.errors, stringWithFormat("line 2: %@: %@\nteardown\n", line, reason));
+        EXPECT_EQ(result.errors, "line 2: " + message + "\nteardown\n");
         EXPECT_EQ(result.status, 1);
+    };
+    for (const auto& [line, reason] : cases) {
+        endsWith(line, stringWithFormat("%@: %@", line, reason));
     }
+    endsWith("# " + std::string(65536, '-'), "The line has more than 65536 bytes");
 }
 
 TEST_F(ScriptTest, ASheetBlocksItsWindowAndCanBeLeftOpenAtTheEnd) {
