@@ -231,8 +231,17 @@ void QVTask::setupTimeout(std::int64_t seconds, std::uint64_t timedRun) {
             return;
         }
     }
-    performOnMainThread([this] { timeout(); }, true);
-    const auto tool = theTask();
+    std::shared_ptr<NSTask> tool;
+    performOnMainThread(
+        [&] {
+            // No other run begins meanwhile.
+            const std::lock_guard lock(runMutex);
+            if (run == timedRun) {
+                tool = theTask();
+                timeout();
+            }
+        },
+        true);
     if (tool && tool->wasTerminated() &&
         !slot.waitUntilEmpty(clock.now() + durationOfSeconds(patienceAfterTermination))) {
         tool->kill();
