@@ -27,8 +27,13 @@ constexpr const char* usage =
 /// who reads one decodes more.
 std::string asciiXML(const std::string& xml) {
     std::string ascii;
+    ascii.reserve(xml.size());
     for (const char32_t character : charactersOfString(xml)) {
-        ascii += stringWithFormat(character < 0x80 ? "%c" : "&#x%x;", character);
+        if (character < 0x80) {
+            ascii += static_cast<char>(character);
+        } else {
+            ascii += stringWithFormat("&#x%x;", character);
+        }
     }
     return ascii;
 }
