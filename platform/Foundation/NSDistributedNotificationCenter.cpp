@@ -6,9 +6,9 @@
 #include "Foundation/NSString.h"
 #include "Foundation/NSThread.h"
 #include "Foundation/NSTimer.h"
-#include "Foundation/ObserverList.h"
 #include "System/Machine.h"
 #include "System/NotificationBus.h"
+#include "System/ObserverList.h"
 #include "System/UTF8.h"
 
 #include <algorithm>

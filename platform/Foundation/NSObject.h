@@ -2,7 +2,7 @@
 #pragma once
 
 #include "Foundation/NSPropertyList.h"
-#include "Foundation/ObserverList.h"
+#include "System/ObserverList.h"
 
 #include <map>
 #include <memory>
