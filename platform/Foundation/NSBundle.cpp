@@ -3,27 +3,10 @@
 #include "Foundation/NSFileManager.h"
 #include "Foundation/NSPathUtilities.h"
 #include "Foundation/NSPropertyListSerialization.h"
+#include "System/LoadedModule.h"
 #include "System/ProcessList.h"
 
-#include <dlfcn.h>
-#include <filesystem>
-#include <link.h>
-
 namespace {
-
-/// The file that holds the code at an address, all links followed; empty for none.
-std::string moduleOfCode(const void* address) {
-    Dl_info info{};
-    link_map* module = nullptr;
-    if (dladdr1(address, &info, reinterpret_cast<void**>(&module), RTLD_DL_LINKMAP) == 0) {
-        return "";
-    }
-    // The loader has no name for the program itself but what its starter called it.
-    const std::string name = module && module->l_name ? module->l_name : "";
-    std::error_code error;
-    return std::filesystem::canonical(name.empty() ? NSBundle::mainExecutablePath() : name, error)
-        .string();
-}
 
 /// None when no application of the folder has the identifier.
 std::shared_ptr<const NSBundle> applicationIn(const std::string& folder,
