@@ -2,6 +2,7 @@
 
 #include "Foundation/NSException.h"
 #include "Foundation/NSString.h"
+#include "System/UTF8.h"
 
 #include <algorithm>
 #include <optional>
@@ -25,25 +26,6 @@ unsigned digitValue(char character) {
     }
     const auto lower = static_cast<char>(character | 0x20);
     return lower >= 'a' && lower <= 'f' ? static_cast<unsigned>(lower - 'a') + 10 : 16;
-}
-
-void appendUTF8(std::string& result, unsigned code) {
-    const auto append = [&](unsigned byte) { result.push_back(static_cast<char>(byte)); };
-    if (code < 0x80) {
-        append(code);
-    } else if (code < 0x800) {
-        append(0xC0U | (code >> 6U));
-        append(0x80U | (code & 0x3FU));
-    } else {
-        if (code < 0x10000) {
-            append(0xE0U | (code >> 12U));
-        } else {
-            append(0xF0U | (code >> 18U));
-            append(0x80U | ((code >> 12U) & 0x3FU));
-        }
-        append(0x80U | ((code >> 6U) & 0x3FU));
-        append(0x80U | (code & 0x3FU));
-    }
 }
 
 bool isFirstSurrogate(unsigned unit) { return unit >= 0xD800 && unit < 0xDC00; }

@@ -41,6 +41,25 @@ char32_t utf8Character(std::string_view text, std::size_t position, std::size_t 
     return value;
 }
 
+void appendUTF8(std::string& text, char32_t character) {
+    const auto append = [&](char32_t byte) { text.push_back(static_cast<char>(byte)); };
+    if (character < 0x80) {
+        append(character);
+    } else if (character < 0x800) {
+        append(0xC0U | (character >> 6U));
+        append(0x80U | (character & 0x3FU));
+    } else {
+        if (character < 0x10000) {
+            append(0xE0U | (character >> 12U));
+        } else {
+            append(0xF0U | (character >> 18U));
+            append(0x80U | ((character >> 12U) & 0x3FU));
+        }
+        append(0x80U | ((character >> 6U) & 0x3FU));
+        append(0x80U | (character & 0x3FU));
+    }
+}
+
 std::size_t asciiPrefix(std::string_view text) {
     std::size_t position = 0;
     for (std::uint64_t eight = 0; position + sizeof eight <= text.size();
