@@ -8,6 +8,7 @@
 // keeps its owner; all else is renamed.
 
 #include "PlainFile.h"
+#include "System/FileWriting.h"
 
 #include <array>
 #include <csignal>
@@ -108,12 +109,8 @@ public:
         std::array<char, 65536> buffer{};
         ssize_t count = 0;
         while ((count = read(from.get(), buffer.data(), buffer.size())) > 0) {
-            for (ssize_t done = 0; done < count;) {
-                const auto written =
-                    write(file.get(), buffer.data() + done, static_cast<std::size_t>(count - done));
-                require(written > 0, target.path);
-                done += written;
-            }
+            require(writeAll(file.get(), {buffer.data(), static_cast<std::size_t>(count)}),
+                    target.path);
         }
         require(count == 0, "the source");
     }

@@ -2,11 +2,9 @@
 #pragma once
 
 #include "Foundation/NSPropertyList.h"
-#include "System/FileDescriptor.h"
+#include "System/SharedDescriptor.h"
 
 #include <memory>
-#include <mutex>
-#include <set>
 #include <string>
 #include <string_view>
 
@@ -14,7 +12,7 @@
 class NSFileHandle {
 public:
     /// Takes the descriptor over.
-    explicit NSFileHandle(FileDescriptor descriptor);
+    explicit NSFileHandle(FileDescriptor descriptor) : file(std::move(descriptor)) {}
     NSFileHandle(const NSFileHandle&) = delete;
     NSFileHandle& operator=(const NSFileHandle&) = delete;
 
@@ -39,10 +37,5 @@ public:
     void closeFile();
 
 private:
-    std::shared_ptr<const FileDescriptor> held() const;
-    bool waitForBytes(const std::shared_ptr<const FileDescriptor>& file);
-
-    mutable std::mutex mutex; // guards what follows
-    std::shared_ptr<const FileDescriptor> descriptor;
-    std::set<class DescriptorWait*> readers;
+    SharedDescriptor file;
 };

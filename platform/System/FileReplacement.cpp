@@ -1,6 +1,7 @@
 #include "System/FileReplacement.h"
 
 #include "System/FileDescriptor.h"
+#include "System/FileWriting.h"
 #include "System/TerminationGuard.h"
 
 #include <algorithm>
@@ -83,14 +84,8 @@ public:
         }
     }
 
-    void write(const std::string& bytes) {
-        std::size_t written = 0;
-        while (written < bytes.size()) {
-            const ssize_t count =
-                ::write(file.get(), bytes.data() + written, bytes.size() - written);
-            require(count > 0 || (count < 0 && errno == EINTR), "Cannot write " + target);
-            written += static_cast<std::size_t>(std::max<ssize_t>(count, 0));
-        }
+    void write(const std::string& bytes) const {
+        require(writeAll(file.get(), bytes), "Cannot write " + target);
     }
 
     void takePlace(Flush flush) {
