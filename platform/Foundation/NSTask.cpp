@@ -2,7 +2,7 @@
 
 #include "Foundation/NSException.h"
 #include "System/Machine.h"
-#include "System/PipeReader.h"
+#include "System/ProgramOutput.h"
 
 #include <csignal>
 #include <fcntl.h>
@@ -32,12 +32,10 @@ int readingEnd(const NSTask::Stream& stream) {
     return pipe ? pipe->fileHandleForReading()->fileDescriptor() : -1;
 }
 
-NSData takeRest(PipeReader& reader, const NSTask::Stream& stream) {
-    auto bytes = reader.takeRest();
+void closeReading(const NSTask::Stream& stream) {
     if (const auto pipe = pipeOf(stream)) {
         pipe->fileHandleForReading()->closeFile();
     }
-    return bytes;
 }
 
 void closeWriting(const NSTask::Stream& stream) {
@@ -112,60 +110,37 @@ pid_t NSTask::processIdentifier() const {
 
 NSTask::Output NSTask::launchAndRead() {
     try {
-        return raisingSystemErrors(NSInternalInconsistencyException, [this] {
-            // What waits is there before the tool is.
-            DescriptorWait waiting;
-            PipeReader outputReader(readingEnd(output), waiting, maximumOutput);
-            PipeReader errorReader(readingEnd(error), waiting, maximumOutput);
-            start();
-            readUntilEnd(waiting, outputReader, errorReader);
-            return Output{takeRest(outputReader, output), takeRest(errorReader, error),
-                          outputReader.hasReachedLimit() || errorReader.hasReachedLimit()};
-        });
+        return raisingSystemErrors(NSInternalInconsistencyException, [this] { return readAll(); });
     } catch (const NSException&) {
         kill();
         throw;
     }
 }
 
-void NSTask::readUntilEnd(DescriptorWait& waiting, PipeReader& outputReader,
-                          PipeReader& errorReader) {
-    const auto tool = launched();
-    const int exit = tool->exitDescriptor();
-    // The pipes' ends before the tool's own would wake this thread for nothing, so its writing ends
-    // stay open until then.
-    bool exitSeen = false;
-    const auto seeExit = [&] {
-        exitSeen = true;
-        waiting.remove(exit);
+NSTask::Output NSTask::readAll() {
+    ProgramOutput both(readingEnd(output), readingEnd(error), maximumOutput);
+    start();
+    setReader(&both);
+    const std::shared_ptr<NSTask> reading(this, [](NSTask* task) { task->setReader(nullptr); });
+    const auto closeAllWriting = [this] {
         closeWriting(output);
         closeWriting(error);
-        outputReader.readWhatIsThere();
-        errorReader.readWhatIsThere();
     };
-    if (exit >= 0) {
-        waiting.add(exit, seeExit);
-    } else {
-        seeExit(); // it can only be waited for, once its output has ended
-    }
-    {
-        std::lock_guard lock(mutex);
-        reader = &waiting;
-    }
-    waiting.wait([&] {
-        if (outputReader.hasReachedLimit() || errorReader.hasReachedLimit()) {
+    both.readUntilEnd(*launched(), closeAllWriting, [&] {
+        if (both.hasReachedLimit()) {
             kill();
         }
-        const bool ended = outputReader.hasEnded() && errorReader.hasEnded();
-        return exitSeen && (ended || readsUntilExit);
+        return readsUntilExit.load();
     });
-    {
-        std::lock_guard lock(mutex);
-        reader = nullptr;
-    }
-    if (exit < 0) {
-        waitUntilExit();
-    }
+    Output all{both.takeOutput(), both.takeError(), both.hasReachedLimit()};
+    closeReading(output);
+    closeReading(error);
+    return all;
+}
+
+void NSTask::setReader(ProgramOutput* newReader) {
+    std::lock_guard lock(mutex);
+    reader = newReader;
 }
 
 void NSTask::terminate() {

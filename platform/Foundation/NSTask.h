@@ -12,8 +12,7 @@
 #include <variant>
 #include <vector>
 
-class DescriptorWait;
-class PipeReader;
+class ProgramOutput;
 
 /// The set-up belongs to one thread; from the launch on every operation may be called from any.
 class NSTask {
@@ -78,7 +77,8 @@ public:
 
 private:
     void start();
-    void readUntilEnd(DescriptorWait& waiting, PipeReader& outputReader, PipeReader& errorReader);
+    Output readAll();
+    void setReader(ProgramOutput* newReader);
     std::shared_ptr<LaunchedProcess> launched() const;
 
     std::string path, programPath;
@@ -87,7 +87,7 @@ private:
 
     mutable std::mutex mutex; // guards what follows
     std::shared_ptr<LaunchedProcess> process;
-    DescriptorWait* reader = nullptr;
+    ProgramOutput* reader = nullptr;
     std::atomic<bool> readsUntilExit{false};
     std::atomic<bool> terminated{false};
 };
