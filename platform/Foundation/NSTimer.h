@@ -16,7 +16,6 @@ public:
     static std::shared_ptr<NSTimer> scheduledTimer(double seconds, std::weak_ptr<void> target,
                                                    std::function<void()> fire, bool repeats);
 
-    bool isValid() const { return valid; }
     /// Never fires again. Harmless on an invalid timer.
     void invalidate();
 

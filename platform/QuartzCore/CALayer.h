@@ -86,13 +86,11 @@ public:
     /// Has the delegate draw the content anew before it is next shown.
     void setNeedsDisplay();
 
-    CALayer* superlayer() const { return parent; }
     const std::vector<std::shared_ptr<CALayer>>& sublayers() const { return children; }
     /// Adds a layer above the others, taking it out of where it was.
     void addSublayer(std::shared_ptr<CALayer> layer);
     void removeFromSuperlayer();
 
-    unsigned autoresizingMask() const { return mask; }
     void setAutoresizingMask(unsigned newMask) { mask = newMask; }
     void setLayoutManager(std::shared_ptr<CAConstraintLayoutManager> manager);
     const std::vector<CAConstraint>& constraints() const { return layoutConstraints; }
