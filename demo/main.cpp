@@ -11,7 +11,6 @@
 
 #include <csignal>
 #include <iostream>
-#include <sys/epoll.h>
 #include <sys/signalfd.h>
 
 namespace {
@@ -72,7 +71,7 @@ int main(int argc, char** argv) {
     const FileDescriptor requests = endRequests();
     bool ends = false;
     NSRunLoop& loop = NSRunLoop::mainRunLoop();
-    loop.addDescriptor(requests.get(), EPOLLIN, [&](std::uint32_t) { ends = true; });
+    loop.addDescriptor(requests.get(), PollSet::readable, [&](std::uint32_t) { ends = true; });
     const auto client = std::make_shared<Client>(options);
     client->start();
     loop.runUntil([&] { return ends; });

@@ -8,7 +8,6 @@
 #include <csignal>
 #include <cstring>
 #include <fcntl.h>
-#include <sys/epoll.h>
 #include <unistd.h>
 
 namespace {
@@ -29,7 +28,7 @@ void handleTerminationSignals(std::function<void(int signal)> handler) {
         throw NSException(NSInternalInconsistencyException,
                           std::string("There is no pipe for signals: ") + std::strerror(errno));
     }
-    NSRunLoop::mainRunLoop().addDescriptor(ends[0], EPOLLIN,
+    NSRunLoop::mainRunLoop().addDescriptor(ends[0], PollSet::readable,
                                            [handler = std::move(handler)](std::uint32_t) {
                                                char signal = 0;
                                                if (read(ends[0], &signal, 1) == 1) {

@@ -16,7 +16,6 @@
 #include <deque>
 #include <map>
 #include <mutex>
-#include <sys/epoll.h>
 
 namespace {
 
@@ -246,7 +245,7 @@ void NSDistributedNotificationCenter::State::join() {
     }
     saidHello = false;
     descriptor = bus->fileDescriptor();
-    watched = bus->events().value_or(EPOLLIN);
+    watched = bus->events().value_or(PollSet::readable);
     NSRunLoop::mainRunLoop().addDescriptor(descriptor, watched, [this](std::uint32_t) { serve(); });
     timer = NSTimer::scheduledTimer(
         joinTimeOut, life, [this] { lose(); }, false);

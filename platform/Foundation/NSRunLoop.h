@@ -45,7 +45,7 @@ public:
 
     NSRunLoopMode currentMode() const { return mode; }
 
-    /// Calls `handler` on the main thread whenever one of `events` (EPOLLIN, …) is there, until it
+    /// Calls `handler` on the main thread whenever one of `events` is there, until it
     /// is removed. The descriptor stays the caller's. Main thread.
     void addDescriptor(int descriptor, std::uint32_t events, PollSet::Handler handler);
     void changeDescriptor(int descriptor, std::uint32_t events);

@@ -2,8 +2,6 @@
 
 #include "System/OutsideWork.h"
 
-#include <sys/epoll.h>
-
 DescriptorWait::DescriptorWait()
     : mainLoop(MainLoop::ofThisThread()), set(mainLoop ? mainLoop->pollSet() : own.emplace()) {}
 
@@ -14,7 +12,7 @@ DescriptorWait::~DescriptorWait() {
 }
 
 void DescriptorWait::add(int descriptor, std::function<void()> ready) {
-    set.add(descriptor, EPOLLIN, [ready = std::move(ready)](std::uint32_t) { ready(); });
+    set.add(descriptor, PollSet::readable, [ready = std::move(ready)](std::uint32_t) { ready(); });
     watched.push_back(descriptor);
 }
 

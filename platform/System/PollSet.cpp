@@ -39,6 +39,8 @@ void drain(int descriptor) {
 
 } // namespace
 
+const std::uint32_t PollSet::readable = EPOLLIN;
+
 PollSet::PollSet()
     : set(required(epoll_create1(EPOLL_CLOEXEC), "Cannot wait for anything")),
       wakeDescriptor(

@@ -13,12 +13,14 @@
 class PollSet {
 public:
     using Handler = std::function<void(std::uint32_t events)>;
+    /// What descriptors are watched for most often; all events are epoll's.
+    static const std::uint32_t readable;
 
     PollSet();
     PollSet(const PollSet&) = delete;
     PollSet& operator=(const PollSet&) = delete;
 
-    /// Has `handler` called within wait() whenever one of `events` (EPOLLIN, …) is there, until it
+    /// Has `handler` called within wait() whenever one of `events` is there, until it
     /// is removed. The descriptor stays the caller's.
     void add(int descriptor, std::uint32_t events, Handler handler);
     void change(int descriptor, std::uint32_t events);
