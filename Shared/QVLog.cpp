@@ -75,7 +75,7 @@ std::string header(const void* ownCode) {
 
 /// Writes what is still queued at the program's end.
 struct WriteAtExit {
-    ~WriteAtExit() { NSOperationQueue::drainAll(); } // what the log says of itself, too
+    ~WriteAtExit() { NSOperationQueue::drainAll(); } // with the lines about the log itself
 };
 
 } // namespace

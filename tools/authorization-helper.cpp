@@ -6,7 +6,8 @@
 // Two programs are built of this: one changes files alone, in the ways of the panel's support
 // library; the other runs any tool. The user is asked for each in its own words.
 //
-// It reads no file, links nothing but the standard library, and takes nothing from its environment.
+// It reads no file but what /proc says of its ancestors and itself, links nothing but the standard
+// library, and takes nothing from its environment.
 
 #include "FileOperations.h"
 #include "Security/Authorization.h"

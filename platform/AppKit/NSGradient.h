@@ -18,8 +18,8 @@ public:
     const NSColor& endingColor() const { return end; }
 
     /// Fills a path. At 0 degrees the blend runs from the left edge of the path's bounds to the
-    /// right one, at 90 degrees from the bottom to the top. The outermost half point at either end
-    /// has that end's colour, so that the edge pixels show it exactly at every scale.
+    /// right one, at 90 degrees from the bottom to the top. Up to half a point inside each edge it
+    /// has that end's own colour, so that the edge pixels show it exactly at every scale.
     void drawInBezierPath(const NSBezierPath& path, double angle) const;
 
     std::string codingClassName() const override { return "NSGradient"; }

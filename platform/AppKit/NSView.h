@@ -19,7 +19,7 @@ public:
     explicit NSView(QWidget* parent = nullptr);
     ~NSView() override;
 
-    /// Takes what an archive holds for this view.
+    /// Takes what a coder holds for this view, or writes it there.
     virtual void initWithCoder(NSCoder& coder);
     virtual void encodeWithCoder(NSCoder& coder);
     /// Called once, when the whole layout file has been loaded.

@@ -97,7 +97,7 @@ NSDate dateOfNode(plist_t node) {
                                   &minute, &second);
     const std::chrono::year_month_day date{std::chrono::year(year), std::chrono::month(month),
                                            std::chrono::day(day)};
-    PropertyListError::unless(found == 6 && date.ok(), "a date is none that the calendar has");
+    PropertyListError::unless(found == 6 && date.ok(), "a date does not exist");
     return std::chrono::sys_days(date) + std::chrono::hours(hour) + std::chrono::minutes(minute) +
            std::chrono::seconds(second);
 }

@@ -44,8 +44,8 @@ Command askingTheUser(const std::string& helper) {
     return {require("/usr/bin/pkexec"), {"--disable-internal-agent", helper}, 0};
 }
 
-/// sudo knows the passwords of the user that runs it alone, so another administrator is first
-/// become with su. -k: the password itself counts, not that it was given a moment ago.
+/// sudo checks the password of the user that runs it, so for another administrator su starts it as
+/// that user. -k: the password itself counts, not that it was given a moment ago.
 Command withCredentials(const std::string& helper, const std::string& user) {
     const auto sudo = require("/usr/bin/sudo");
     if (sudo.empty() || user == Machine::current().userName()) {

@@ -20,7 +20,7 @@ constexpr const char* manager = "org.freedesktop.systemd1";
 constexpr const char* managerPath = "/org/freedesktop/systemd1";
 constexpr const char* managerInterface = "org.freedesktop.systemd1.Manager";
 constexpr std::chrono::microseconds answerBound = 4s;
-/// For what a service's program needs to end, beyond what it waits for itself.
+/// How much longer systemd waits for a service's end than its program waits for the job's.
 constexpr std::chrono::seconds endMargin = 5s;
 
 struct Unref {
@@ -51,7 +51,7 @@ Message newCall(sd_bus* bus, const char* path, const char* interface, const char
     return Message(message);
 }
 
-/// As the value of a key of a bus address.
+/// A path as it is spelled in a bus address.
 std::string escaped(const std::string& path) {
     std::string text;
     for (const unsigned char byte : path) {
@@ -68,7 +68,7 @@ bool isAbsence(int error) {
     return std::find(errors.begin(), errors.end(), -error) != errors.end();
 }
 
-/// Joins the bus, for which the library itself would wait much longer.
+/// Joins the bus in bounded time; the library by itself would wait much longer.
 int join(sd_bus* bus) {
     auto& clock = Machine::current().clock();
     const auto deadline = clock.now() + answerBound;
@@ -140,7 +140,7 @@ private:
     sd_bus_message* message;
 };
 
-/// Of no other unit, also while one of the same job is still ending.
+/// A name that no other unit has, not even one of the same job that is still ending.
 std::string newUnit(const std::string& name) {
     const auto time = Machine::current().clock().now().time_since_epoch().count();
     return stringWithFormat("%@:%lx.%d.service", name, time, getpid());

@@ -57,7 +57,7 @@ void list(const std::string& label) {
               << "\nLabel = " << printable(label) << '\n';
 }
 
-/// The job files that paths stand for.
+/// The job files that the paths name: each file itself, and those that lie in a folder.
 std::vector<std::string> jobFiles(std::span<char*> paths) {
     auto& files = NSFileManager::defaultManager();
     std::vector<std::string> all;
@@ -65,7 +65,7 @@ std::vector<std::string> jobFiles(std::span<char*> paths) {
         const auto names =
             files.isDirectoryAtPath(path) ? files.contentsOfDirectoryAtPath(path) : std::nullopt;
         if (!names) {
-            all.push_back(path); // which whoever reads it finds out about
+            all.push_back(path); // a file, or nothing, as its reader will see
             continue;
         }
         for (const auto& name : *names) {
@@ -77,7 +77,7 @@ std::vector<std::string> jobFiles(std::span<char*> paths) {
     return all;
 }
 
-/// What goes wrong with one is complained about, and the next one is tried.
+/// Says what goes wrong with one, and goes on with the next.
 int forEach(const std::vector<std::string>& names,
             const std::function<void(const std::string&)>& work) {
     int status = EXIT_SUCCESS;
