@@ -28,7 +28,7 @@ constexpr const char* usage =
 std::string asciiXML(const std::string& xml) {
     std::string ascii;
     ascii.reserve(xml.size());
-    for (const char32_t character : charactersOfString(xml)) {
+    for (const char32_t character : utf8Characters(xml)) {
         if (character < 0x80) {
             ascii += static_cast<char>(character);
         } else {

@@ -209,14 +209,3 @@ std::size_t lengthInCharacters(const std::string& text) {
     }
     return count;
 }
-
-std::u32string charactersOfString(const std::string& text) {
-    constexpr char32_t replacement = 0xFFFD;
-    std::u32string characters;
-    for (std::size_t position = 0; position < text.size();) {
-        const auto length = utf8SequenceLength(text, position);
-        characters += length > 0 ? utf8Character(text, position, length) : replacement;
-        position += std::max<std::size_t>(length, 1);
-    }
-    return characters;
-}

@@ -50,6 +50,3 @@ std::string stringByTrimmingWhitespaceAndNewlines(std::string text);
 /// Length in UTF-16 code units, the platform's idea of a text's length. A byte that is no UTF-8
 /// counts as one.
 std::size_t lengthInCharacters(const std::string& text);
-
-/// The characters of a text, a byte that is no UTF-8 as U+FFFD.
-std::u32string charactersOfString(const std::string& text);

@@ -1,6 +1,8 @@
 #include "System/OperatingSystem.h"
 
 #include <algorithm>
+#include <array>
+#include <cstdio>
 #include <fstream>
 #include <optional>
 #include <sys/random.h>
@@ -47,9 +49,19 @@ std::uint64_t installedMemory() {
            static_cast<std::uint64_t>(sysconf(_SC_PAGESIZE));
 }
 
-std::array<unsigned char, 16> randomBytes() {
+std::string randomIdentifier() {
     std::array<unsigned char, 16> random{};
     while (getrandom(random.data(), random.size(), 0) != static_cast<ssize_t>(random.size())) {
     }
-    return random;
+    // The version and variant bits of a random UUID (RFC 4122).
+    random[6] = static_cast<unsigned char>(0x40 | (random[6] & 0x0F));
+    random[8] = static_cast<unsigned char>(0x80 | (random[8] & 0x3F));
+    std::string text;
+    for (std::size_t index = 0; index < random.size(); ++index) {
+        std::array<char, 3> digits{};
+        std::snprintf(digits.data(), digits.size(), "%02X", static_cast<unsigned>(random[index]));
+        text += index == 4 || index == 6 || index == 8 || index == 10 ? "-" : "";
+        text += digits.data();
+    }
+    return text;
 }

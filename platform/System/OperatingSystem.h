@@ -1,7 +1,6 @@
 // What the system says of itself and of the machine below it. Any thread.
 #pragma once
 
-#include <array>
 #include <cstdint>
 #include <string>
 
@@ -11,5 +10,5 @@ std::string operatingSystemName();
 int onlineProcessors();
 /// In bytes.
 std::uint64_t installedMemory();
-/// From the kernel's generator.
-std::array<unsigned char, 16> randomBytes();
+/// A random UUID in capitals, from the kernel's generator.
+std::string randomIdentifier();

@@ -1,5 +1,6 @@
 #include "System/UTF8.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 
@@ -39,6 +40,17 @@ char32_t utf8Character(std::string_view text, std::size_t position, std::size_t 
         value = (value << 6U) | (static_cast<unsigned char>(text[position + index]) & 0x3FU);
     }
     return value;
+}
+
+std::u32string utf8Characters(std::string_view text) {
+    constexpr char32_t replacement = 0xFFFD;
+    std::u32string characters;
+    for (std::size_t position = 0; position < text.size();) {
+        const auto length = utf8SequenceLength(text, position);
+        characters += length > 0 ? utf8Character(text, position, length) : replacement;
+        position += std::max<std::size_t>(length, 1);
+    }
+    return characters;
 }
 
 void appendUTF8(std::string& text, char32_t character) {

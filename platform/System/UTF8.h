@@ -9,6 +9,8 @@
 std::size_t utf8SequenceLength(std::string_view text, std::size_t position);
 /// The character of a well-formed sequence of that length.
 char32_t utf8Character(std::string_view text, std::size_t position, std::size_t length);
+/// All characters of a text, a byte that is no UTF-8 as U+FFFD.
+std::u32string utf8Characters(std::string_view text);
 /// Adds a character, which is no half of a surrogate pair.
 void appendUTF8(std::string& text, char32_t character);
 /// How many ASCII characters the text starts with at least, counted in steps of eight.

@@ -41,7 +41,7 @@ TEST(NSStringTest, LeadingIntegersStopAtTheFirstOtherCharacterAndSaturate) {
 TEST(NSStringTest, LengthsCountUTF16UnitsAndTrimmingKnowsUnicode) {
     EXPECT_EQ(lengthInCharacters("a\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80"), 5U);
     EXPECT_EQ(lengthInCharacters("\xFF\xC3"), 2U);
-    EXPECT_EQ(charactersOfString("a\xFF\xE2\x82\xAC\xC3"), U"a\uFFFD\u20AC\uFFFD");
+    EXPECT_EQ(utf8Characters("a\xFF\xE2\x82\xAC\xC3"), U"a\uFFFD\u20AC\uFFFD");
     EXPECT_EQ(stringByTrimmingWhitespaceAndNewlines("\n \xE3\x80\x80 a b\xC2\x85\t"), "a b");
     EXPECT_EQ(stringByTrimmingWhitespaceAndNewlines(" \r\n"), "");
     for (const char* bad : {"\xC0\x80", "\xED\xA0\x80", "\xF4\x90\x80\x80", "\xE2\x82", "\x80"}) {
