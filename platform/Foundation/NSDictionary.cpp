@@ -3,12 +3,12 @@
 #include "Foundation/NSPropertyList.h"
 
 #include <algorithm>
+#include <bit>
+#include <functional>
 
 namespace {
 
 constexpr std::size_t mostLookedThrough = 16;
-
-std::size_t hashOf(const std::string& key) { return std::hash<std::string>()(key); }
 
 } // namespace
 
@@ -18,20 +18,33 @@ NSDictionary::NSDictionary(std::initializer_list<std::pair<std::string, Property
     }
 }
 
+NSDictionary NSDictionary::dictionaryWithCapacity(std::size_t count) {
+    NSDictionary dictionary;
+    dictionary.entries.reserve(count);
+    return dictionary;
+}
+
 /// The number of entries for a missing key.
 std::size_t NSDictionary::placeOfKey(const std::string& key) const {
-    const auto isHere = [&](std::size_t place) { return entries[place].first == key; };
-    std::size_t place = 0;
-    if (places.empty()) {
-        while (place < entries.size() && !isHere(place)) {
-            ++place;
-        }
-        return place;
+    if (!places.empty()) {
+        const auto noted = places[slotOfKey(key)];
+        return noted != 0 ? noted - 1 : entries.size();
     }
-    const auto [first, last] = places.equal_range(hashOf(key));
-    const auto found =
-        std::find_if(first, last, [&](const auto& entry) { return isHere(entry.second); });
-    return found != last ? found->second : entries.size();
+    std::size_t place = 0;
+    while (place < entries.size() && entries[place].first != key) {
+        ++place;
+    }
+    return place;
+}
+
+/// The one that has the key's place, or the free one that is to have it.
+std::size_t NSDictionary::slotOfKey(const std::string& key) const {
+    const auto last = places.size() - 1; // all of its bits are set
+    auto slot = std::hash<std::string>()(key) & last;
+    while (places[slot] != 0 && entries[places[slot] - 1].first != key) {
+        slot = (slot + 1) & last;
+    }
+    return slot;
 }
 
 /// Takes note of the entries from a place on.
@@ -40,8 +53,12 @@ void NSDictionary::note(std::size_t place) {
         places.clear();
         return;
     }
-    for (place = places.empty() ? 0 : place; place < entries.size(); ++place) {
-        places.emplace(hashOf(entries[place].first), place);
+    if (places.size() < 2 * entries.size()) {
+        places.assign(std::bit_ceil(2 * entries.capacity()), 0);
+        place = 0;
+    }
+    for (; place < entries.size(); ++place) {
+        places[slotOfKey(entries[place].first)] = static_cast<std::uint32_t>(place + 1);
     }
 }
 
@@ -56,12 +73,12 @@ std::optional<std::string> NSDictionary::stringForKey(const std::string& key) co
     return text ? std::optional(*text) : std::nullopt;
 }
 
-void NSDictionary::setObject(PropertyList value, const std::string& key) {
+void NSDictionary::setObject(PropertyList value, std::string key) {
     const auto place = placeOfKey(key);
     if (place < entries.size()) {
         entries[place].second = std::move(value);
     } else {
-        entries.emplace_back(key, std::move(value));
+        entries.emplace_back(std::move(key), std::move(value));
         note(place);
     }
 }

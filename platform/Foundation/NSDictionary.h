@@ -1,10 +1,10 @@
 // A dictionary of property-list values. Include NSPropertyList.h with it, which has the values.
 #pragma once
 
+#include <cstdint>
 #include <initializer_list>
 #include <optional>
 #include <string>
-#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -17,6 +17,8 @@ class NSDictionary {
 public:
     NSDictionary() = default;
     NSDictionary(std::initializer_list<std::pair<std::string, PropertyList>> entries);
+    /// Has room for so many entries.
+    static NSDictionary dictionaryWithCapacity(std::size_t count);
 
     /// None for a missing key. Valid until the dictionary changes or goes.
     const PropertyList* objectForKey(const std::string& key) const&;
@@ -24,7 +26,7 @@ public:
     /// The text under a key; none when there is no such text.
     std::optional<std::string> stringForKey(const std::string& key) const;
     /// Replaces the value in its place, or adds the key at the end.
-    void setObject(PropertyList value, const std::string& key);
+    void setObject(PropertyList value, std::string key);
     void removeObjectForKey(const std::string& key);
 
     std::size_t count() const;
@@ -36,9 +38,11 @@ public:
 
 private:
     std::size_t placeOfKey(const std::string& key) const;
+    std::size_t slotOfKey(const std::string& key) const;
     void note(std::size_t place);
 
     Entries entries;
-    /// The places of the keys of each hash, once there are too many to look through.
-    std::unordered_multimap<std::size_t, std::size_t> places;
+    /// One more than each entry's place, found by its key's hash: open addressing, 0 for a free
+    /// slot. Empty while the keys are few enough to look through.
+    std::vector<std::uint32_t> places;
 };

@@ -120,6 +120,7 @@ NSData dataOfNode(plist_t node) {
 
 NSArray arrayOfNode(plist_t node) {
     NSArray array;
+    array.reserve(plist_array_get_size(node));
     plist_array_iter iterator = nullptr;
     plist_array_new_iter(node, &iterator);
     const Memory memory(static_cast<char*>(iterator));
@@ -131,7 +132,7 @@ NSArray arrayOfNode(plist_t node) {
 }
 
 NSDictionary dictionaryOfNode(plist_t node) {
-    NSDictionary dictionary;
+    auto dictionary = NSDictionary::dictionaryWithCapacity(plist_dict_get_size(node));
     plist_dict_iter iterator = nullptr;
     plist_dict_new_iter(node, &iterator);
     const Memory memory(static_cast<char*>(iterator));

@@ -1,11 +1,18 @@
 #include "System/TextConversion.h"
 
+#include "System/UTF8.h"
+
 #include <array>
 #include <cerrno>
 #include <cstdint>
 #include <iconv.h>
+#include <strings.h>
 
 std::optional<std::string> utf8FromEncoding(const std::string& encoding, std::string_view bytes) {
+    if (strcasecmp(encoding.c_str(), "UTF-8") ==
+        0) { // which iconv would take apart and put together
+        return isValidUTF8(bytes) ? std::optional(std::string(bytes)) : std::nullopt;
+    }
     char* input = const_cast<char*>(bytes.data()); // which iconv leaves as it is
     std::size_t left = bytes.size();
     // A name with a slash would ask for guesses.

@@ -85,8 +85,10 @@ std::size_t asciiPrefix(std::string_view text) {
 }
 
 bool isValidUTF8(std::string_view bytes) {
-    for (std::size_t position = asciiPrefix(bytes); position < bytes.size();) {
-        const auto length = utf8SequenceLength(bytes, position);
+    std::size_t position = 0;
+    while (position < bytes.size()) {
+        const auto ascii = asciiPrefix(bytes.substr(position));
+        const auto length = ascii != 0 ? ascii : utf8SequenceLength(bytes, position);
         if (length == 0) {
             return false;
         }

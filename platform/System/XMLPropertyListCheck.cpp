@@ -14,14 +14,9 @@ public:
 
     void run() {
         while (skipText()) {
-            if (skipUpTo("<!--", "-->") || skipUpTo("<?", "?>")) {
-                continue;
-            }
-            if (text.starts_with("<![CDATA[")) {
-                require(depth > 1, "text stands outside an element");
-                skipUpTo("<![CDATA[", "]]>");
-            } else if (text.starts_with("<!")) {
-                readDocumentType();
+            const char kind = text.size() > 1 ? text[1] : '\0';
+            if (kind == '!' || kind == '?') {
+                readOther();
             } else {
                 readTag();
             }
@@ -30,6 +25,18 @@ public:
     }
 
 private:
+    void readOther() {
+        if (skipUpTo("<!--", "-->") || skipUpTo("<?", "?>")) {
+            return;
+        }
+        if (text.starts_with("<![CDATA[")) {
+            require(depth > 1, "text stands outside an element");
+            skipUpTo("<![CDATA[", "]]>");
+        } else {
+            readDocumentType();
+        }
+    }
+
     /// Up to the next markup; false at the end of everything.
     bool skipText() {
         const std::size_t markup = std::min(text.find('<'), text.size());
@@ -55,10 +62,13 @@ private:
         const std::size_t end = text.find('>');
         require(end != std::string_view::npos, "it is cut short");
         const std::string_view tag = text.substr(1, end - 1);
-        require(tag.find('<') == std::string_view::npos &&
-                    std::count(tag.begin(), tag.end(), '"') % 2 == 0 &&
-                    std::count(tag.begin(), tag.end(), '\'') % 2 == 0,
-                "a tag does not end");
+        int starts = 0, quotes = 0, apostrophes = 0;
+        for (const char character : tag) {
+            starts += character == '<' ? 1 : 0;
+            quotes += character == '"' ? 1 : 0;
+            apostrophes += character == '\'' ? 1 : 0;
+        }
+        require(starts == 0 && quotes % 2 == 0 && apostrophes % 2 == 0, "a tag does not end");
         text.remove_prefix(end + 1);
         return tag;
     }
