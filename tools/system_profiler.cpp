@@ -1,6 +1,7 @@
 // system_profiler: what the machine is made of, as a property list. Of all the reports that go by
 // this name, it makes the one on the network.
 
+#include "AsciiXML.h"
 #include "ConnectionNames.h"
 #include "Foundation/NSException.h"
 #include "Foundation/NSPropertyList.h"
@@ -22,21 +23,6 @@ constexpr const char* usage =
     "Known data types: SPNetworkDataType\n"
     "  -listDataTypes  print the known data types, one a line\n"
     "  --help          print this\n";
-
-/// A report's text is ASCII, whatever an interface or a connection is called, since not everybody
-/// who reads one decodes more.
-std::string asciiXML(const std::string& xml) {
-    std::string ascii;
-    ascii.reserve(xml.size());
-    for (const char32_t character : utf8Characters(xml)) {
-        if (character < 0x80) {
-            ascii += static_cast<char>(character);
-        } else {
-            ascii += stringWithFormat("&#x%x;", character);
-        }
-    }
-    return ascii;
-}
 
 /// The kernel lets a name have bytes that no text may have.
 std::string asText(std::string name) {

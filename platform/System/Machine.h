@@ -6,7 +6,6 @@
 #include "System/Clock.h"
 #include "System/LaunchedProcess.h"
 #include "System/LaunchRequest.h"
-#include "System/Machine.h"
 #include "System/ProcessList.h"
 
 #include <memory>

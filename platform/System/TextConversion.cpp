@@ -9,8 +9,7 @@
 #include <strings.h>
 
 std::optional<std::string> utf8FromEncoding(const std::string& encoding, std::string_view bytes) {
-    if (strcasecmp(encoding.c_str(), "UTF-8") ==
-        0) { // which iconv would take apart and put together
+    if (strcasecmp(encoding.c_str(), "UTF-8") == 0) {
         return isValidUTF8(bytes) ? std::optional(std::string(bytes)) : std::nullopt;
     }
     char* input = const_cast<char*>(bytes.data()); // which iconv leaves as it is

@@ -85,6 +85,18 @@ TEST_F(NSRunLoopTest, AfterABusyTimeDescriptorsComeFirstAndTimersLast) {
     EXPECT_EQ(events, "readable@2 performed@2 timer@2 ");
 }
 
+TEST_F(NSRunLoopTest, EveryReaderReturnsWhenItsHandleIsClosed) {
+    EXPECT_TRUE(NSFileHandle::fileHandleWithNullDevice()->availableData().empty());
+    const NSPipe pipe;
+    for (int reader = 0; reader < 2; ++reader) {
+        NSThread::detachNewThread(
+            [&] { EXPECT_TRUE(pipe.fileHandleForReading()->availableData().empty()); });
+    }
+    NSThread::sleepForTimeInterval(1); // passes once both wait
+    pipe.fileHandleForReading()->closeFile();
+    EXPECT_TRUE(threadsEnd());
+}
+
 TEST_F(NSRunLoopTest, ALoopWithNothingToDoSleepsInsteadOfPolling) {
     Machine::install(nullptr);
     rusage before{}, after{};

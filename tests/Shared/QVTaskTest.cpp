@@ -150,6 +150,15 @@ TEST_F(TaskTest, endsWhatTakesTooLong) {
             performOnMainThread([&] { expectTimeoutReport(); }, true);
         });
     }
+    // The timer of a run that has ended is none of the next one's.
+    const auto task = QVTask::create();
+    EXPECT_EQ(task->terminationCodeFromTaskInstance(shell, script("exit 3"), 5), 3);
+    const auto start = clock->seconds();
+    auto ready = timePassesWhenReady();
+    EXPECT_EQ(task->terminationCodeFromTaskInstance(shell, script(stays), 60), SIGTERM);
+    ready.join();
+    EXPECT_GE(clock->seconds() - start, 60);
+    expectTimeoutReport();
 }
 
 using RealTimeTaskTest = WithLog<RealTimeMachineTest>;
