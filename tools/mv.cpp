@@ -4,8 +4,8 @@
 // superuser's: copied beside the target, flushed, renamed over it, and only then removed from its
 // old place. So whoever holds the old file open cannot write the new one, and the target is the old
 // one or the new one whatever happens. Links and files with another name elsewhere do not come
-// there, unless from another such folder. A file comes to another file system in the same way, and
-// keeps its owner; all else is renamed.
+// there, unless from another such folder, and a folder comes by renaming alone. A file comes to
+// another file system in the same way, and keeps its owner; all else is renamed.
 
 #include "PlainFile.h"
 #include "System/FileWriting.h"
@@ -161,9 +161,11 @@ void moveFile(const Place& source, const Place& target) {
 }
 
 /// False where the target is on another file system.
-bool renames(const Place& source, const Place& target) {
-    const bool done = renameat(source.folder.get(), source.name.c_str(), target.folder.get(),
-                               target.name.c_str()) == 0;
+bool renames(const Place& source, const Place& target, bool isFolder) {
+    // Somebody may have put a file in the folder's place by now, which the slash refuses.
+    const auto name = source.name + (isFolder ? "/" : "");
+    const bool done =
+        renameat(source.folder.get(), name.c_str(), target.folder.get(), target.name.c_str()) == 0;
     require(done || errno == EXDEV, target.path);
     return done;
 }
@@ -186,12 +188,16 @@ void move(const std::string& from, const std::string& to) {
         replaced.st_ino == moved.st_ino) {
         throw std::runtime_error(from + " and " + target.path + " are the same file");
     }
-    const bool mustBeNew = !S_ISDIR(moved.st_mode) && comesToSuperuser(source, target);
-    if (!mustBeNew && renames(source, target)) {
+    const bool isFolder = S_ISDIR(moved.st_mode);
+    const bool isTaken = comesToSuperuser(source, target);
+    if ((isFolder || !isTaken) && renames(source, target, isFolder)) {
         return;
     }
-    if (mustBeNew || S_ISREG(moved.st_mode)) {
+    if (S_ISREG(moved.st_mode) || (isTaken && !isFolder)) {
         moveFile(source, target);
+    } else if (isTaken) {
+        // While its files are copied one by one, others could exchange them.
+        throw std::runtime_error(from + " is a folder on another file system");
     } else {
         moveWithMachinesOwn(source, target);
     }
