@@ -47,7 +47,14 @@ const std::string& toolsOfThisBuild() {
     return folder;
 }
 
-/// Makes the folder if need be, and makes sure that nobody else had a hand in it.
+/// Whether it is there and nobody else had a hand in it.
+bool isPrivateFolder(const std::string& path) {
+    struct stat status {};
+    return lstat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode) &&
+           status.st_uid == geteuid() && (status.st_mode & 077) == 0;
+}
+
+/// Makes the folder if need be.
 void requirePrivateFolder(const std::string& path) {
     std::error_code ignored;
     std::filesystem::create_directories(std::filesystem::path(path).parent_path(), ignored);
@@ -55,13 +62,16 @@ void requirePrivateFolder(const std::string& path) {
         throw std::system_error(errno, std::generic_category(),
                                 "Cannot make the temporary folder " + path);
     }
-    struct stat status {};
-    if (lstat(path.c_str(), &status) != 0 || !S_ISDIR(status.st_mode) ||
-        status.st_uid != geteuid() || (status.st_mode & 077) != 0) {
+    if (!isPrivateFolder(path)) {
         throw std::system_error(EPERM, std::generic_category(),
                                 "The temporary folder " + path +
                                     " is not this user's own; remove it and try again");
     }
+}
+
+bool isWrittenByEverybody(const std::filesystem::path& folder) {
+    struct stat status {};
+    return stat(folder.c_str(), &status) == 0 && (status.st_mode & S_IWOTH) != 0;
 }
 
 } // namespace
@@ -106,15 +116,19 @@ std::optional<std::string> RealMachine::homeDirectoryForUser(const std::string& 
 }
 
 std::string RealMachine::temporaryDirectory() const {
-    auto path = temporaryPath();
-    try {
-        requirePrivateFolder(path);
-    } catch (const std::system_error&) {
-        // Others may have taken a name where everybody writes; in one's own home they cannot.
-        path = homeDirectory() + "/.cache/tessaline";
-        requirePrivateFolder(path);
+    const std::filesystem::path usual = temporaryPath();
+    const auto inHome = homeDirectory() + "/.cache/tessaline";
+    // Where everybody writes others may take the name, and let go of it again; in one's own home
+    // they cannot. What was begun there stays there, or it would no longer be found.
+    if (!isWrittenByEverybody(usual.parent_path()) || !isPrivateFolder(inHome)) {
+        try {
+            requirePrivateFolder(usual);
+            return usual;
+        } catch (const std::system_error&) { // then in the home, or nowhere
+        }
     }
-    return path;
+    requirePrivateFolder(inHome);
+    return inHome;
 }
 
 std::string RealMachine::temporaryPath() const {

@@ -60,6 +60,11 @@ TEST_F(QVLocalPathsTest, TemporaryFilesHaveFreshNames) {
     std::filesystem::permissions(folder, std::filesystem::perms(0777));
     const auto other = machine->homeDirectory() + "/.cache/tessaline";
     EXPECT_EQ(QVLocalPaths::tempDirectory(), other);
+    // Who lets go of it again does not lead away from what was begun.
+    std::filesystem::permissions(folder, std::filesystem::perms(0700));
+    std::filesystem::permissions(machine->homeDirectory(), std::filesystem::perms(0777));
+    EXPECT_EQ(QVLocalPaths::tempDirectory(), other);
+    std::filesystem::permissions(folder, std::filesystem::perms(0777));
     std::filesystem::permissions(other, std::filesystem::perms(0777));
     EXPECT_FALSE(std::ofstream(QVLocalPaths::tempFile()).is_open());
     EXPECT_EQ(machine->consoleLines().size(), 1U) << "it says why";
