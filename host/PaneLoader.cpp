@@ -23,9 +23,17 @@ std::string requiredKey(const NSBundle& bundle, const std::string& key) {
     return *value;
 }
 
+/// What is loaded will have the rights that the user gives.
+void requireTrusted(const std::string& path) {
+    if (Machine::current().authorizationMode() == AuthorizationMode::system) {
+        requireTrustedPath(path, Machine::current().realUserID());
+    }
+}
+
 void loadCode(const NSBundle& bundle) {
     requiredKey(bundle, "CFBundleExecutable");
     const std::string path = bundle.executablePath().value_or("");
+    requireTrusted(path);
     if (!dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE)) {
         refuse(bundle.bundlePath(), std::string("the executable does not load: ") + dlerror());
     }
@@ -42,11 +50,6 @@ LoadedPane loadPane(const std::string& bundlePath) {
     if (!bundle) {
         refuse(path, "Contents/Info.plist is missing or broken");
     }
-    if (Machine::current().authorizationMode() == AuthorizationMode::system) {
-        // Its code will have the rights that the user gives.
-        requireTrustedPath(bundle->executablePath().value_or(path),
-                           Machine::current().realUserID());
-    }
     loadCode(*bundle);
     const std::string className = requiredKey(*bundle, "NSPrincipalClass");
     const auto pane = NSPreferencePane::paneOfClass(className);
@@ -58,6 +61,7 @@ LoadedPane loadPane(const std::string& bundlePath) {
     if (!layout) {
         refuse(path, "there is no layout file " + layoutName);
     }
+    requireTrusted(*layout);
     pane->loadMainView(*layout);
     return {pane, bundle->infoString("NSPrefPaneIconLabel").value_or(className)};
 }

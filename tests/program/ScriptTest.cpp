@@ -173,9 +173,11 @@ TEST_F(ScriptTest, SaysInOneLineWhatIsWrongWithABundle) {
     says("--root", "--root needs a value");
     says(good + " " + bundle.string(), "more than one bundle");
     says("--script " + at("none") + " " + good, "cannot be read");
-    fs::permissions(bundle, fs::perms(0777));
-    says("--authorization system " + good, "could be changed by other users");
-    fs::permissions(bundle, fs::perms(0755));
+    for (const auto& part : {bundle, fs::path(layout)}) {
+        fs::permissions(part, fs::perms(0777));
+        says("--authorization system " + good, part.string() + " could be changed by other users");
+        fs::permissions(part, fs::perms(0755));
+    }
     writeInfo("Elsewhere");
     says(good, "its code has no principal class Elsewhere");
     writeInfo("TestPane");
