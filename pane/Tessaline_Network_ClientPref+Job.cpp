@@ -192,7 +192,7 @@ std::optional<std::string> Tessaline_Network_ClientPref::clientExecutable() {
 void Tessaline_Network_ClientPref::reporting(const char* method,
                                              const std::function<void()>& steps) {
     try {
-        steps();
+        raisingSystemErrors(NSInternalInconsistencyException, steps);
     } catch (const NSException& exception) {
         QVException::logException(exception, method);
     }

@@ -8,7 +8,6 @@
 
 #include <exception>
 #include <mutex>
-#include <system_error>
 
 namespace {
 
@@ -36,14 +35,15 @@ void NSThread::start() {
     };
     begin();
     try {
-        startDetachedThread([work = std::move(body), end]() mutable {
-            runBody(work);
-            end();
+        raisingSystemErrors(NSInternalInconsistencyException, [&] {
+            startDetachedThread([work = std::move(body), end]() mutable {
+                runBody(work);
+                end();
+            });
         });
-    } catch (const std::system_error& error) {
+    } catch (const NSException&) {
         end();
-        throw NSException(NSInternalInconsistencyException,
-                          std::string("Cannot start a thread: ") + error.code().message());
+        throw;
     }
 }
 
