@@ -106,7 +106,7 @@ void UIScript::lookAgain() {
 void UIScript::guarded(const std::function<void()>& work) {
     try {
         work();
-    } catch (const NSException& exception) {
+    } catch (const std::exception& exception) {
         if (!over) {
             std::cerr << "line " << lineNumber << ": " << line << (line.empty() ? "" : ": ")
                       << exception.what() << std::endl;
