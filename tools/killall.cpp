@@ -8,7 +8,10 @@
 
 #include <csignal>
 #include <cstdlib>
+#include <exception>
 #include <iostream>
+#include <span>
+#include <string>
 
 namespace {
 
@@ -22,6 +25,21 @@ bool endAll(const Machine& machine, const std::string& name) {
     return found;
 }
 
+int run(std::span<char*> names) {
+    const char* root = std::getenv("TESSALINE_ROOT");
+    if (root != nullptr && *root != '\0') {
+        Machine::install(std::make_shared<SandboxMachine>(root));
+    }
+    int status = EXIT_SUCCESS;
+    for (const std::string name : names) {
+        if (!endAll(Machine::current(), name)) {
+            std::cerr << name << ": no process found\n";
+            status = EXIT_FAILURE;
+        }
+    }
+    return status;
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
@@ -29,16 +47,10 @@ int main(int argc, char** argv) {
         std::cerr << "usage: killall NAME...\n";
         return EXIT_FAILURE;
     }
-    const char* root = std::getenv("TESSALINE_ROOT");
-    if (root != nullptr && *root != '\0') {
-        Machine::install(std::make_shared<SandboxMachine>(root));
+    try {
+        return run(std::span(argv + 1, static_cast<std::size_t>(argc - 1)));
+    } catch (const std::exception& exception) {
+        std::cerr << "killall: " << exception.what() << '\n';
+        return EXIT_FAILURE;
     }
-    int status = EXIT_SUCCESS;
-    for (int index = 1; index < argc; ++index) {
-        if (!endAll(Machine::current(), argv[index])) {
-            std::cerr << argv[index] << ": no process found\n";
-            status = EXIT_FAILURE;
-        }
-    }
-    return status;
 }

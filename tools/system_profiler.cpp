@@ -89,7 +89,7 @@ int run(std::span<char*> arguments) {
 int main(int argc, char** argv) {
     try {
         return run(std::span(argv + 1, static_cast<std::size_t>(argc > 0 ? argc - 1 : 0)));
-    } catch (const NSException& exception) {
-        return fail(exception.reason().value_or("unknown trouble"));
+    } catch (const std::exception& exception) {
+        return fail(exception.what());
     }
 }
