@@ -58,6 +58,10 @@ std::string loadJob(const std::string& path, const Job& job) {
     startSupervisor(std::filesystem::absolute(path).string(), job, theirs);
     theirs.reset();
     if (!waitFor(ours)) {
+        const auto place = SupervisedJob::find(jobNameForLabel(job.label));
+        if (!place || !place->successor()) {
+            fail("%@: The supervisor does not answer", job.label);
+        }
         return job.label + ": Starts when the one before it has ended";
     }
     std::array<char, longestAnswer> answer{};
