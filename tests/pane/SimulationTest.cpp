@@ -143,6 +143,9 @@ void SimulationTest::live(unsigned seed) {
     EXPECT_EQ(NSThread::running(), login.threads);
     if (pane) {
         expectRest(login.clients());
+    } else {
+        EXPECT_LE(login.clients(), std::filesystem::is_regular_file(machine->jobFile()) ? 1 : 0)
+            << "off, and yet there";
     }
     const std::weak_ptr<Tessaline_Network_ClientPref> weak = pane;
     pane = nullptr;
