@@ -86,10 +86,8 @@ bool Tessaline_Network_ClientPref::writeClientSettings() {
     settings.setObject(networkCustomPortCheck->state(), "customPortSet");
     settings.setObject(integerValue(networkCustomPortText->stringValue()), "customPort");
     settings.setObject(networkDisableBonjour->state(), "disableBonjour");
-    auto& files = NSFileManager::defaultManager();
-    files.createDirectoryAtPath(preferencesFolder());
-    return writeDictionaryToFile(settings, path) ||
-           (!files.isDirectoryAtPath(path) && moveSettingsWithRights(settings));
+    NSFileManager::defaultManager().createDirectoryAtPath(preferencesFolder());
+    return writeDictionaryToFile(settings, path) || moveSettingsWithRights(settings);
 }
 
 /// The move is not waited for; what it did is looked at a moment later.

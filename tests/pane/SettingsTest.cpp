@@ -144,18 +144,26 @@ TEST_F(SettingsTest, AFileThatCannotBeWrittenIsMovedIntoPlaceWithRights) {
     check("preventUpdateDialogsCheck").setState(0);
     check("networkCustomPortCheck").click();
     runFor(1);
+    machine->tools.clear();
     const auto commands = machine->commands().size();
-    std::filesystem::remove(machine->preferences(clientFile)); // or where rights do not help
-    std::filesystem::create_directories(machine->preferences(clientFile));
-    check("autoUpdateCheck").click();
+    for (const char* unreadable : {"/", "/proc/self/mem"}) { // rights do not help where it is there
+        std::filesystem::remove(machine->preferences(clientFile));
+        std::filesystem::create_symlink(unreadable, machine->preferences(clientFile));
+        check("autoUpdateCheck").click();
+        runFor(1);
+    }
     EXPECT_EQ(machine->commands().size(), commands);
     EXPECT_EQ(sheets.texts, std::vector<std::string>(
-                                3, "Unable to write preferences / Please check the permissions "
+                                4, "Unable to write preferences / Please check the permissions "
                                    "for the directory " +
                                        machine->homeDirectory() + "/Library/Preferences."));
     EXPECT_EQ(settings(globalFile), (NSDictionary{{"SUCheckAtStartup", 1}}));
     EXPECT_FALSE(text("networkCustomPortText").isEnabled()) << "the enabling rule was not to run";
     EXPECT_EQ(heard, std::vector<std::string>{"TolvinRelaunch@3"});
+
+    std::filesystem::remove_all(machine->homeDirectory() + "/Library/Preferences");
+    check("networkDisableBonjour").click();
+    EXPECT_EQ(settings().count(), 6U) << "a missing folder is made";
 }
 
 class InterfacesTest : public PaneTest {
