@@ -123,6 +123,11 @@ bool keepToFiles() {
     const rlimit limit{memory, memory};
     constexpr std::array<unsigned long, 5> needed{CAP_CHOWN, CAP_DAC_OVERRIDE, CAP_DAC_READ_SEARCH,
                                                   CAP_FOWNER, CAP_FSETID};
+    __user_cap_header_struct version{_LINUX_CAPABILITY_VERSION_3, 0};
+    std::array<__user_cap_data_struct, _LINUX_CAPABILITY_U32S_3> own{};
+    for (const auto capability : needed) {
+        own[0].effective = own[0].permitted |= CAP_TO_MASK(capability);
+    }
     for (unsigned long capability = 0; prctl(PR_CAPBSET_READ, capability) >= 0; ++capability) {
         const bool keeps = std::find(needed.begin(), needed.end(), capability) != needed.end();
         if (!keeps && prctl(PR_CAPBSET_READ, capability) == 1 &&
@@ -130,7 +135,9 @@ bool keepToFiles() {
             return false;
         }
     }
-    return prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 && setrlimit(RLIMIT_AS, &limit) == 0;
+    // The set above bounds the tools; its own is another one.
+    return syscall(SYS_capset, &version, own.data()) == 0 &&
+           prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 && setrlimit(RLIMIT_AS, &limit) == 0;
 }
 
 std::vector<std::string> cleanEnvironment() {

@@ -177,7 +177,10 @@ TEST_F(AuthorizationTest, TheHelperKeepsToFilesAndEndsWhenNobodyAsks) {
             << tool << " " << arguments.back();
     }
     const auto status = contentsOfFile("/proc/" + std::to_string(serving) + "/status").value_or("");
-    EXPECT_NE(status.find("CapBnd:\t000000000000001f\n"), status.npos) << status;
+    EXPECT_NE(status.find("CapPrm:\t000000000000001f\nCapEff:\t000000000000001f\n"
+                          "CapBnd:\t000000000000001f\n"),
+              status.npos)
+        << status;
     EXPECT_NE(status.find("NoNewPrivs:\t1\n"), status.npos) << status;
 
     // Its timer is moved on to the end.
