@@ -50,7 +50,7 @@ std::string binary(const PropertyList& list) {
     std::uint32_t length = 0;
     plist_to_bin(node, &bytes, &length);
     std::string result(bytes, length);
-    plist_to_bin_free(bytes);
+    std::free(bytes); // which all versions allow; each has another name for it
     plist_free(node);
     return result;
 }
