@@ -8,6 +8,8 @@
 
 #include <map>
 
+const char* const versionText = "tessaline-preferences " TESSALINE_VERSION "\n";
+
 const char* const usageText =
     R"(Usage: Preferences [--root DIR] [--authorization system|grant|deny] [--script FILE|-] [BUNDLE]
 
@@ -19,6 +21,7 @@ Tessaline.prefPane beside this program.
                         "deny" answer at once; "grant" with --root, else "system"
   --script FILE         drive the window by the commands in a file; - for standard input
   --help                show this text
+  --version             show the version
 
 Commands of a script, one a line ("..." around an argument with blanks, # starts a comment):
   press NAME | drag NAME X1 Y1 X2 Y2 | type NAME TEXT | choose NAME TITLE
@@ -71,6 +74,8 @@ Options parseOptions(const std::vector<std::string>& arguments) {
         };
         if (argument == "--help") {
             options.help = true;
+        } else if (argument == "--version") {
+            options.version = true;
         } else if (argument == "--root") {
             options.root = value();
         } else if (argument == "--authorization") {

@@ -14,9 +14,11 @@ struct Options {
     /// A file, or "-" for standard input.
     std::optional<std::string> script;
     bool help = false;
+    bool version = false;
 };
 
 extern const char* const usageText;
+extern const char* const versionText;
 
 /// The arguments exclude the program's name. Raises NSInvalidArgumentException with a line for the
 /// user.

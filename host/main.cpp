@@ -86,8 +86,8 @@ int main(int count, char** arguments) {
     try {
         NSRunLoop::mainRunLoop(); // whoever asks first is the main thread
         const Options options = parseOptions({arguments + 1, arguments + count});
-        if (options.help) {
-            std::cout << usageText;
+        if (options.help || options.version) {
+            std::cout << (options.help ? usageText : versionText);
             return 0;
         }
         Machine::install(makeMachine(options));
