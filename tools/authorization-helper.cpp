@@ -17,6 +17,7 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <fcntl.h>
@@ -32,6 +33,7 @@
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/timerfd.h>
+#include <thread>
 #include <unistd.h>
 
 namespace {
@@ -239,13 +241,21 @@ Reply answerTo(const Request& request, FileDescriptor& lastTool) {
                                                              : Reply{errAuthorizationDenied, {}};
 }
 
+/// A thousand requests a second, far more than any panel has: who floods, waits.
+void keepPace(std::chrono::steady_clock::time_point& next) {
+    std::this_thread::sleep_until(next);
+    next = std::chrono::steady_clock::now() + std::chrono::milliseconds(1);
+}
+
 void serve(int socket, const Owner& owner, const FileDescriptor& idle) {
     FileDescriptor lastTool;
+    std::chrono::steady_clock::time_point next;
     while (waitForPacket(socket, owner, idle)) {
         const auto packet = receivePacket(socket);
         if (packet.bytes.empty() || packet.sender != owner.process || packet.user != owner.user) {
             return;
         }
+        keepPace(next);
         const auto request = packet.whole ? decode(packet.bytes) : std::nullopt;
         if (!sendReply(socket, request ? answerTo(*request, lastTool)
                                        : Reply{errAuthorizationInvalidSet, {}})) {

@@ -48,6 +48,10 @@ TEST_F(QVLocalPathsTest, FoldersOfTheUserAndOfTheMachine) {
     EXPECT_EQ(QVLocalPaths::pathForDirectory(NSSearchPathDirectory::library, 3),
               "/var/root/Library")
         << "only the user domain alone is the console user's";
+    const std::string usual = std::getenv("HOME");
+    setenv("HOME", "//home//anna//", 1);
+    EXPECT_EQ(RealMachine().homeDirectory(), "/home/anna") << "protected folders are told by path";
+    setenv("HOME", usual.c_str(), 1);
 }
 
 TEST_F(QVLocalPathsTest, TemporaryFilesHaveFreshNames) {

@@ -107,9 +107,9 @@ TEST_F(TaskTest, handsBackWhatTheToolWrote) {
 TEST_F(TaskTest, refusesWhatIsNotExecutable) {
     const auto app = machine->root() + "/Applications/Tolvin.app";
     std::filesystem::create_directories(app + "/Contents/MacOS");
-    std::ofstream(machine->root() + "/data") << "data";
+    std::ofstream(machine->root() + "/date") << "data, not the machine's tool of that name";
     machine->tools[app] = app; // as if the lookup let it pass
-    for (const std::string path : {"/data", app.c_str(), "/no/such/tool-here", "relative", ""}) {
+    for (const std::string path : {"/date", app.c_str(), "/no/such/tool-here", "relative", ""}) {
         onBothThreads([&] {
             EXPECT_FALSE(QVTask::runTask(path));
             EXPECT_EQ(QVTask::terminationCodeFromTask(path), -1);
@@ -117,6 +117,7 @@ TEST_F(TaskTest, refusesWhatIsNotExecutable) {
             EXPECT_EQ(QVTask::stringFromTask(path, {}, NSUTF8StringEncoding, 0.0), "");
             QVTask::runTaskAndReturn(path);
         });
+        EXPECT_THROW(QVTask::runTask(shell, {"-c", std::string("exit\0 1", 7)}), NSException);
         const Lines expected(10, "Error: " + path + " is not executable");
         expectReports(expected, expected);
     }

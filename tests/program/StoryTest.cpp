@@ -120,7 +120,7 @@ TEST_P(StoryTest, TheSwitchBringsTheClientAndTakesItAway) {
 TEST_P(StoryTest, AWindowClosedWhileOnLeavesTheJobForTheNextLoginAndNothingElse) {
     const std::string first = folder.path() + "/first", second = folder.path() + "/second";
     std::ofstream(first)
-        << "sleep 2\npress masterSwitch\nwait statusLabel \"Status: Connected\" 30\n";
+        << "sleep 5\npress masterSwitch\nwait statusLabel \"Status: Connected\" 30\n";
     std::ofstream(second) << "wait statusLabel \"Status: Connected\" 30\nshow masterSwitch\n";
     const std::string host = BINARY_DIRECTORY "/bin/Preferences --root " + root + " --script ";
     EXPECT_TRUE(run([&] {
