@@ -337,7 +337,6 @@ double trashNames(std::size_t count) {
 
 /// Memory that stays for a log line of so many bytes.
 double memoryOfLogLine(std::size_t length) {
-    QVLog::appendLog("begin");
     QVLog::finishWriting();
     return memoryOf([&] {
         QVLog::appendLog("%@", std::string(length, 'm'));
@@ -423,6 +422,7 @@ int main(int count, char** arguments) {
     root = folder.path();
     const PrivateBus bus;
     Machine::install(std::make_shared<BenchmarkMachine>(root, bus.address()));
+    QVLog::createNewLog("growth");
     bool kept = true;
     for (const auto& growth : rows()) {
         if (growth.work.find(filter) != std::string::npos) {

@@ -4,14 +4,18 @@
 #include "System/UTF8.h"
 
 std::string asciiXML(std::string_view xml) {
+    constexpr char32_t replacement = 0xFFFD;
     std::string ascii;
     ascii.reserve(xml.size());
-    for (const char32_t character : utf8Characters(xml)) {
-        if (character < 0x80) {
-            ascii += static_cast<char>(character);
+    for (std::size_t position = 0; position < xml.size();) {
+        const auto length = utf8SequenceLength(xml, position);
+        if (length == 1) {
+            ascii += xml[position];
         } else {
-            ascii += stringWithFormat("&#x%x;", character);
+            ascii += stringWithFormat("&#x%x;", length != 0 ? utf8Character(xml, position, length)
+                                                            : replacement);
         }
+        position += length != 0 ? length : 1;
     }
     return ascii;
 }
