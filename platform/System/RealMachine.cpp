@@ -117,7 +117,7 @@ std::optional<std::string> RealMachine::homeDirectoryForUser(const std::string& 
 
 std::string RealMachine::temporaryDirectory() const {
     const std::filesystem::path usual = temporaryPath();
-    const auto inHome = homeDirectory() + "/.cache/tessaline";
+    auto inHome = homeDirectory() + "/.cache/tessaline";
     // Where everybody writes others may take the name, and let go of it again; in one's own home
     // they cannot. What was begun there stays there, or it would no longer be found.
     if (!isWrittenByEverybody(usual.parent_path()) || !isPrivateFolder(inHome)) {
