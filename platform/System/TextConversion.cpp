@@ -2,15 +2,29 @@
 
 #include "System/UTF8.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdint>
 #include <iconv.h>
 #include <strings.h>
 
+namespace {
+
+bool isASCII(std::string_view bytes) {
+    bytes.remove_prefix(asciiPrefix(bytes));
+    return std::all_of(bytes.begin(), bytes.end(),
+                       [](char byte) { return static_cast<unsigned char>(byte) < 0x80; });
+}
+
+} // namespace
+
 std::optional<std::string> utf8FromEncoding(const std::string& encoding, std::string_view bytes) {
-    if (strcasecmp(encoding.c_str(), "UTF-8") == 0) {
-        return isValidUTF8(bytes) ? std::optional(std::string(bytes)) : std::nullopt;
+    // What is UTF-8 already is only looked at.
+    const bool isUTF8 = strcasecmp(encoding.c_str(), "UTF-8") == 0;
+    if (isUTF8 || encoding == "ASCII") {
+        const bool isValid = isUTF8 ? isValidUTF8(bytes) : isASCII(bytes);
+        return isValid ? std::optional(std::string(bytes)) : std::nullopt;
     }
     char* input = const_cast<char*>(bytes.data()); // which iconv leaves as it is
     std::size_t left = bytes.size();
