@@ -2,8 +2,8 @@
 #pragma once
 
 #include <algorithm>
-#include <cstdint>
-#include <map>
+#include <iterator>
+#include <list>
 #include <memory>
 #include <unordered_map>
 #include <vector>
@@ -14,13 +14,17 @@
 template <class Entry>
 class ObserverList {
 public:
+    ObserverList() = default;
+    ObserverList(const ObserverList&) = delete;
+    ObserverList& operator=(const ObserverList&) = delete;
+
     void add(const void* observer, std::weak_ptr<void> life, Entry entry) {
         if (inOrder.size() >= pruneAt) {
             prune();
             pruneAt = std::max(smallest, 2 * inOrder.size());
         }
-        byObserver.emplace(observer, next);
-        inOrder.emplace(next++, std::make_shared<Held>(std::move(life), std::move(entry)));
+        inOrder.push_back(std::make_shared<Held>(std::move(life), std::move(entry)));
+        byObserver.emplace(observer, std::prev(inOrder.end()));
     }
 
     /// Removes what the observer asked for and the predicate is true of. Nobody is told any more,
@@ -29,12 +33,12 @@ public:
     void remove(const void* observer, const Predicate& matches) {
         const auto [first, last] = byObserver.equal_range(observer);
         for (auto each = first; each != last;) {
-            const auto place = inOrder.find(each->second);
-            if (!matches(place->second->entry)) {
+            const auto place = each->second;
+            if (!matches((*place)->entry)) {
                 ++each;
                 continue;
             }
-            place->second->removed = true;
+            (*place)->removed = true;
             inOrder.erase(place);
             each = byObserver.erase(each);
         }
@@ -44,11 +48,7 @@ public:
     /// meanwhile; one that comes is not told, and this list may go as well.
     template <class Tell>
     void tellAll(const Tell& tell) const {
-        std::vector<std::shared_ptr<Held>> present;
-        present.reserve(inOrder.size());
-        for (const auto& [number, held] : inOrder) {
-            present.push_back(held);
-        }
+        const std::vector<std::shared_ptr<Held>> present(inOrder.begin(), inOrder.end());
         for (const auto& held : present) {
             if (const auto alive = held->life.lock(); alive && !held->removed) {
                 tell(held->entry);
@@ -58,8 +58,11 @@ public:
 
     /// Forgets those that are gone. Whether anybody is left.
     bool prune() {
-        std::erase_if(inOrder, [](const auto& each) { return each.second->life.expired(); });
-        std::erase_if(byObserver, [&](const auto& each) { return !inOrder.contains(each.second); });
+        std::erase_if(byObserver, [](const auto& each) {
+            Held& held = **each.second;
+            return held.removed = held.life.expired();
+        });
+        std::erase_if(inOrder, [](const auto& held) { return held->removed; });
         return !inOrder.empty();
     }
 
@@ -75,8 +78,8 @@ private:
     };
 
     static constexpr std::size_t smallest = 16;
-    std::map<std::uint64_t, std::shared_ptr<Held>> inOrder;
-    std::unordered_multimap<const void*, std::uint64_t> byObserver;
-    std::uint64_t next = 0;
+    using InOrder = std::list<std::shared_ptr<Held>>;
+    InOrder inOrder;
+    std::unordered_multimap<const void*, typename InOrder::iterator> byObserver;
     std::size_t pruneAt = smallest;
 };
