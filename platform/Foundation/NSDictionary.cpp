@@ -27,14 +27,18 @@ NSDictionary NSDictionary::dictionaryWithCapacity(std::size_t count) {
 /// The number of entries for a missing key.
 std::size_t NSDictionary::placeOfKey(const std::string& key) const {
     if (!places.empty()) {
-        const auto noted = places[slotOfKey(key)];
-        return noted != 0 ? noted - 1 : entries.size();
+        return placeInSlot(slotOfKey(key));
     }
     std::size_t place = 0;
     while (place < entries.size() && entries[place].first != key) {
         ++place;
     }
     return place;
+}
+
+/// The number of entries for a free slot.
+std::size_t NSDictionary::placeInSlot(std::size_t slot) const {
+    return places[slot] != 0 ? places[slot] - 1 : entries.size();
 }
 
 /// The one that has the key's place, or the free one that is to have it.
@@ -74,11 +78,18 @@ std::optional<std::string> NSDictionary::stringForKey(const std::string& key) co
 }
 
 void NSDictionary::setObject(PropertyList value, std::string key) {
-    const auto place = placeOfKey(key);
+    const bool isIndexed = !places.empty();
+    const auto slot =
+        isIndexed ? slotOfKey(key) : 0; // looked for once, since long lists wait for it
+    const auto place = isIndexed ? placeInSlot(slot) : placeOfKey(key);
     if (place < entries.size()) {
         entries[place].second = std::move(value);
+        return;
+    }
+    entries.emplace_back(std::move(key), std::move(value));
+    if (isIndexed && places.size() >= 2 * entries.size()) {
+        places[slot] = static_cast<std::uint32_t>(entries.size());
     } else {
-        entries.emplace_back(std::move(key), std::move(value));
         note(place);
     }
 }

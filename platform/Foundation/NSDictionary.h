@@ -39,6 +39,7 @@ public:
 private:
     std::size_t placeOfKey(const std::string& key) const;
     std::size_t slotOfKey(const std::string& key) const;
+    std::size_t placeInSlot(std::size_t slot) const;
     void note(std::size_t place);
 
     Entries entries;
