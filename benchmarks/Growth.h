@@ -1,6 +1,8 @@
 // How the cost of a piece of work grows with its size, beside a peer that does the same.
 #pragma once
 
+#include "Chart.h"
+
 #include <algorithm>
 #include <chrono>
 #include <cmath>
@@ -40,7 +42,7 @@ class GrowthTable {
 public:
     /// Prints a line; false when the work grows faster than linear and than its peer, or costs more
     /// than it may.
-    static bool row(const Growth& growth) {
+    bool row(const Growth& growth) {
         const auto own = leastCosts(growth.cost, growth.smallest);
         const auto peer = growth.peer.empty() ? std::vector<double>()
                                               : leastCosts(growth.peerCost, growth.smallest);
@@ -59,10 +61,28 @@ public:
         }
         std::printf("\n");
         std::fflush(stdout);
+        drawn.push_back({growth.work + ", " + growth.unit, {lineOf("ours", growth, own)}, true});
+        if (!peer.empty()) {
+            drawn.back().lines.push_back(lineOf(growth.peer, growth, peer));
+        }
         return kept;
     }
 
+    /// One for each line that was printed.
+    const std::vector<Chart>& charts() const { return drawn; }
+
 private:
+    static Line lineOf(const std::string& name, const Growth& growth,
+                       const std::vector<double>& costs) {
+        Line line{name, {}};
+        double size = static_cast<double>(growth.smallest);
+        for (const double cost : costs) {
+            line.points.emplace_back(size, cost);
+            size *= 10;
+        }
+        return line;
+    }
+
     /// At the three sizes: of several turns the least, which other work on the machine lengthens
     /// least.
     static std::vector<double> leastCosts(const Cost& cost, std::size_t size) {
@@ -81,4 +101,6 @@ private:
     static double exponent(const std::vector<double>& costs) {
         return costs[2] <= 0 ? 0 : std::log10(costs[2] / std::max(costs[1], 1e-3));
     }
+
+    std::vector<Chart> drawn;
 };

@@ -412,22 +412,33 @@ const std::vector<Growth>& rows() {
 
 } // namespace
 
-/// The rows whose names have --benchmark_filter's text in them; all without one.
+/// The rows whose names have --benchmark_filter's text in them; all without one. With --plot FILE
+/// their charts are written.
 int main(int count, char** arguments) {
     QApplication application(count, arguments);
-    const std::string_view option = "--benchmark_filter=";
-    std::string_view filter = count > 1 ? arguments[1] : option;
-    filter.remove_prefix(filter.starts_with(option) ? option.size() : filter.size());
+    std::string filter, plot;
+    for (int index = 1; index < count; ++index) {
+        const std::string argument = arguments[index], option = "--benchmark_filter=";
+        if (argument.starts_with(option)) {
+            filter = argument.substr(option.size());
+        } else if (argument == "--plot" && index + 1 < count) {
+            plot = arguments[++index];
+        }
+    }
     const TemporaryDirectory folder;
     root = folder.path();
     const PrivateBus bus;
     Machine::install(std::make_shared<BenchmarkMachine>(root, bus.address()));
     QVLog::createNewLog("growth");
+    GrowthTable table;
     bool kept = true;
     for (const auto& growth : rows()) {
         if (growth.work.find(filter) != std::string::npos) {
-            kept = GrowthTable::row(growth) && kept;
+            kept = table.row(growth) && kept;
         }
+    }
+    if (!plot.empty()) {
+        writeCharts(plot, table.charts());
     }
     NSDistributedNotificationCenter::defaultCenter().reset();
     QVLog::finishWriting();

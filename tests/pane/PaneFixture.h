@@ -10,23 +10,11 @@
 #include "Foundation/NSPropertyList.h"
 #include "Foundation/NSThread.h"
 #include "pane/QVSwitch.h"
+#include "pane/SheetUser.h"
 #include "pane/SimulatedMachine.h"
 #include "pane/Tessaline_Network_ClientPref.h"
 
 #include <QApplication>
-
-/// Notes every alert sheet that comes up, and presses its first button.
-class SheetUser : public QObject {
-public:
-    SheetUser() { qApp->installEventFilter(this); }
-    bool eventFilter(QObject* object, QEvent* event) override;
-
-    std::vector<std::string> texts; // "MESSAGE / INFORMATIVE TEXT"
-    /// When to press.
-    std::function<void(std::function<void()> press)> later = [](std::function<void()> press) {
-        performOnMainThread(std::move(press), false);
-    };
-};
 
 class PaneTest : public testing::Test {
 protected:
