@@ -2,7 +2,6 @@
 
 #include "Foundation/NSBundle.h"
 #include "Foundation/NSException.h"
-#include "Foundation/NSFileManager.h"
 #include "Foundation/NSPathUtilities.h"
 #include "Foundation/NSString.h"
 
@@ -14,7 +13,7 @@ const char* const usageText =
     R"(Usage: Preferences [--root DIR] [--authorization system|grant|deny] [--script FILE|-] [BUNDLE]
 
 Opens a preference pane in a window. BUNDLE is a .prefPane folder; without one, the
-Tessaline.prefPane beside this program.
+Tessaline.prefPane that came with this program.
 
   --root DIR            keep the whole disk that the pane sees in this folder
   --authorization MODE  how administrator rights are had: "system" asks the user, "grant" and
@@ -47,16 +46,11 @@ AuthorizationMode modeNamed(const std::string& name) {
     return found->second;
 }
 
-/// Beside the program as it was built, else where it was installed.
+/// Beside the folder of this program.
 std::string defaultBundle() {
     const std::string folder = stringByDeletingLastPathComponent(NSBundle::mainExecutablePath());
-    for (const std::string& place : {folder, stringByDeletingLastPathComponent(folder)}) {
-        std::string bundle = stringByAppendingPathComponent(place, "Tessaline.prefPane");
-        if (NSFileManager::defaultManager().fileExistsAtPath(bundle)) {
-            return bundle;
-        }
-    }
-    return TESSALINE_INSTALLED_PANE;
+    return stringByAppendingPathComponent(stringByDeletingLastPathComponent(folder),
+                                          "Tessaline.prefPane");
 }
 
 } // namespace

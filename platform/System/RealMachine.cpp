@@ -11,6 +11,8 @@
 #include <filesystem>
 #include <sys/stat.h>
 #include <system_error>
+// The journal would be told where this source lay when it was built.
+#define SD_JOURNAL_SUPPRESS_LOCATION
 #include <systemd/sd-journal.h>
 #include <systemd/sd-login.h>
 #include <unistd.h>
@@ -36,13 +38,16 @@ bool isToolFolder(const std::filesystem::path& folder) {
            folder.string().starts_with("/usr/libexec/");
 }
 
-/// The stand-ins of a build folder, which lie beside this library's own.
-const std::string& toolsOfThisBuild() {
+/// The stand-ins, whose folder lies beside this library's own.
+const std::string& ownTools() {
     static const std::string folder = [] {
         Dl_info info{};
         dladdr(reinterpret_cast<const void*>(&isProgram), &info);
-        const auto library = std::filesystem::absolute(info.dli_fname ? info.dli_fname : "");
-        return library.parent_path().parent_path().string() + "/libexec/tessaline/";
+        // polkit knows the helpers by their real paths.
+        std::error_code unknown;
+        const auto library =
+            std::filesystem::canonical(info.dli_fname ? info.dli_fname : "", unknown);
+        return library.parent_path().parent_path().string() + "/libexec/";
     }();
     return folder;
 }
@@ -152,12 +157,7 @@ std::string RealMachine::programForTool(const std::string& path) const {
     }
     const auto name = tool.filename().string();
     const std::array candidates = {
-        toolsOfThisBuild() + name,
-        std::string(TESSALINE_INSTALLED_TOOLS "/") + name,
-        path,
-        "/usr/bin/" + name,
-        "/bin/" + name,
-        "/usr/sbin/" + name,
+        ownTools() + name, path, "/usr/bin/" + name, "/bin/" + name, "/usr/sbin/" + name,
         "/sbin/" + name,
     };
     const auto found = std::find_if(candidates.begin(), candidates.end(), isProgram);

@@ -198,8 +198,8 @@ TEST_F(QVLaunchdTest, InstallsAndRemovesJobsOrSaysWhyNot) {
 // The whole way as an ordinary user: polkit, the privileged helper, chown, launchctl.
 TEST(QVLaunchdSystemTest, AJobFileBecomesTheSuperusersAndTheJobRunsForTheUser) {
     const TestUser user("user");
-    if (!user.prepare("polkit " TOOLS_DIRECTORY "/authorization-helper " BINARY_DIRECTORY
-                      "/packaging/com.quorvane.tessaline.policy")) {
+    if (!user.prepare("polkit " TOOLS_DIRECTORY "/authorization-helper " SOURCE_DIRECTORY
+                      "/packaging/com.quorvane.tessaline.policy.in")) {
         GTEST_SKIP() << "needs the superuser and polkit";
     }
     const TemporaryDirectory directory;

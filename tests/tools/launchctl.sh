@@ -183,17 +183,17 @@ if [ "$(id -u)" = 0 ]; then
     job "$(text Program "$folder/none")"
     TESSALINE_ROOT=/tmp says 1 'Cannot start /' load job.plist
 
-    # At login it loads for people alone: not for the superuser, nor for a greeter.
-    packaging=$1/../../packaging
-    entry=$(sed -n 's/^Exec=//; T; s/[^ ]*launchctl/echo/g; s/\\\\/\\/gp' "$packaging"/*.desktop)
+    # At login it loads what is there, for people alone: not for the superuser, nor for a greeter.
+    agents=$(dirname "$0")/../../packaging/tessaline-launch-agents
+    entry=$(sed -n 's/^Exec=//; T; s/[^ ]*launchctl/echo/g; s, /Library/[^ ]*, /,; s/\\\\/\\/gp' "$agents.desktop.in")
     while read -r user status loads; do
         as="setpriv --reuid=$user --clear-groups"
-        $as systemd-analyze condition "$(grep ^Condition "$packaging"/*.service)" >/dev/null 2>&1
+        $as systemd-analyze condition "$(grep ^Condition "$agents.service.in")" >/dev/null 2>&1
         is "$user $?" "$user $status" && is "$(eval "$as $entry")" "$loads"
     done <<-END
 		0 1
 		105 1
-		1500 0 load /Library/LaunchAgents
+		1500 0 load /
 		END
 fi
 # A user manager that keeps silent is none that is away: what it keeps is not started a second time.
