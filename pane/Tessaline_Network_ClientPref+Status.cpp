@@ -7,7 +7,12 @@
 
 namespace {
 
-constexpr int replyTimeOut = 10; // seconds
+// Seconds. Each poll asks anew and arms the reply time-out anew. With a shorter interval it would
+// never fall due, and a client that says nothing would never be noticed; with an equal one only the
+// time-out armed at load, before the poll starts, falls due.
+constexpr int pollInterval = 10;
+constexpr int replyTimeOut = 10;
+static_assert(pollInterval >= replyTimeOut, "the poll would silence the reply time-out");
 
 /// A status of the pane's own: in the client's form, but never posted.
 NSNotification localStatus(const std::string& status) {
@@ -37,6 +42,11 @@ void Tessaline_Network_ClientPref::showLocalStatus(const std::string& status) {
 void Tessaline_Network_ClientPref::performStatus(const std::string& status, bool waitUntilDone) {
     performOnMainThread([self = retained(), status] { self->showLocalStatus(status); },
                         waitUntilDone);
+}
+
+void Tessaline_Network_ClientPref::startStatusPoll() {
+    statusTimer = NSTimer::scheduledTimer(
+        pollInterval, weak_from_this(), [this] { fetchCurrentStatus(); }, true);
 }
 
 void Tessaline_Network_ClientPref::fetchCurrentStatus() {

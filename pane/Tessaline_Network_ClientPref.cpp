@@ -17,12 +17,6 @@
 
 NS_PRINCIPAL_CLASS(Tessaline_Network_ClientPref)
 
-namespace {
-
-constexpr double statusPollInterval = 10.0; // seconds
-
-} // namespace
-
 Tessaline_Network_ClientPref::Tessaline_Network_ClientPref() {
     outlet("versionLabel", versionLabel);
     outlet("statusLabel", statusLabel);
@@ -71,8 +65,7 @@ void Tessaline_Network_ClientPref::mainViewDidLoad() {
     NSDistributedNotificationCenter::defaultCenter().addObserver(
         shared_from_this(), Tolvin::statusUpdate,
         [this](const NSNotification& notification) { updateStatus(notification); });
-    statusTimer = NSTimer::scheduledTimer(
-        statusPollInterval, weak_from_this(), [this] { fetchCurrentStatus(); }, true);
+    startStatusPoll();
     masterOffLabel->setBackgroundStyle(NSBackgroundStyleRaised);
     masterOnLabel->setBackgroundStyle(NSBackgroundStyleRaised);
     versionLabel->setStringValue(clientVersionText());

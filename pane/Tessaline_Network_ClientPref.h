@@ -104,6 +104,7 @@ private:
     bool moveSettingsWithRights(const NSDictionary& settings);
     void alertOfPreferences();
     void writeGlobalSettings();
+    void startStatusPoll();
     void showLocalStatus(const std::string& status);
     /// The same from a job thread.
     void performStatus(const std::string& status, bool waitUntilDone);
