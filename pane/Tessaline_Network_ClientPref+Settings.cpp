@@ -1,4 +1,4 @@
-// Loading and saving the settings files.
+// The settings, and the files that they are loaded from and saved to.
 #include "AppKit/NSApplication.h"
 #include "Foundation/NSDistributedNotificationCenter.h"
 #include "Foundation/NSFileManager.h"
@@ -18,43 +18,79 @@ constexpr double moveTime = 2; // seconds that a privileged move may take
 
 std::string preferencesFolder() { return QVLocalPaths::prefsDirectory(true).value_or("/"); }
 
-std::optional<double> numberUnder(const NSDictionary& settings, const std::string& key) {
-    const PropertyList* value = settings.objectForKey(key);
-    return value != nullptr ? value->number() : std::nullopt;
+/// Only ever switches a control on or fills it; off and empty is how the layout file leaves it.
+void show(const PropertyList* value, NSButton& check, bool onUnlessZero) {
+    const auto number = value != nullptr ? value->number() : std::nullopt;
+    if (onUnlessZero ? number != 0 : number == 1) {
+        check.setState(1);
+    }
+}
+void show(const PropertyList* value, NSTextField& field, bool) {
+    const auto number = value != nullptr ? value->integer() : std::nullopt;
+    if (number.value_or(0) > 0) {
+        field.setStringValue(std::to_string(*number));
+    }
+}
+void show(const PropertyList*, NSPopUpButton&, bool) {} // when the menu is filled
+
+/// What is stored of a control; nothing where its key is to go.
+std::optional<PropertyList> valueOf(const NSButton& check) { return check.state(); }
+std::optional<PropertyList> valueOf(const NSTextField& field) {
+    return integerValue(field.stringValue());
+}
+std::optional<PropertyList> valueOf(const NSPopUpButton& menu) {
+    const auto chosen = menu.selectedItem();
+    return chosen ? chosen->representedObject() : std::nullopt;
 }
 
 } // namespace
+
+const std::vector<Tessaline_Network_ClientPref::Setting>& Tessaline_Network_ClientPref::settings() {
+    using Pane = Tessaline_Network_ClientPref;
+    static const std::vector<Setting> all = {
+        {"autoUpdateCheck", &Pane::autoUpdateCheck, "autoUpdateCheck", Setting::client},
+        {"preventUpdateDialogsCheck", &Pane::preventUpdateDialogsCheck, "SUCheckAtStartup",
+         Setting::shared},
+        {"showMenuBarIconCheck", &Pane::showMenuBarIconCheck, "showMenuBarIcon", Setting::client},
+        {"enableMaintenanceCheck", &Pane::enableMaintenanceCheck, "enableMaintenanceRequests",
+         Setting::client, &Pane::showMenuBarIconCheck},
+        {"networkInterfacePopUp", &Pane::networkInterfacePopUp, "selectedMACAddress",
+         Setting::network},
+        {"networkCustomPortCheck", &Pane::networkCustomPortCheck, "customPortSet",
+         Setting::network},
+        {"networkCustomPortText", &Pane::networkCustomPortText, "customPort", Setting::network,
+         &Pane::networkCustomPortCheck},
+        {"networkDisableBonjour", &Pane::networkDisableBonjour, "disableBonjour", Setting::network},
+    };
+    return all;
+}
 
 std::string Tessaline_Network_ClientPref::settingsPath(const std::string& file) {
     return stringByAppendingPathComponent(preferencesFolder(), file);
 }
 
-/// Only ever switches controls on; off is how the layout file leaves them.
 void Tessaline_Network_ClientPref::loadSettings() {
-    const auto settings =
-        dictionaryWithContentsOfFile(settingsPath(Tolvin::settingsFile)).value_or(NSDictionary());
-    const auto setUnlessZero = [](NSButton* check, const NSDictionary& from,
-                                  const std::string& key) {
-        if (numberUnder(from, key) != 0) {
-            check->setState(1);
-        }
-    };
-    const auto setIfOne = [&](NSButton* check, const std::string& key) {
-        if (numberUnder(settings, key) == 1) {
-            check->setState(1);
-        }
-    };
-    setUnlessZero(autoUpdateCheck, settings, "autoUpdateCheck");
-    setUnlessZero(showMenuBarIconCheck, settings, "showMenuBarIcon");
-    setUnlessZero(enableMaintenanceCheck, settings, "enableMaintenanceRequests");
+    const auto own = dictionaryWithContentsOfFile(settingsPath(Tolvin::settingsFile));
     const auto shared = dictionaryWithContentsOfFile(settingsPath(Tolvin::globalSettingsFile));
-    setUnlessZero(preventUpdateDialogsCheck, shared.value_or(NSDictionary()), "SUCheckAtStartup");
-    setIfOne(networkCustomPortCheck, "customPortSet");
-    const PropertyList* port = settings.objectForKey("customPort");
-    if (const auto number = port ? port->integer() : std::nullopt; number.value_or(0) > 0) {
-        networkCustomPortText->setStringValue(std::to_string(*number));
-    }
-    setIfOne(networkDisableBonjour, "disableBonjour");
+    forEachSetting([&](auto& control, const Setting& setting) {
+        const auto& settings = setting.kind == Setting::shared ? shared : own;
+        show(settings ? settings->objectForKey(setting.key) : nullptr, *control,
+             setting.needsClient());
+    });
+}
+
+/// Stores what the controls of one of the two files show.
+void Tessaline_Network_ClientPref::putSettings(NSDictionary& settings, bool shared) {
+    forEachSetting([&](auto& control, const Setting& setting) {
+        if ((setting.kind == Setting::shared) != shared) {
+            return;
+        }
+        if (const auto value = valueOf(*control)) {
+            settings.setObject(*value, setting.key);
+        } else {
+            settings.removeObjectForKey(setting.key);
+        }
+    });
 }
 
 void Tessaline_Network_ClientPref::savePrefs(NSObject*) {
@@ -74,18 +110,7 @@ bool Tessaline_Network_ClientPref::writeClientSettings() {
     const auto path = settingsPath(Tolvin::settingsFile);
     const std::lock_guard lock(settingsMutex);
     auto settings = dictionaryToChangeAtPath(path);
-    settings.setObject(autoUpdateCheck->state(), "autoUpdateCheck");
-    settings.setObject(showMenuBarIconCheck->state(), "showMenuBarIcon");
-    settings.setObject(enableMaintenanceCheck->state(), "enableMaintenanceRequests");
-    const auto chosen = networkInterfacePopUp->selectedItem();
-    if (const auto address = chosen ? chosen->representedObject() : std::nullopt) {
-        settings.setObject(*address, "selectedMACAddress");
-    } else {
-        settings.removeObjectForKey("selectedMACAddress");
-    }
-    settings.setObject(networkCustomPortCheck->state(), "customPortSet");
-    settings.setObject(integerValue(networkCustomPortText->stringValue()), "customPort");
-    settings.setObject(networkDisableBonjour->state(), "disableBonjour");
+    putSettings(settings, false);
     NSFileManager::defaultManager().createDirectoryAtPath(preferencesFolder());
     return writeDictionaryToFile(settings, path) || moveSettingsWithRights(settings);
 }
@@ -123,7 +148,7 @@ void Tessaline_Network_ClientPref::writeGlobalSettings() {
     const auto path = settingsPath(Tolvin::globalSettingsFile);
     auto settings = dictionaryWithContentsOfFile(path);
     if (settings) {
-        settings->setObject(preventUpdateDialogsCheck->state(), "SUCheckAtStartup");
+        putSettings(*settings, true);
         writeDictionaryToFile(*settings, path);
     }
 }

@@ -24,14 +24,8 @@ Tessaline_Network_ClientPref::Tessaline_Network_ClientPref() {
     outlet("masterOffLabel", masterOffLabel);
     outlet("masterSwitch", masterSwitch);
     outlet("masterOnLabel", masterOnLabel);
-    outlet("autoUpdateCheck", autoUpdateCheck);
-    outlet("preventUpdateDialogsCheck", preventUpdateDialogsCheck);
-    outlet("showMenuBarIconCheck", showMenuBarIconCheck);
-    outlet("enableMaintenanceCheck", enableMaintenanceCheck);
-    outlet("networkInterfacePopUp", networkInterfacePopUp);
-    outlet("networkCustomPortCheck", networkCustomPortCheck);
-    outlet("networkCustomPortText", networkCustomPortText);
-    outlet("networkDisableBonjour", networkDisableBonjour);
+    forEachSetting(
+        [this](auto& control, const Setting& setting) { outlet(setting.outlet, control); });
 
     action("savePrefs:", [this](NSObject* sender) { savePrefs(sender); });
     action("updateNetworkSettings:", [this](NSObject* sender) { updateNetworkSettings(sender); });
@@ -147,30 +141,22 @@ void Tessaline_Network_ClientPref::updateEnabledStatus(bool changeSwitch) {
     if (masterSwitch->isOn() != up && changeSwitch) {
         masterSwitch->setOn(up, false);
     }
-    autoUpdateCheck->setEnabled(up);
-    preventUpdateDialogsCheck->setEnabled(up);
-    showMenuBarIconCheck->setEnabled(up);
-    enableMaintenanceCheck->setEnabled(up && showMenuBarIconCheck->state() == 1);
-    networkCustomPortText->setEnabled(networkCustomPortCheck->state() == 1);
+    forEachSetting([&](NSControl* control, const Setting& setting) {
+        if (setting.needsClient() || setting.needs) {
+            control->setEnabled((up || !setting.needsClient()) &&
+                                (!setting.needs || (this->*setting.needs)->state() == 1));
+        }
+    });
     if (!up && changeSwitch) {
         showLocalStatus("Not loaded");
     }
-    for (NSButton* check : {autoUpdateCheck, preventUpdateDialogsCheck, showMenuBarIconCheck,
-                            enableMaintenanceCheck}) {
-        check->setNeedsDisplay();
-    }
+    forEachClientControl([](NSControl& control) { control.setNeedsDisplay(); });
 }
 
 void Tessaline_Network_ClientPref::disableInterface() {
-    const std::array checks = {autoUpdateCheck, preventUpdateDialogsCheck, showMenuBarIconCheck,
-                               enableMaintenanceCheck};
     masterSwitch->setEnabled(false);
-    for (NSButton* check : checks) {
-        check->setEnabled(false);
-    }
-    for (NSButton* check : checks) {
-        check->setNeedsDisplay();
-    }
+    forEachClientControl([](NSControl& control) { control.setEnabled(false); });
+    forEachClientControl([](NSControl& control) { control.setNeedsDisplay(); });
 }
 
 /// The status line is the state: any text but these four counts as up, the first one included.

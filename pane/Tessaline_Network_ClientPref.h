@@ -23,6 +23,7 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <variant>
 #include <vector>
 
 /// One entry of the interface menu: its title, and the hardware address as it was reported.
@@ -92,13 +93,50 @@ public:
     /// Whether the login user runs an executable of this name. Any thread.
     bool isProcessRunning(const std::string& executableName);
 
+    /// A control that is saved, and all that there is to know of it: outlets, loading, saving and
+    /// the enabling rule follow from settings(). One without a row there is no outlet, and a layout
+    /// that has it does not load.
+    struct Setting {
+        using Self = Tessaline_Network_ClientPref;
+        /// The client's checkboxes are on unless 0 is stored, and need a client that is up; so are
+        /// shared ones, in the file of all the maker's applications; the network's are on if 1 is.
+        enum Kind { client, shared, network };
+
+        std::string outlet;
+        std::variant<NSButton * Self::*, NSPopUpButton * Self::*, NSTextField * Self::*> control;
+        std::string key;
+        Kind kind;
+        NSButton* Self::*needs = nullptr; // the checkbox that has to be on for this one
+
+        bool needsClient() const { return kind != network; }
+    };
+    static const std::vector<Setting>& settings();
+
 private:
+    /// Calls work(control, setting) for each, in the order in which they are saved.
+    template <class Work>
+    void forEachSetting(const Work& work) {
+        for (const Setting& setting : settings()) {
+            std::visit([&](auto control) { work(this->*control, setting); }, setting.control);
+        }
+    }
+
+    template <class Work>
+    void forEachClientControl(const Work& work) {
+        forEachSetting([&](NSControl* control, const Setting& setting) {
+            if (setting.needsClient()) {
+                work(*control);
+            }
+        });
+    }
+
     std::shared_ptr<Tessaline_Network_ClientPref> retained();
     static std::string clientJobFile();
     static std::string settingsPath(const std::string& file);
     static std::optional<std::string> clientExecutable();
     static std::string clientVersionText();
     void loadSettings();
+    void putSettings(NSDictionary& settings, bool shared);
     bool clientIsUp();
     bool writeClientSettings();
     bool moveSettingsWithRights(const NSDictionary& settings);

@@ -20,12 +20,9 @@ protected:
     std::string controlsFor(const std::optional<PropertyList>& value) {
         NSDictionary client, global;
         if (value) {
-            for (const char* key :
-                 {"autoUpdateCheck", "showMenuBarIcon", "customPort", "enableMaintenanceRequests",
-                  "customPortSet", "disableBonjour"}) {
-                client.setObject(*value, key);
+            for (const auto& setting : Tessaline_Network_ClientPref::settings()) {
+                (setting.kind == setting.shared ? global : client).setObject(*value, setting.key);
             }
-            global.setObject(*value, "SUCheckAtStartup");
         }
         writeSettings(clientFile, client);
         writeSettings(globalFile, global);
@@ -34,10 +31,9 @@ protected:
     std::string loadedControls() {
         load();
         std::string result;
-        for (const char* name :
-             {"autoUpdateCheck", "showMenuBarIconCheck", "enableMaintenanceCheck",
-              "preventUpdateDialogsCheck", "networkCustomPortCheck", "networkDisableBonjour"}) {
-            result += std::to_string(check(name).state());
+        for (const auto& setting : Tessaline_Network_ClientPref::settings()) {
+            const auto* box = pane->mainView()->findChild<NSButton*>(setting.outlet.c_str());
+            result += box != nullptr ? std::to_string(box->state()) : "";
         }
         result += " " + text("networkCustomPortText").stringValue();
         pane = nullptr;

@@ -15,11 +15,8 @@ protected:
     /// The switch; the client's four checkboxes, then the network's four controls, 1 for usable.
     std::string controls() {
         std::string result = masterSwitch().isOn() ? "on " : "off ";
-        for (const char* name :
-             {"autoUpdateCheck", "preventUpdateDialogsCheck", "showMenuBarIconCheck",
-              "enableMaintenanceCheck", "networkInterfacePopUp", "networkCustomPortCheck",
-              "networkCustomPortText", "networkDisableBonjour"}) {
-            result += control<QWidget>(name).isEnabled() ? '1' : '0';
+        for (const auto& setting : Tessaline_Network_ClientPref::settings()) {
+            result += control<QWidget>(setting.outlet.c_str()).isEnabled() ? '1' : '0';
         }
         return result;
     }
