@@ -51,6 +51,7 @@ struct Teller {
     const char* name;
     bool ordinaryUser;
     bool userManager;
+    const char* client = BINARY_DIRECTORY "/demo/Tolvin.app";
 };
 void PrintTo(const Teller& teller, std::ostream* out) { *out << teller.name; }
 
@@ -86,6 +87,14 @@ protected:
         return !HasFailure();
     }
 
+    /// In the middle of run().
+    void makeSandbox() {
+        ASSERT_EQ(shell(scripts + "make-sandbox --client " + GetParam().client +
+                            " " BINARY_DIRECTORY " " + root,
+                        output),
+                  0);
+    }
+
     TemporaryDirectory folder;
     const std::string root = folder.path() + "/disk";
     const std::string output = folder.path() + "/output";
@@ -96,7 +105,7 @@ protected:
 
 TEST_P(StoryTest, TheSwitchBringsTheClientAndTakesItAway) {
     EXPECT_TRUE(run([&] {
-        ASSERT_EQ(shell(scripts + "make-sandbox " BINARY_DIRECTORY " " + root, output), 0);
+        makeSandbox();
         EXPECT_EQ(shell(inSession(root, scripts + "story " BINARY_DIRECTORY " " + root + " " +
                                             folder.path()),
                         output),
@@ -124,7 +133,7 @@ TEST_P(StoryTest, AWindowClosedWhileOnLeavesTheJobForTheNextLoginAndNothingElse)
     std::ofstream(second) << "wait statusLabel \"Status: Connected\" 30\nshow masterSwitch\n";
     const std::string host = BINARY_DIRECTORY "/bin/Preferences --root " + root + " --script ";
     EXPECT_TRUE(run([&] {
-        ASSERT_EQ(shell(scripts + "make-sandbox " BINARY_DIRECTORY " " + root, output), 0);
+        makeSandbox();
         EXPECT_EQ(shell(inSession(root, host + first), output), 0);
         EXPECT_EQ(processesThatMention(root + "/"), std::vector<std::string>());
         EXPECT_TRUE(fs::exists(root + "/Library/LaunchAgents/com.quorvane.Tolvin.plist"));
@@ -138,7 +147,7 @@ using ClosingTest = StoryTest;
 
 TEST_P(ClosingTest, AWindowClosedInTheMiddleOfAnythingEndsAndLeavesWholeFiles) {
     EXPECT_TRUE(run([&] {
-        ASSERT_EQ(shell(scripts + "make-sandbox " BINARY_DIRECTORY " " + root, output), 0);
+        makeSandbox();
         shell(inSession(root, SOURCE_DIRECTORY "/tests/program/close-windows.sh " BINARY_DIRECTORY
                                                " " +
                                   root),
@@ -156,6 +165,7 @@ INSTANTIATE_TEST_SUITE_P(Tellers, ClosingTest,
 
 INSTANTIATE_TEST_SUITE_P(Tellers, StoryTest,
                          testing::Values(Teller{"Superuser", false, false},
-                                         Teller{"UserWithTheSupervisor", true, false},
+                                         Teller{"UserWithTheSupervisor", true, false,
+                                                SOURCE_DIRECTORY "/docs/Example.app"},
                                          Teller{"UserWithSystemd", true, true}),
                          [](const auto& test) { return std::string(test.param.name); });
