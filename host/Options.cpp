@@ -5,20 +5,24 @@
 #include "Foundation/NSPathUtilities.h"
 #include "Foundation/NSString.h"
 
+#include <charconv>
 #include <map>
 
 const char* const versionText = "tessaline-preferences " TESSALINE_VERSION "\n";
 
 const char* const usageText =
-    R"(Usage: Preferences [--root DIR] [--authorization system|grant|deny] [--script FILE|-] [BUNDLE]
+    R"(Usage: Preferences [--root DIR] [--authorization system|grant|deny] [--script FILE|-]
+                   [--socket-id=ID] [BUNDLE]
 
 Opens a preference pane in a window. BUNDLE is a .prefPane folder; without one, the
-Tessaline.prefPane that came with this program.
+Tessaline.prefPane that came with this program. Without --root, --script and --socket-id, one window a user
+is open: a second start shows the first one's.
 
   --root DIR            keep the whole disk that the pane sees in this folder
   --authorization MODE  how administrator rights are had: "system" asks the user, "grant" and
                         "deny" answer at once; "grant" with --root, else "system"
   --script FILE         drive the window by the commands in a file; - for standard input
+  --socket-id=ID        show the pane inside that X11 window of another program
   --help                show this text
   --version             show the version
 
@@ -29,6 +33,8 @@ Commands of a script, one a line ("..." around an argument with blanks, # starts
 )";
 
 namespace {
+
+const std::string socketPrefix = "--socket-id=";
 
 [[noreturn]] void refuse(const std::string& reason) {
     throw NSException(NSInvalidArgumentException, reason + "; --help shows the options");
@@ -44,6 +50,16 @@ AuthorizationMode modeNamed(const std::string& name) {
         refuse("--authorization takes system, grant or deny, not \"" + name + "\"");
     }
     return found->second;
+}
+
+std::uint32_t windowNumber(const std::string& text) {
+    std::uint32_t number = 0;
+    const char* end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, number);
+    if (error != std::errc() || stop != end || number == 0) {
+        refuse("--socket-id takes the number of a window, not \"" + text + "\"");
+    }
+    return number;
 }
 
 /// Beside the folder of this program.
@@ -76,6 +92,8 @@ Options parseOptions(const std::vector<std::string>& arguments) {
             mode = modeNamed(value());
         } else if (argument == "--script") {
             options.script = value();
+        } else if (argument.starts_with(socketPrefix)) {
+            options.socket = windowNumber(argument.substr(socketPrefix.size()));
         } else if (argument.starts_with("-")) {
             refuse("unknown option " + argument);
         } else if (!options.bundle.empty()) {

@@ -3,6 +3,7 @@
 
 #include "System/Machine.h"
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
@@ -13,6 +14,8 @@ struct Options {
     AuthorizationMode authorization = AuthorizationMode::system;
     /// A file, or "-" for standard input.
     std::optional<std::string> script;
+    /// The X11 window of another program that the pane is shown in.
+    std::optional<std::uint32_t> socket;
     bool help = false;
     bool version = false;
 };

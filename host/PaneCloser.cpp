@@ -23,8 +23,14 @@ void PaneCloser::close(int newStatus) {
     } else if (answer == NSUnselectLater) {
         waitForReply();
     } else {
-        stay();
+        stayLater();
     }
+}
+
+void PaneCloser::comeBack() {
+    limit.stop();
+    pane.setUnselectReply(nullptr);
+    window.makeKeyAndOrderFront();
 }
 
 void PaneCloser::waitForReply() {
@@ -34,13 +40,13 @@ void PaneCloser::waitForReply() {
         if (leaves) {
             finish(status);
         } else {
-            stay();
+            stayLater();
         }
     });
     window.orderOut();
 }
 
-/// Later, since a window that is being closed has yet to go.
-void PaneCloser::stay() {
-    performOnMainThread([this] { window.makeKeyAndOrderFront(); }, false);
+/// Since a window that is being closed has yet to go.
+void PaneCloser::stayLater() {
+    performOnMainThread([this] { comeBack(); }, false);
 }

@@ -15,10 +15,12 @@ public:
     /// Takes the window away; the end follows when the pane allows it, or after a minute. Asked
     /// again meanwhile, it ends at once.
     void close(int status);
+    /// Shows the window, and the pane is not left after all.
+    void comeBack();
 
 private:
     void waitForReply();
-    void stay();
+    void stayLater();
 
     NSPreferencePane& pane;
     NSWindow& window;

@@ -1,6 +1,5 @@
 #include "host/PaneLoader.h"
 
-#include "Foundation/NSBundle.h"
 #include "Foundation/NSException.h"
 #include "Foundation/NSFileManager.h"
 #include "System/Machine.h"
@@ -63,5 +62,6 @@ LoadedPane loadPane(const std::string& bundlePath) {
     }
     requireTrusted(*layout);
     pane->loadMainView(*layout);
-    return {pane, bundle->infoString("NSPrefPaneIconLabel").value_or(className)};
+    return {pane, bundle->infoString("NSPrefPaneIconLabel").value_or(className),
+            bundle->infoString("QVClientIdentifier").value_or(""), bundle};
 }

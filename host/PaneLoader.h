@@ -2,6 +2,7 @@
 // its principal class and loads its layout file.
 #pragma once
 
+#include "Foundation/NSBundle.h"
 #include "PreferencePanes/NSPreferencePane.h"
 
 #include <memory>
@@ -11,6 +12,10 @@ struct LoadedPane {
     std::shared_ptr<NSPreferencePane> pane;
     /// What the window is called.
     std::string title;
+    /// The bundle identifier of the client that the pane turns on and off, which is its job's label
+    /// too; empty for a pane that has none.
+    std::string client;
+    std::shared_ptr<const NSBundle> bundle;
 };
 
 /// The code stays loaded until the program ends. mainViewDidLoad is left to the caller. Raises

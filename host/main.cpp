@@ -10,8 +10,10 @@
 #include "host/Options.h"
 #include "host/PaneCloser.h"
 #include "host/PaneLoader.h"
+#include "host/SingleWindow.h"
 #include "host/TerminationSignals.h"
 #include "host/UIScript.h"
+#include "host/WindowManners.h"
 #include "System/Machine.h"
 #include "System/SaneSurroundings.h"
 #include "System/TerminationGuard.h"
@@ -37,22 +39,39 @@ constexpr double secondsForUnfinishedWork = 0.9;
     _exit(status);
 }
 
-/// Qt would abort without a screen.
-void requireScreen() {
+/// Qt would abort without a screen. Only X11 has windows inside other programs'.
+void requireScreen(const Options& options) {
     const auto given = [](const char* name) {
         const char* value = std::getenv(name);
         return value && *value;
     };
+    if (options.socket && given("DISPLAY")) {
+        setenv("QT_QPA_PLATFORM", "xcb", 0);
+    }
     if (!given("DISPLAY") && !given("WAYLAND_DISPLAY") && !given("QT_QPA_PLATFORM")) {
         throw NSException(NSInternalInconsistencyException,
                           "There is no screen; QT_QPA_PLATFORM=offscreen does without one");
     }
 }
 
-int runPane(const Options& options) {
-    auto [pane, title] = loadPane(options.bundle);
+/// A person's own window of a bundle with a name; scripts and sandboxes have as many as they like.
+std::unique_ptr<SingleWindow> singleWindow(const Options& options) {
+    const auto bundle = NSBundle::bundleWithPath(options.bundle);
+    const auto name = bundle ? bundle->infoString("CFBundleIdentifier") : std::nullopt;
+    const bool isPlain = !options.root && !options.script && !options.socket;
+    return name && isPlain
+               ? std::make_unique<SingleWindow>(Machine::current().sessionBusAddress(), *name)
+               : nullptr;
+}
+
+int runPane(const Options& options, SingleWindow* single) {
+    auto [pane, title, client, bundle] = loadPane(options.bundle);
     NSWindow window(title, pane->mainView());
+    const WindowManners manners(window, options, bundle, client);
     const auto finish = [&](int status) {
+        if (single) {
+            single->leave(); // who starts now has to have a window of its own
+        }
         if (NSApp().isWaitingInCall()) {
             window.orderOut();
             end(status); // the pane waits for a sheet's answer and cannot be taken down
@@ -70,6 +89,9 @@ int runPane(const Options& options) {
     window.makeKeyAndOrderFront();
     window.waitUntilShown();
     pane->mainViewDidLoad();
+    if (single) {
+        single->serve([&] { closer.comeBack(); });
+    }
     if (script) {
         script->start();
     }
@@ -93,9 +115,13 @@ int main(int count, char** arguments) {
         Machine::install(makeMachine(options));
         handleTerminationSignals([](int signal) { end(shellsSignalStatus + signal); });
         makeHomeFolders();
-        requireScreen();
+        requireScreen(options);
+        const auto single = singleWindow(options);
+        if (single && single->isShownByAnother()) {
+            end(0);
+        }
         NSApplication::sharedApplication();
-        end(runPane(options));
+        end(runPane(options, single.get()));
     } catch (const std::exception& exception) {
         std::cerr << "Preferences: " << exception.what() << std::endl;
         end(failureStatus);

@@ -18,6 +18,7 @@ NSApplication::NSApplication() {
     static char* arguments[] = {name, nullptr};
     application = std::make_unique<QApplication>(count, arguments);
     QGuiApplication::setQuitOnLastWindowClosed(false);
+    QCoreApplication::setApplicationName("com.quorvane.Tessaline");
     QGuiApplication::setDesktopFileName("com.quorvane.Tessaline");
 
     NSRunLoop& loop = NSRunLoop::mainRunLoop();

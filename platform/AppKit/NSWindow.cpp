@@ -23,6 +23,7 @@ NSWindow::~NSWindow() {
 }
 
 void NSWindow::makeKeyAndOrderFront() {
+    setWindowState(windowState() & ~Qt::WindowMinimized);
     show();
     raise();
     activateWindow();

@@ -1,0 +1,54 @@
+#include "host/About.h"
+
+#include "Foundation/NSThread.h"
+
+#include <QCoreApplication>
+#include <QMessageBox>
+
+namespace {
+
+QString translated(const char* text) { return QCoreApplication::translate("About", text); }
+
+QString versionOf(const NSBundle& bundle) {
+    return QString::fromStdString(bundle.infoString("CFBundleShortVersionString").value_or("?"));
+}
+
+/// Looks for it on the disk. Any thread.
+QString versionOfClient(const std::string& identifier) {
+    const auto client = NSBundle::bundleWithIdentifier(identifier);
+    return client ? versionOf(*client) : translated("not installed");
+}
+
+} // namespace
+
+void About::show() {
+    if (box) {
+        box->raise();
+        box->activateWindow();
+        return;
+    }
+    NSThread::detachNewThread([this, client = client] {
+        performOnMainThread([this, version = versionOfClient(client)] { open(version); }, false);
+    });
+}
+
+void About::open(const QString& clientVersion) {
+    if (box) {
+        return; // F1 was pressed twice
+    }
+    box = new QMessageBox(QMessageBox::NoIcon, translated("Help and About"), window.windowTitle(),
+                          QMessageBox::Close, &window);
+    box->setAttribute(Qt::WA_DeleteOnClose);
+    box->setModal(false);
+    box->setIconPixmap(window.windowIcon().pixmap(64));
+    box->setTextFormat(Qt::PlainText);
+    box->setInformativeText(
+        translated("The switch turns the network client on, now and at every login, and off again. "
+                   "The other controls say how it updates, shows itself and connects. Every change "
+                   "counts at once.\n\n"
+                   "Tab goes from control to control, and the space bar presses. Ctrl+W, Ctrl+Q "
+                   "and Escape close the window; a start or stop under way comes to its end.\n\n"
+                   "Settings application: %1\nPane: %2\nClient: %3")
+            .arg(TESSALINE_VERSION, versionOf(*pane), clientVersion));
+    box->show();
+}

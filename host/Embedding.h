@@ -1,0 +1,30 @@
+// The pane's window inside a window of another program's, its socket: a desktop's settings window.
+#pragma once
+
+#include "AppKit/NSWindow.h"
+
+#include <cstdint>
+#include <memory>
+#include <QAbstractNativeEventFilter>
+
+class QWindow;
+
+/// Main thread only.
+class Embedding : public QAbstractNativeEventFilter {
+public:
+    /// Before the window is shown. When the socket goes, the window is closed as by its user.
+    /// Raises NSInvalidArgumentException when there is no such socket.
+    Embedding(NSWindow& window, std::uint32_t socket);
+    ~Embedding() override;
+
+protected:
+    bool nativeEventFilter(const QByteArray& type, void* message, qintptr* result) override;
+
+private:
+    void socketIsGone();
+    void leave();
+
+    NSWindow& window;
+    const std::uint32_t socket;
+    std::unique_ptr<QWindow> parent; // stands for the socket
+};
