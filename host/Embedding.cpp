@@ -3,17 +3,34 @@
 #include "Foundation/NSException.h"
 #include "Foundation/NSThread.h"
 
+#include <cstdlib>
 #include <QCloseEvent>
 #include <QGuiApplication>
 #include <QWindow>
-#include <xcb/xproto.h>
+#include <xcb/xcb.h>
 
-Embedding::Embedding(NSWindow& window, std::uint32_t socket)
-    : window(window), socket(socket), parent(QWindow::fromWinId(socket)) {
-    if (!parent || parent->geometry().isEmpty()) {
+namespace {
+
+bool isThere(std::uint32_t socket) {
+    auto* screen = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
+    if (screen == nullptr) {
+        return false;
+    }
+    auto* connection = screen->connection();
+    const std::unique_ptr<xcb_get_geometry_reply_t, void (*)(void*)> reply(
+        xcb_get_geometry_reply(connection, xcb_get_geometry(connection, socket), nullptr),
+        std::free);
+    return reply != nullptr;
+}
+
+} // namespace
+
+Embedding::Embedding(NSWindow& window, std::uint32_t socket) : window(window), socket(socket) {
+    if (!isThere(socket)) {
         throw NSException(NSInvalidArgumentException,
                           "There is no window " + std::to_string(socket) + " to show the pane in");
     }
+    parent.reset(QWindow::fromWinId(socket));
     window.winId(); // makes it
     window.windowHandle()->setParent(parent.get());
     qGuiApp->installNativeEventFilter(this);

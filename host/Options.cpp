@@ -15,8 +15,8 @@ const char* const usageText =
                    [--socket-id=ID] [BUNDLE]
 
 Opens a preference pane in a window. BUNDLE is a .prefPane folder; without one, the
-Tessaline.prefPane that came with this program. Without --root, --script and --socket-id, one window a user
-is open: a second start shows the first one's.
+Tessaline.prefPane that came with this program. Without --root, --script and --socket-id, one
+window a user is open: a second start shows the first one's.
 
   --root DIR            keep the whole disk that the pane sees in this folder
   --authorization MODE  how administrator rights are had: "system" asks the user, "grant" and
