@@ -7,9 +7,7 @@
 #include "System/FileReading.h"
 
 #include <algorithm>
-#include <array>
 #include <csignal>
-#include <cstring>
 #include <fcntl.h>
 #include <filesystem>
 #include <sys/prctl.h>
@@ -202,26 +200,6 @@ TEST_F(AuthorizationTest, TheHelperKeepsToFilesAndEndsWhenNobodyAsks) {
     const auto before = dialogsShown();
     EXPECT_EQ(copyRights(), errAuthorizationSuccess);
     EXPECT_EQ(dialogsShown(), before + 1);
-}
-
-TEST_F(AuthorizationTest, DescriptorsBeyondTheOneOfAReplyAreClosed) {
-    int ends[2] = {-1, -1};
-    ASSERT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends), 0);
-    const FileDescriptor ours(ends[0]), theirs(ends[1]);
-    const auto before = entries("/proc/self/fd");
-    char bytes[] = "TAH1\0\0\0";
-    iovec vector{bytes, sizeof bytes};
-    alignas(cmsghdr) std::array<char, CMSG_SPACE(2 * sizeof(int))> control{};
-    msghdr message{.msg_iov = &vector,
-                   .msg_iovlen = 1,
-                   .msg_control = control.data(),
-                   .msg_controllen = control.size()};
-    *CMSG_FIRSTHDR(&message) = {CMSG_LEN(sizeof ends), SOL_SOCKET, SCM_RIGHTS};
-    std::memcpy(CMSG_DATA(CMSG_FIRSTHDR(&message)), ends, sizeof ends);
-    ASSERT_EQ(sendmsg(theirs.get(), &message, 0), static_cast<ssize_t>(sizeof bytes));
-    const auto reply = receiveReply(ours.get());
-    EXPECT_TRUE(reply && !reply->output);
-    EXPECT_EQ(entries("/proc/self/fd"), before);
 }
 
 TEST_F(AuthorizationTest, TheHelperOutlivesWhatIsNoRequest) {

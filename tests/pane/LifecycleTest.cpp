@@ -46,6 +46,9 @@ TEST_F(LifecycleTest, OnInstallsTheJobAndOffTakesAllOfItAwayStepByStep) {
     EXPECT_FALSE(masterSwitch().isEnabled());
     runFor(0.0001);
     EXPECT_EQ(status(), "Status: Creating job...");
+    clientSays("Disconnected"); // shown, and nothing else while an operation runs
+    EXPECT_EQ(status(), "Status: Disconnected");
+    EXPECT_TRUE(masterSwitch().isOn() && !masterSwitch().isEnabled());
     runFor(2);
     EXPECT_EQ(status(), "Status: Launching client...");
     EXPECT_TRUE(masterSwitch().isEnabled());

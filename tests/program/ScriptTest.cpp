@@ -1,23 +1,19 @@
 #include "Foundation/NSString.h"
 #include "support/TemporaryDirectory.h"
+#include "System/FileReading.h"
 
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
-#include <sstream>
 #include <sys/wait.h>
 
 namespace {
 
 namespace fs = std::filesystem;
 
-std::string contents(const fs::path& path) {
-    std::ostringstream text;
-    text << std::ifstream(path).rdbuf();
-    return text.str();
-}
+std::string contents(const fs::path& path) { return contentsOfFile(path).value_or("none"); }
 
 /// Runs the settings application on a bundle around the test pane's code.
 class ScriptTest : public testing::Test {

@@ -2,13 +2,12 @@
 // the job managers, as an ordinary user and as the superuser.
 #include "support/TemporaryDirectory.h"
 #include "support/TestUser.h"
+#include "System/FileReading.h"
 
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
-#include <iterator>
 #include <memory>
-#include <sstream>
 #include <sys/wait.h>
 
 namespace {
@@ -17,11 +16,7 @@ namespace fs = std::filesystem;
 
 const std::string scripts = SOURCE_DIRECTORY "/scripts/";
 
-std::string contentOf(const fs::path& path) {
-    std::ostringstream content; // takes a process that ends while it is read for an empty one
-    content << std::ifstream(path, std::ios::binary).rdbuf();
-    return content.str();
-}
+std::string contentOf(const fs::path& path) { return contentsOfFile(path).value_or(""); }
 
 /// Runs a shell's command line; its output, errors included, goes into a file.
 int shell(const std::string& line, const std::string& output) {
