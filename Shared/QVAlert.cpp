@@ -9,7 +9,7 @@
 
 namespace {
 
-const std::string defaultEndMethod = "alertDidEnd:returnCode:contextInfo:";
+constexpr const char* defaultEndMethod = "alertDidEnd:returnCode:contextInfo:";
 constexpr double secondsPerEvent = 0.01;
 constexpr double secondsPerLook = 1.0;
 

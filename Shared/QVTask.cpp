@@ -15,8 +15,8 @@ namespace {
 
 constexpr double patienceAfterTermination = 5; // seconds
 constexpr double longestTimeout = 1e9; // seconds; the clock's unit has room for ten times that
-const std::string asyncDataNotification = "QVAsyncTaskDataNotification";
-const std::string dataItem = "NSFileHandleNotificationDataItem";
+constexpr const char* asyncDataNotification = "QVAsyncTaskDataNotification";
+constexpr const char* dataItem = "NSFileHandleNotificationDataItem";
 
 bool canBeRun(const NSTask& task) {
     const bool runs = !task.program().empty() &&

@@ -9,7 +9,7 @@ namespace {
 const NSViewClass<QVSwitch> viewClass("QVSwitch");
 
 constexpr double trackRadius = 5.0;
-const std::string gradientKey = "bgGradient";
+constexpr const char* gradientKey = "bgGradient";
 
 NSColor grey(double white) { return NSColor::colorWithCalibratedWhite(white, 1.0); }
 

@@ -6,13 +6,12 @@
 #include "System/FileDescriptor.h"
 #include "System/FileReading.h"
 
+#include <algorithm>
 #include <array>
 #include <cstring>
 #include <linux/if_arp.h>
 #include <linux/rtnetlink.h>
-#include <map>
 #include <optional>
-#include <set>
 #include <span>
 #include <string_view>
 #include <sys/socket.h>
@@ -20,11 +19,11 @@
 namespace {
 
 /// Tunnels and the like, whose "address" is a network one or nothing at all.
-const std::set<unsigned short> typesWithoutHardwareAddress{
+constexpr std::array typesWithoutHardwareAddress{
     ARPHRD_LOOPBACK, ARPHRD_TUNNEL, ARPHRD_TUNNEL6, ARPHRD_SIT,  ARPHRD_IPGRE,
     ARPHRD_IP6GRE,   ARPHRD_PPP,    ARPHRD_NONE,    ARPHRD_VOID, ARPHRD_RAWIP};
 
-const std::map<std::string, std::string, std::less<>> titlesOfKinds{
+constexpr std::array<std::pair<std::string_view, const char*>, 15> titlesOfKinds{{
     {"bridge", "Bridge"},
     {"openvswitch", "Bridge"},
     {"veth", "Virtual Ethernet"},
@@ -41,7 +40,7 @@ const std::map<std::string, std::string, std::less<>> titlesOfKinds{
     {"wlan", "Wi-Fi"},
     {"wwan", "Mobile Broadband"},
     {"bluetooth", "Bluetooth"},
-};
+}};
 
 /// Calls `use` with every attribute of a run of them.
 template <class Use>
@@ -78,9 +77,11 @@ std::string deviceType(const std::string& name) {
 }
 
 std::string titleOf(const std::string& name, const std::string& kind, unsigned short type) {
-    const auto found = titlesOfKinds.find(kind.empty() ? deviceType(name) : kind);
-    if (found != titlesOfKinds.end()) {
-        return found->second;
+    const auto wanted = kind.empty() ? deviceType(name) : kind;
+    for (const auto& [known, title] : titlesOfKinds) {
+        if (known == wanted) {
+            return title;
+        }
     }
     return type == ARPHRD_INFINIBAND ? "InfiniBand" : kind.empty() ? "Ethernet" : "Virtual";
 }
@@ -88,7 +89,7 @@ std::string titleOf(const std::string& name, const std::string& kind, unsigned s
 /// None for an interface that the report leaves out.
 std::optional<KernelInterface> readLink(const nlmsghdr& message) {
     const auto* link = static_cast<const ifinfomsg*>(NLMSG_DATA(&message));
-    if (typesWithoutHardwareAddress.contains(link->ifi_type)) {
+    if (std::ranges::count(typesWithoutHardwareAddress, link->ifi_type) != 0) {
         return std::nullopt;
     }
     KernelInterface found;

@@ -16,7 +16,7 @@
 
 namespace {
 
-const std::string networkDataType = "SPNetworkDataType";
+constexpr const char* networkDataType = "SPNetworkDataType";
 constexpr const char* usage =
     "usage: system_profiler [DATATYPE...] -xml\n"
     "Prints a report for each data type, for all that are known if none is given.\n"
@@ -48,7 +48,7 @@ NSDictionary networkReport() {
     return NSDictionary{{"_dataType", networkDataType}, {"_items", items}};
 }
 
-int fail(const std::string& message) {
+int fail(std::string_view message) {
     std::cerr << "system_profiler: " << message << '\n';
     return 1;
 }

@@ -10,7 +10,7 @@
 
 class QWidget;
 
-inline const std::string NSNibLoadException = "NSNibLoadException";
+constexpr const char* NSNibLoadException = "NSNibLoadException";
 
 class NSNib {
 public:

@@ -4,7 +4,7 @@
 
 namespace {
 
-const std::string classKey = "$class";
+constexpr const char* classKey = "$class";
 
 std::map<std::string, NSCoder::Decoder>& decoders() {
     static std::map<std::string, NSCoder::Decoder> registry;

@@ -8,11 +8,11 @@
 #include <string>
 #include <system_error>
 
-inline const std::string NSInvalidArgumentException = "NSInvalidArgumentException";
-inline const std::string NSInternalInconsistencyException = "NSInternalInconsistencyException";
-inline const std::string NSUndefinedKeyException = "NSUndefinedKeyException";
-inline const std::string NSParseErrorException = "NSParseErrorException";
-inline const std::string NSFileHandleOperationException = "NSFileHandleOperationException";
+constexpr const char* NSInvalidArgumentException = "NSInvalidArgumentException";
+constexpr const char* NSInternalInconsistencyException = "NSInternalInconsistencyException";
+constexpr const char* NSUndefinedKeyException = "NSUndefinedKeyException";
+constexpr const char* NSParseErrorException = "NSParseErrorException";
+constexpr const char* NSFileHandleOperationException = "NSFileHandleOperationException";
 
 class NSException : public std::exception {
 public:

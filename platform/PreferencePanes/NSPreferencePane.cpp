@@ -2,16 +2,12 @@
 
 #include "AppKit/NSNib.h"
 
-#include <map>
 #include <QWidget>
 #include <utility>
 
 namespace {
 
-std::map<std::string, NSPreferencePane::Factory>& principalClasses() {
-    static std::map<std::string, NSPreferencePane::Factory> classes;
-    return classes;
-}
+const NSPreferencePane::PrincipalClass* lastClass = nullptr;
 
 } // namespace
 
@@ -28,12 +24,14 @@ void NSPreferencePane::replyToShouldUnselect(bool shouldUnselect) {
     }
 }
 
-bool NSPreferencePane::registerPrincipalClass(const std::string& name, Factory factory) {
-    principalClasses()[name] = std::move(factory);
-    return true;
-}
+NSPreferencePane::PrincipalClass::PrincipalClass(const char* name,
+                                                 std::shared_ptr<NSPreferencePane> (*make)())
+    : name(name), make(make), before(std::exchange(lastClass, this)) {}
 
 std::shared_ptr<NSPreferencePane> NSPreferencePane::paneOfClass(const std::string& name) {
-    const auto found = principalClasses().find(name);
-    return found == principalClasses().end() ? nullptr : found->second();
+    const auto* known = lastClass;
+    while (known != nullptr && known->name != name) {
+        known = known->before;
+    }
+    return known == nullptr ? nullptr : known->make();
 }

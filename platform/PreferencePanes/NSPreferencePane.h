@@ -20,7 +20,14 @@ class NSPreferencePane : public NSObject,
                          public NSNibOwner,
                          public std::enable_shared_from_this<NSPreferencePane> {
 public:
-    using Factory = std::function<std::shared_ptr<NSPreferencePane>()>;
+    /// A class known under its name. The code that has it keeps it: while code is loaded, nobody
+    /// could be told that memory is out.
+    struct PrincipalClass {
+        PrincipalClass(const char* name, std::shared_ptr<NSPreferencePane> (*make)());
+        const char* const name;
+        std::shared_ptr<NSPreferencePane> (*const make)();
+        const PrincipalClass* const before; // the one that became known before it
+    };
 
     NSPreferencePane();
     /// The main view goes with the pane. Main thread.
@@ -42,8 +49,6 @@ public:
         unselectReply = std::move(reply);
     }
 
-    /// Makes a class known under its name; NS_PRINCIPAL_CLASS does so when a pane's code is loaded.
-    static bool registerPrincipalClass(const std::string& name, Factory factory);
     /// A new pane of the named class; none for an unknown name.
     static std::shared_ptr<NSPreferencePane> paneOfClass(const std::string& name);
 
@@ -54,7 +59,5 @@ private:
 
 /// Stands once in the source file of a pane's principal class.
 #define NS_PRINCIPAL_CLASS(Class)                                                                  \
-    [[maybe_unused]] static const bool principalClassRegistered =                                  \
-        NSPreferencePane::registerPrincipalClass(                                                  \
-            #Class,                                                                                \
-            []() -> std::shared_ptr<NSPreferencePane> { return makeForMainThread<Class>(); });
+    static const NSPreferencePane::PrincipalClass principalClass(                                  \
+        #Class, []() -> std::shared_ptr<NSPreferencePane> { return makeForMainThread<Class>(); });

@@ -5,7 +5,7 @@
 
 #include <string>
 
-inline const std::string kCATransactionAnimationDuration = "animationDuration";
+constexpr const char* kCATransactionAnimationDuration = "animationDuration";
 
 /// Transactions nest: each starts with the duration of the one around it, and outside of all it is
 /// 0.25 seconds.
