@@ -1,5 +1,7 @@
 #include "System/Condition.h"
 
+#include <utility>
+
 bool Condition::wait(std::unique_lock<std::mutex>& lock, const std::function<bool()>& ready,
                      Clock::Deadline deadline) {
     Clock& clock = Clock::current();
@@ -10,13 +12,17 @@ bool Condition::wait(std::unique_lock<std::mutex>& lock, const std::function<boo
         Parking parking;
         {
             std::lock_guard guard(mutex);
-            parked.push_back(&parking);
+            parking.next = std::exchange(parked, &parking);
         }
         lock.unlock();
         clock.park(parking, deadline);
         {
             std::lock_guard guard(mutex);
-            std::erase(parked, &parking);
+            Parking** place = &parked;
+            while (*place != &parking) {
+                place = &(*place)->next;
+            }
+            *place = parking.next;
         }
         lock.lock();
     }
@@ -25,7 +31,7 @@ bool Condition::wait(std::unique_lock<std::mutex>& lock, const std::function<boo
 
 void Condition::notifyAll() {
     std::lock_guard guard(mutex);
-    for (Parking* parking : parked) {
+    for (Parking* parking = parked; parking != nullptr; parking = parking->next) {
         Clock::current().unpark(*parking);
     }
 }

@@ -5,7 +5,6 @@
 
 #include <functional>
 #include <mutex>
-#include <vector>
 
 /// The state that `ready` reads is guarded by the mutex that the waiting thread hands over locked,
 /// as with the standard one.
@@ -18,5 +17,5 @@ public:
 
 private:
     std::mutex mutex;
-    std::vector<Parking*> parked;
+    Parking* parked = nullptr; // the last that came; a list, since no wait may need memory
 };

@@ -18,4 +18,5 @@ public:
     std::condition_variable wake;
     bool unparked = false;
     const int wakeDescriptor = -1;
+    Parking* next = nullptr; // of those that wait for the same condition
 };
