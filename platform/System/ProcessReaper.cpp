@@ -3,9 +3,9 @@
 #include "System/DetachedThread.h"
 #include "System/ProcessDescriptor.h"
 
+#include <exception>
 #include <sys/epoll.h>
 #include <sys/wait.h>
-#include <system_error>
 
 namespace {
 
@@ -41,7 +41,7 @@ void ProcessReaper::begin() {
     }
     try {
         startDetachedThread([this] { work(); });
-    } catch (const std::system_error&) {
+    } catch (const std::exception&) {
         children.reset();
     }
 }
@@ -70,7 +70,7 @@ void ProcessReaper::watchUnwatched() {
                 return;
             }
         }
-        unwatched.pop_front();
+        unwatched.erase(unwatched.begin());
     }
 }
 

@@ -4,9 +4,9 @@
 
 #include "System/FileDescriptor.h"
 
-#include <deque>
 #include <mutex>
 #include <sys/types.h>
+#include <vector>
 
 class ProcessReaper {
 public:
@@ -30,5 +30,5 @@ private:
     FileDescriptor children; // an epoll set
     std::mutex mutex;        // guards the following
     std::size_t watched = 0;
-    std::deque<pid_t> unwatched;
+    std::vector<pid_t> unwatched;
 };

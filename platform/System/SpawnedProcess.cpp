@@ -11,6 +11,7 @@
 #include <cerrno>
 #include <csignal>
 #include <fcntl.h>
+#include <new>
 #include <poll.h>
 #include <spawn.h>
 #include <sys/wait.h>
@@ -109,7 +110,10 @@ SpawnedProcess::SpawnedProcess(const LaunchRequest& request)
 
 SpawnedProcess::~SpawnedProcess() {
     if (!hasEnded()) {
-        ProcessReaper::shared().adopt(process, std::move(endDescriptor));
+        try {
+            ProcessReaper::shared().adopt(process, std::move(endDescriptor));
+        } catch (const std::bad_alloc&) { // its entry then stays for as long as this process runs
+        }
     }
 }
 
