@@ -3,11 +3,14 @@
 #include <array>
 #include <cerrno>
 #include <fcntl.h>
+#include <system_error>
 
 PipeReader::PipeReader(int pipe, DescriptorWait& waiting, std::size_t limit)
     : pipe(pipe), waiting(waiting), limit(limit), ended(pipe < 0) {
     if (!ended) {
-        fcntl(pipe, F_SETFL, O_NONBLOCK);
+        if (fcntl(pipe, F_SETFL, O_NONBLOCK) != 0) {
+            throw std::system_error(errno, std::generic_category(), "Cannot read from a pipe");
+        }
         waiting.add(pipe, [this] { readWhatIsThere(); });
     }
 }
