@@ -184,8 +184,9 @@ SupervisedJob::Record SupervisedJob::record() const {
 }
 
 void SupervisedJob::setRecord(const Record& record) {
-    const auto text = stringWithFormat(recordFormat, record.process, record.lastStatus);
-    if (pwrite(file.get(), text.data(), text.size(), 0) != recordLength) {
+    std::array<char, recordLength + 1> text{};
+    std::snprintf(text.data(), text.size(), recordFormat, record.process, record.lastStatus);
+    if (pwrite(file.get(), text.data(), recordLength, 0) != recordLength) {
         NSLog("launchctl: Cannot note what became of a job: %@", std::strerror(errno));
     }
 }

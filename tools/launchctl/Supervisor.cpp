@@ -75,7 +75,7 @@ std::string Supervisor::begin() {
     }
     try {
         start();
-    } catch (const NSException& exception) {
+    } catch (const std::exception& exception) {
         couldStart = false;
         jobEnded(W_EXITCODE(cannotRun, 0));
         if (!nextStart) {
@@ -107,7 +107,7 @@ void Supervisor::startAgain() {
         requireTrustedProgram(job);
         start();
         couldStart = true;
-    } catch (const NSException& exception) {
+    } catch (const std::exception& exception) {
         if (std::exchange(couldStart, false)) {
             NSLog("launchctl: %@: %@; tried again from time to time", job.label, exception.what());
         }
@@ -124,10 +124,13 @@ void Supervisor::start() {
     }
     FileDescriptor fromProgram(pipe[0]), toSupervisor(pipe[1]);
     const auto output = openLog(job.label);
+    // Before there is a child: what it raised would make a second supervisor of it.
+    const auto arguments = argumentVector(job.arguments);
+    const auto variables = argumentVector(environment);
     const auto self = getpid();
     const auto process = fork();
     if (process == 0) {
-        becomeProgram(toSupervisor.get(), output.get(), self);
+        becomeProgram(arguments.data(), variables.data(), toSupervisor.get(), output.get(), self);
     }
     if (process < 0) {
         fail("Cannot start %@: %@", job.program, std::strerror(errno));
@@ -143,7 +146,8 @@ void Supervisor::start() {
     shared.setRecord(record);
 }
 
-void Supervisor::becomeProgram(int failurePipe, int output, pid_t supervisor) const {
+void Supervisor::becomeProgram(char* const* arguments, char* const* variables, int failurePipe,
+                               int output, pid_t supervisor) const {
     setpgid(0, 0);
     // Without its supervisor nothing could end the job later.
     prctl(PR_SET_PDEATHSIG, SIGKILL);
@@ -158,8 +162,7 @@ void Supervisor::becomeProgram(int failurePipe, int output, pid_t supervisor) co
     const auto none = setOf({});
     sigprocmask(SIG_SETMASK, &none, nullptr);
     if (job.workingDirectory.empty() || chdir(job.workingDirectory.c_str()) == 0) {
-        execve(job.program.c_str(), argumentVector(job.arguments).data(),
-               argumentVector(environment).data());
+        execve(job.program.c_str(), arguments, variables);
     }
     const int problem = errno;
     [[maybe_unused]] const auto told = write(failurePipe, &problem, sizeof problem);

@@ -24,7 +24,8 @@ public:
 private:
     void start();
     void startAgain();
-    [[noreturn]] void becomeProgram(int failurePipe, int output, pid_t supervisor) const;
+    [[noreturn]] void becomeProgram(char* const* arguments, char* const* variables, int failurePipe,
+                                    int output, pid_t supervisor) const;
     void reap();
     void jobEnded(int waitStatus);
     void endGroup(pid_t group);

@@ -21,19 +21,26 @@ constexpr const char* usage =
     "       launchctl bootout          end and forget all jobs of this session\n"
     "       launchctl list [LABEL]     process, last exit status and label of the loaded jobs\n";
 
-/// Control characters would do as they like on a terminal.
-std::string printable(const std::string& text) {
-    std::string result;
-    for (const unsigned char byte : text) {
+/// Printed without memory of its own, since want of it is said in this way, too. Control characters
+/// would do as they like on a terminal.
+struct Printable {
+    std::string_view text;
+};
+std::ostream& operator<<(std::ostream& stream, Printable printed) {
+    for (const unsigned char byte : printed.text) {
         constexpr unsigned char firstPlain = 0x20, del = 0x7f;
-        result += byte >= firstPlain && byte != del ? std::string(1, static_cast<char>(byte))
-                                                    : stringWithFormat("\\x%02x", byte);
+        constexpr const char* digits = "0123456789abcdef";
+        if (byte >= firstPlain && byte != del) {
+            stream << byte;
+        } else {
+            stream << "\\x" << digits[byte / 16] << digits[byte % 16];
+        }
     }
-    return result;
+    return stream;
 }
 
-void complain(const std::string& message) {
-    std::cerr << "launchctl: " << printable(message) << '\n';
+void complain(std::string_view message) {
+    std::cerr << "launchctl: " << Printable{message} << '\n';
 }
 
 std::string processOf(const JobStatus& job) {
@@ -43,7 +50,7 @@ std::string processOf(const JobStatus& job) {
 void list() {
     std::cout << "PID\tStatus\tLabel\n";
     for (const auto& job : loadedJobs()) {
-        std::cout << processOf(job) << '\t' << job.lastStatus << '\t' << printable(job.label)
+        std::cout << processOf(job) << '\t' << job.lastStatus << '\t' << Printable{job.label}
                   << '\n';
     }
 }
@@ -54,7 +61,7 @@ void list(const std::string& label) {
         fail("%@: Not loaded", label);
     }
     std::cout << "PID = " << processOf(*job) << "\nLastExitStatus = " << job->lastStatus
-              << "\nLabel = " << printable(label) << '\n';
+              << "\nLabel = " << Printable{label} << '\n';
 }
 
 /// The job files that the paths name: each file itself, and those that lie in a folder.
