@@ -17,6 +17,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <iostream>
+#include <sys/file.h>
 #include <sys/random.h>
 #include <unistd.h>
 
@@ -88,14 +89,16 @@ bool comesToSuperuser(const Place& source, const Place& target) {
 class Arrival {
 public:
     explicit Arrival(const Place& target) : target(target) {
+        removeAbandoned();
         std::uint64_t unpredictable = 0;
         require(getrandom(&unpredictable, sizeof unpredictable, 0) == sizeof unpredictable,
                 "random numbers");
-        const auto candidate = ".moving-" + std::to_string(unpredictable);
+        const auto candidate = prefix + std::to_string(unpredictable);
         file.reset(openat(target.folder.get(), candidate.c_str(),
                           O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, S_IRUSR | S_IWUSR));
         require(bool(file), target.path);
         name = candidate;
+        flock(file.get(), LOCK_EX); // tells others that somebody works on it
     }
     ~Arrival() {
         if (!name.empty()) {
@@ -137,6 +140,29 @@ public:
     }
 
 private:
+    static constexpr const char* prefix = ".moving-";
+
+    /// What killed programs left behind: files of that name that nobody works on. One that has yet
+    /// to be locked is empty, and is left.
+    void removeAbandoned() const {
+        std::error_code problem;
+        const fs::directory_iterator entries("/proc/self/fd/" + std::to_string(target.folder.get()),
+                                             problem);
+        for (auto entry = begin(entries); entry != end(entries); entry.increment(problem)) {
+            const auto left = entry->path().filename().string();
+            if (left.starts_with(prefix)) {
+                const FileDescriptor abandoned(
+                    openat(target.folder.get(), left.c_str(),
+                           O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+                struct stat status {};
+                if (abandoned && flock(abandoned.get(), LOCK_EX | LOCK_NB) == 0 &&
+                    fstat(abandoned.get(), &status) == 0 && status.st_size > 0) {
+                    unlinkat(target.folder.get(), left.c_str(), 0);
+                }
+            }
+        }
+    }
+
     const Place& target;
     FileDescriptor file;
     std::string name;
