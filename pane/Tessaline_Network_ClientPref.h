@@ -14,6 +14,7 @@
 #include "AppKit/NSTextField.h"
 #include "Foundation/NSNotification.h"
 #include "Foundation/NSTimer.h"
+#include "pane/InterfaceReport.h"
 #include "pane/QVSwitch.h"
 #include "PreferencePanes/NSPreferencePane.h"
 
@@ -25,14 +26,6 @@
 #include <string>
 #include <variant>
 #include <vector>
-
-/// One entry of the interface menu: its title, and the hardware address as it was reported.
-struct NetworkInterface {
-    std::string name;
-    std::string macAddress;
-
-    bool operator==(const NetworkInterface&) const = default;
-};
 
 class Tessaline_Network_ClientPref : public NSPreferencePane {
 public:
