@@ -143,91 +143,6 @@ long failed(Failing how, int error) {
 
 } // namespace
 
-// None takes more than six arguments, all of them in registers of the same kind.
-#define FAULTS_CALL(name, how)                                                                     \
-    extern "C" long faults_##name(long, long, long, long, long, long) __asm__(#name);              \
-    long faults_##name(long a, long b, long c, long d, long e, long f) {                           \
-        static const Call call = next(#name);                                                      \
-        const int error = board ? errorFor(#name, __builtin_return_address(0)) : 0;                \
-        if (error != 0 && strcmp(#name, "close") != 0) {                                           \
-            return failed(how, error);                                                             \
-        }                                                                                          \
-        const long result = call(a, b, c, d, e, f);                                                \
-        return error != 0 ? failed(how, error) : result; /* a close that fails has closed */       \
-    }
-FAULTS_CALL(open, minusOne)
-FAULTS_CALL(open64, minusOne)
-FAULTS_CALL(openat, minusOne)
-FAULTS_CALL(openat64, minusOne)
-FAULTS_CALL(fopen64, null)
-FAULTS_CALL(opendir, null)
-FAULTS_CALL(mkstemp, minusOne)
-FAULTS_CALL(fdopen, null)
-FAULTS_CALL(read, minusOne)
-FAULTS_CALL(pread, minusOne)
-FAULTS_CALL(readv, minusOne)
-FAULTS_CALL(write, minusOne)
-FAULTS_CALL(pwrite, minusOne)
-FAULTS_CALL(writev, minusOne)
-FAULTS_CALL(fsync, minusOne)
-FAULTS_CALL(ftruncate, minusOne)
-FAULTS_CALL(flock, minusOne)
-FAULTS_CALL(rename, minusOne)
-FAULTS_CALL(renameat, minusOne)
-FAULTS_CALL(unlink, minusOne)
-FAULTS_CALL(unlinkat, minusOne)
-FAULTS_CALL(mkdir, minusOne)
-FAULTS_CALL(readlink, minusOne)
-FAULTS_CALL(access, minusOne)
-FAULTS_CALL(chmod, minusOne)
-FAULTS_CALL(fchmod, minusOne)
-FAULTS_CALL(fchown, minusOne)
-FAULTS_CALL(fchownat, minusOne)
-FAULTS_CALL(futimens, minusOne)
-FAULTS_CALL(fcntl, minusOne)
-FAULTS_CALL(fcntl64, minusOne)
-FAULTS_CALL(dup2, minusOne)
-FAULTS_CALL(close, minusOne)
-FAULTS_CALL(pipe2, minusOne)
-FAULTS_CALL(fork, minusOne)
-FAULTS_CALL(execve, minusOne)
-FAULTS_CALL(waitid, minusOne)
-FAULTS_CALL(waitpid, minusOne)
-FAULTS_CALL(kill, minusOne)
-FAULTS_CALL(epoll_create1, minusOne)
-FAULTS_CALL(epoll_ctl, minusOne)
-FAULTS_CALL(epoll_wait, minusOne)
-FAULTS_CALL(epoll_pwait, minusOne)
-FAULTS_CALL(epoll_pwait2, minusOne)
-FAULTS_CALL(poll, minusOne)
-FAULTS_CALL(ppoll, minusOne)
-FAULTS_CALL(timerfd_create, minusOne)
-FAULTS_CALL(timerfd_settime, minusOne)
-FAULTS_CALL(eventfd, minusOne)
-FAULTS_CALL(signalfd, minusOne)
-FAULTS_CALL(pidfd_open, minusOne)
-FAULTS_CALL(pidfd_send_signal, minusOne)
-FAULTS_CALL(socket, minusOne)
-FAULTS_CALL(socketpair, minusOne)
-FAULTS_CALL(connect, minusOne)
-FAULTS_CALL(setsockopt, minusOne)
-FAULTS_CALL(getsockopt, minusOne)
-FAULTS_CALL(send, minusOne)
-FAULTS_CALL(sendto, minusOne)
-FAULTS_CALL(sendmsg, minusOne)
-FAULTS_CALL(recv, minusOne)
-FAULTS_CALL(recvmsg, minusOne)
-FAULTS_CALL(stat, minusOne)
-FAULTS_CALL(fstat, minusOne)
-FAULTS_CALL(lstat, minusOne)
-FAULTS_CALL(fstatat, minusOne)
-FAULTS_CALL(prctl, minusOne)
-FAULTS_CALL(getrandom, minusOne)
-FAULTS_CALL(mmap, minusOne)
-FAULTS_CALL(mmap64, minusOne)
-FAULTS_CALL(pthread_create, number)
-FAULTS_CALL(posix_spawn, number)
-
 extern "C" void* malloc(std::size_t size) {
     if (board && errorFor("malloc", __builtin_return_address(0)) != 0) {
         errno = ENOMEM;
@@ -245,3 +160,36 @@ void* operator new(std::size_t size) {
     }
     return memory;
 }
+
+// None takes more than six arguments, all of them in registers of the same kind.
+#define CALL(name, how)                                                                            \
+    extern "C" long faults_##name(long, long, long, long, long, long) __asm__(#name);              \
+    long faults_##name(long a, long b, long c, long d, long e, long f) {                           \
+        static const Call call = next(#name);                                                      \
+        const int error = board ? errorFor(#name, __builtin_return_address(0)) : 0;                \
+        if (error != 0 && strcmp(#name, "close") != 0) {                                           \
+            return failed(how, error);                                                             \
+        }                                                                                          \
+        const long result = call(a, b, c, d, e, f);                                                \
+        return error != 0 ? failed(how, error) : result; /* a close that fails has closed */       \
+    }
+#define MINUS_ONE(name) CALL(name, minusOne)
+
+// clang-format off
+MINUS_ONE(open) MINUS_ONE(open64) MINUS_ONE(openat) MINUS_ONE(openat64) MINUS_ONE(mkstemp)
+MINUS_ONE(read) MINUS_ONE(pread) MINUS_ONE(readv) MINUS_ONE(write) MINUS_ONE(pwrite)
+MINUS_ONE(writev) MINUS_ONE(fsync) MINUS_ONE(ftruncate) MINUS_ONE(flock) MINUS_ONE(rename)
+MINUS_ONE(renameat) MINUS_ONE(unlink) MINUS_ONE(unlinkat) MINUS_ONE(mkdir) MINUS_ONE(readlink)
+MINUS_ONE(access) MINUS_ONE(chmod) MINUS_ONE(fchmod) MINUS_ONE(fchown) MINUS_ONE(fchownat)
+MINUS_ONE(futimens) MINUS_ONE(fcntl) MINUS_ONE(fcntl64) MINUS_ONE(dup2) MINUS_ONE(close)
+MINUS_ONE(pipe2) MINUS_ONE(fork) MINUS_ONE(execve) MINUS_ONE(waitid) MINUS_ONE(waitpid)
+MINUS_ONE(kill) MINUS_ONE(epoll_create1) MINUS_ONE(epoll_ctl) MINUS_ONE(epoll_wait)
+MINUS_ONE(epoll_pwait) MINUS_ONE(epoll_pwait2) MINUS_ONE(poll) MINUS_ONE(ppoll)
+MINUS_ONE(timerfd_create) MINUS_ONE(timerfd_settime) MINUS_ONE(eventfd) MINUS_ONE(signalfd)
+MINUS_ONE(pidfd_open) MINUS_ONE(pidfd_send_signal) MINUS_ONE(socket) MINUS_ONE(socketpair)
+MINUS_ONE(connect) MINUS_ONE(setsockopt) MINUS_ONE(getsockopt) MINUS_ONE(send) MINUS_ONE(sendto)
+MINUS_ONE(sendmsg) MINUS_ONE(recv) MINUS_ONE(recvmsg) MINUS_ONE(stat) MINUS_ONE(fstat)
+MINUS_ONE(lstat) MINUS_ONE(fstatat) MINUS_ONE(prctl) MINUS_ONE(getrandom) MINUS_ONE(mmap)
+MINUS_ONE(mmap64)
+CALL(fopen64, null) CALL(opendir, null) CALL(fdopen, null)
+CALL(pthread_create, number) CALL(posix_spawn, number)
