@@ -162,8 +162,8 @@ TEST_F(SimulationTest, WhateverHappensThePaneComesToRestInAgreementWithTheClient
 #endif
     const int first = environment("TESSALINE_SEED", 1);
     const int count = std::getenv("TESSALINE_SEED") ? 1 : environment("TESSALINE_SCHEDULES", usual);
-    // The first login opens what stays, and threads of Qt's come and go with two or three; what each
-    // login leaves behind is soon more.
+    // The first login opens what stays, and threads of Qt's come and go with two or three; what
+    // each login leaves behind is soon more.
     const auto most = entries("/proc/self/fd") + 30;
     for (int seed = first; seed < first + count; ++seed) {
         live(static_cast<unsigned>(seed));
