@@ -1,21 +1,11 @@
 // Job files given to launchctl.
 #include "Foundation/NSException.h"
 #include "Job.h"
+#include "Require.h"
 #include "System/FileDescriptor.h"
 
-#include <cstdlib>
 #include <sys/mman.h>
 #include <sys/stat.h>
-
-namespace {
-
-void require(bool holds) {
-    if (!holds) {
-        std::abort();
-    }
-}
-
-} // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const FileDescriptor file(memfd_create("job", MFD_CLOEXEC));

@@ -1,19 +1,8 @@
 // Packets to the helper that runs as the superuser.
 #include "FileOperations.h"
-
-#include <cstdlib>
+#include "Require.h"
 
 using namespace AuthorizationProtocol;
-
-namespace {
-
-void require(bool holds) {
-    if (!holds) {
-        std::abort();
-    }
-}
-
-} // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const std::string_view bytes(reinterpret_cast<const char*>(data), size);
