@@ -198,7 +198,7 @@ void Supervisor::endGroup(pid_t group) {
         do {
             child = waitpid(-group, nullptr, WNOHANG);
         } while (child > 0);
-        return child < 0;
+        return child < 0 && errno == ECHILD;
     };
     if (isGone()) {
         return;
