@@ -10,8 +10,10 @@
 #include "host/Options.h"
 #include "host/PaneCloser.h"
 #include "host/PaneLoader.h"
+#include "host/ProgramLog.h"
 #include "host/SingleWindow.h"
 #include "host/TerminationSignals.h"
+#include "host/TroubleWatch.h"
 #include "host/UIScript.h"
 #include "host/WindowManners.h"
 #include "System/Machine.h"
@@ -92,6 +94,10 @@ int runPane(const Options& options, SingleWindow* single) {
     if (single) {
         single->serve([&] { closer.comeBack(); });
     }
+    std::unique_ptr<TroubleWatch> troubles;
+    if (!client.empty()) {
+        troubles = std::make_unique<TroubleWatch>(window, client);
+    }
     if (script) {
         script->start();
     }
@@ -120,6 +126,7 @@ int main(int count, char** arguments) {
         if (single && single->isShownByAnother()) {
             end(0);
         }
+        makeLogFile();
         NSApplication::sharedApplication();
         end(runPane(options, single.get()));
     } catch (const std::exception& exception) {

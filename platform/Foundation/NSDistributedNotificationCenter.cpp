@@ -113,6 +113,7 @@ struct NSDistributedNotificationCenter::State {
     void deliver();
     void deliver(const NSNotification& notification);
     void lose();
+    bool setAlone(bool newState);
     void disconnect();
     void flush();
     void watch();
@@ -132,7 +133,8 @@ struct NSDistributedNotificationCenter::State {
     int descriptor = -1;       // the connection's, which sd-bus closes by itself when it is lost
     std::uint32_t watched = 0; // the events that the run loop watches it for
     bool saidHello = false;
-    bool saidAlone = false;
+    bool alone = false; // and said so
+    std::function<void()> aloneHandler;
     double retry = shortestRetry;
     std::shared_ptr<NSTimer> timer; // of the next try, or of the one under way
     std::shared_ptr<void> life = std::make_shared<char>();
@@ -189,6 +191,12 @@ void NSDistributedNotificationCenter::postNotificationName(
     postNotification({.name = name, .object = object, .userInfo = std::nullopt});
 }
 
+bool NSDistributedNotificationCenter::isAlone() const { return state->alone; }
+
+void NSDistributedNotificationCenter::setAloneHandler(std::function<void()> handler) {
+    state->aloneHandler = std::move(handler);
+}
+
 void NSDistributedNotificationCenter::reset() { state->forget(); }
 
 /// What every use begins with: there is a connection, or a next try is due.
@@ -229,7 +237,7 @@ void NSDistributedNotificationCenter::State::forget() {
     const std::lock_guard lock(mutex);
     posted.clear();
     retry = shortestRetry;
-    saidAlone = false;
+    alone = false;
 }
 
 void NSDistributedNotificationCenter::State::join() {
@@ -289,8 +297,7 @@ void NSDistributedNotificationCenter::State::read() {
         retry = shortestRetry;
         timer->invalidate();
         timer = nullptr;
-        if (saidAlone) {
-            saidAlone = false;
+        if (setAlone(false)) {
             NSLog("Session bus joined: distributed notifications reach other processes again");
         }
     }
@@ -385,8 +392,7 @@ void NSDistributedNotificationCenter::State::sweep() {
 /// Lives on without the bus, and tries again after a while.
 void NSDistributedNotificationCenter::State::lose() {
     disconnect();
-    if (!saidAlone) {
-        saidAlone = true;
+    if (setAlone(true)) {
         NSLog("No session bus: distributed notifications stay within this process until there is "
               "one");
     }
@@ -394,6 +400,15 @@ void NSDistributedNotificationCenter::State::lose() {
         retry, life, [this] { timer = nullptr, serve(); }, false);
     retry = std::min(retry * 2, longestRetry);
     schedule(); // what was posted for the bus stays in this process
+}
+
+/// Whether that is a change.
+bool NSDistributedNotificationCenter::State::setAlone(bool newState) {
+    const bool changes = std::exchange(alone, newState) != newState;
+    if (changes && aloneHandler) {
+        aloneHandler();
+    }
+    return changes;
 }
 
 void NSDistributedNotificationCenter::State::disconnect() {

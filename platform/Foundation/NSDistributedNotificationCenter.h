@@ -42,6 +42,10 @@ public:
     void postNotification(const NSNotification& notification);
     void postNotificationName(const std::string& name,
                               const std::optional<std::string>& object = std::nullopt);
+    /// Whether there is no bus, so that nobody outside this process hears a post. The handler is
+    /// told of each change.
+    bool isAlone() const;
+    void setAloneHandler(std::function<void()> handler);
     /// Sends what is left and forgets the connection, so that the next use looks for the machine's
     /// bus afresh. Observers stay; what has come and was not delivered yet is forgotten.
     void reset();

@@ -91,6 +91,10 @@ protected:
         return ask("wait statusLabel \"Status: " + status + "\" 60");
     }
 
+    std::string waitForMessage(const std::string& message) {
+        return ask("wait messageText \"" + message + "\" 60");
+    }
+
     std::optional<std::string> addressAtRelaunch() {
         until("Relaunching...");
         return dictionaryWithContentsOfFile(library + "/Preferences/com.quorvane.Tolvin.plist")
@@ -100,6 +104,7 @@ protected:
     const std::string root = machine->root();
     const std::string build = BINARY_DIRECTORY;
     const std::string library = root + "/Users/" + RealMachine().userName() + "/Library";
+    const std::string job = root + "/Library/LaunchAgents/com.quorvane.Tolvin.plist";
     NSPipe script, told;
     std::unique_ptr<LaunchedProcess> client, window;
     const std::string on = "masterSwitch = 1 (enabled)\n", off = "masterSwitch = 0 (enabled)\n";
@@ -122,15 +127,34 @@ TEST_F(ClientTest, TheWindowFollowsItsClientThroughEverything) {
     // Killed, it cannot tell; and a request is never late once there is the next one.
     EXPECT_EQ(end(*client, SIGKILL), SIGKILL);
     EXPECT_EQ(ask("show statusLabel"), "statusLabel = Status: Connected (enabled)\n" + on);
+    EXPECT_EQ(waitForMessage("Tolvin has ended; the status below is the last that it told. Turn "
+                             "the switch off and on to start it again."),
+              on);
+    // The log is there from the start, and followed into its next file.
+    ask("press messageShowLog\nwait logNote \"Nothing has been written to the log yet.\" 60");
+    EXPECT_EQ(std::system(("cd \"$(dirname $(find " + root + " -name Preferences.1.log))\"" +
+                           " && echo 1 >>Preferences.1.log && mv Preferences.1.log " +
+                           "Preferences.2.log && echo 2 >Preferences.1.log")
+                              .c_str()),
+              0);
+    EXPECT_EQ(ask("wait logNote \"Lines: 2\" 60"), on);
     heard.clear();
     startClient();
     until("Connected");
+    EXPECT_EQ(waitForMessage(""), on);
 
     EXPECT_EQ(ask("items networkInterfacePopUp\nchoose networkInterfacePopUp Port"),
               "Any (recommended)\nPort\n" + on);
     EXPECT_EQ(addressAtRelaunch(), "02:00:00:00:00:0a");
-    EXPECT_EQ(end(*client, SIGTERM), 0);
+    // Another user turns it off for everybody.
+    const auto& files = NSFileManager::defaultManager();
+    files.moveItemAtPath(job, root + "/job");
+    waitForMessage("Tolvin still runs in this login, although it has been turned off for this "
+                   "computer.");
+    ask("press messageAction");
+    EXPECT_EQ(end(*client, 0), 0);
     EXPECT_EQ(waitFor("Not loaded"), off);
+    files.moveItemAtPath(root + "/job", job);
     startClient();
     EXPECT_EQ(waitFor("Connected"), on);
     writeDictionaryToFile({{"silent", true}, {"crashAfter", 0}},

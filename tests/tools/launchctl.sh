@@ -148,6 +148,14 @@ for i in {0..9} {0..9} {0..9}; do launchctl unload "$i" 2>/dev/null & done
 wait
 lists ''
 
+# A job that keeps failing is told to the desktop, once.
+job "$(text Program /bin/false)<key>KeepAlive</key><true/><key>ThrottleInterval</key><integer>0</integer>"
+export -f sooner_or_later wrong
+dbus-run-session bash -c 'dbus-monitor member=Notify >notices &
+    sooner_or_later grep -q NameLost notices && launchctl load job.plist
+    sooner_or_later grep -q "false keeps failing" notices && launchctl unload job.plist; kill $!'
+is "$(grep -c member=Notify notices)" 1
+
 # Files that others could have written, and files that are no jobs.
 while IFS='|' read -r message change spoil; do
     rm -f job.plist
@@ -171,6 +179,7 @@ if [ "$(id -u)" = 0 ]; then
         eval "$spoil"
         job "$(text Program "$folder/link")"
         says 1 "com.example.job is not run: $message" load job.plist
+        says 1 "com.example.job is not run: $message" check job.plist
         lists ''
         rm -rf link
     done <<-END

@@ -1,7 +1,9 @@
 #include "Supervisor.h"
 
+#include "DesktopNotice.h"
 #include "Failure.h"
 #include "Foundation/NSLog.h"
+#include "Foundation/NSPathUtilities.h"
 #include "JobTrust.h"
 #include "System/ArgumentVector.h"
 #include "System/Machine.h"
@@ -29,6 +31,9 @@ namespace {
 constexpr int cannotRun = 127;
 /// Between two tries to start what cannot be started, whatever the job asks for.
 constexpr std::chrono::seconds shortestPause = 1s;
+/// With so many failures in a row, each of a run that was shorter, somebody should know.
+constexpr int tooManyFailures = 3;
+constexpr Clock::Duration longRun = 60s;
 
 sigset_t setOf(std::initializer_list<int> numbers) {
     sigset_t set;
@@ -187,8 +192,23 @@ void Supervisor::jobEnded(int waitStatus) {
     record.process = 0;
     record.lastStatus = WIFEXITED(waitStatus) ? WEXITSTATUS(waitStatus) : -WTERMSIG(waitStatus);
     shared.setRecord(record);
+    countFailure();
     if (job.restartsAfter(record.lastStatus)) {
         nextStart = started + std::max(job.throttleInterval, couldStart ? 0s : shortestPause);
+    }
+}
+
+/// A job that keeps failing is nobody's secret; it is said once, until it has worked again.
+void Supervisor::countFailure() {
+    const bool worked =
+        record.lastStatus == 0 || Machine::current().clock().now() - started >= longRun;
+    failures = worked ? 0 : failures + 1;
+    if (failures == tooManyFailures) {
+        const auto name = stringByDeletingPathExtension(lastPathComponent(job.program));
+        showOnDesktop(name + " keeps failing",
+                      stringWithFormat("It has failed %d times in a row, the last time with "
+                                       "status %d. Its settings window says more.",
+                                       failures, record.lastStatus));
     }
 }
 

@@ -28,6 +28,7 @@ private:
                                     int output, pid_t supervisor) const;
     void reap();
     void jobEnded(int waitStatus);
+    void countFailure();
     void endGroup(pid_t group);
     void wait(Clock::Deadline deadline);
     void readSignals();
@@ -40,6 +41,7 @@ private:
     SessionBusWatch session;
     bool isTold = false; // to end
     bool couldStart = true;
+    int failures = 0; // in a row
     Clock::Time started;
     Clock::Deadline nextStart;
 };

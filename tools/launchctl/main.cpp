@@ -5,6 +5,7 @@
 #include "Foundation/NSFileManager.h"
 #include "Foundation/NSPathUtilities.h"
 #include "Jobs.h"
+#include "JobTrust.h"
 #include "Supervision.h"
 #include "System/SaneSurroundings.h"
 
@@ -19,7 +20,8 @@ constexpr const char* usage =
     "       launchctl unload PATH...   end and forget them\n"
     "       launchctl remove LABEL     the same by label\n"
     "       launchctl bootout          end and forget all jobs of this session\n"
-    "       launchctl list [LABEL]     process, last exit status and label of the loaded jobs\n";
+    "       launchctl list [LABEL]     process, last exit status and label of the loaded jobs\n"
+    "       launchctl check PATH...    say why a job would not be loaded, and load none\n";
 
 /// Printed without memory of its own, since want of it is said in this way, too. Control characters
 /// would do as they like on a terminal.
@@ -125,6 +127,9 @@ int run(std::span<char*> arguments) {
         return forEach(labelsOfSession(), unloadJob);
     } else if (command == "list" && operands.size() <= 1) {
         operands.empty() ? list() : list(operands[0]);
+    } else if (command == "check" && !operands.empty()) {
+        return forEach(jobFiles(operands),
+                       [](const auto& path) { requireTrustedProgram(Job::readFile(path)); });
     } else if (command == "supervise" && operands.size() == 1) { // what load starts
         return supervise(operands[0]);
     } else {
