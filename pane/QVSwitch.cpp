@@ -66,7 +66,7 @@ void QVSwitch::setOn(bool value) {
     if (value != _on) {
         _on = value;
         buttonLayer->setOn(value);
-        NSAccessibilityPostValueChanged(*this);
+        NSAccessibilityPostChange(*this, NSAccessibilityChange::on);
     }
     didChangeValueForKey("on");
 }
@@ -77,13 +77,16 @@ void QVSwitch::setOn(bool value, bool animated) {
     }
     _on = value;
     buttonLayer->setOn(value, animated);
-    NSAccessibilityPostValueChanged(*this);
+    NSAccessibilityPostChange(*this, NSAccessibilityChange::on);
 }
 
 void QVSwitch::setEnabled(bool value) {
+    const bool changes = value != enabled;
     enabled = value;
     buttonLayer->setEnabled(value);
-    NSAccessibilityPostValueChanged(*this);
+    if (changes) {
+        NSAccessibilityPostChange(*this, NSAccessibilityChange::enabled);
+    }
 }
 
 PropertyList QVSwitch::valueForKey(const std::string& key) const {
@@ -173,5 +176,5 @@ NSBezierPath QVSwitch::focusRingPath() const {
 }
 
 NSAccessibilityDescription QVSwitch::accessibilityDescription() const {
-    return {NSAccessibilityRole::toggle, "On/Off", enabled, _on};
+    return {.role = NSAccessibilityRole::toggle, .label = "On/Off", .enabled = enabled, .on = _on};
 }

@@ -1,5 +1,7 @@
 #include "AppKit/NSApplication.h"
 
+#include "AppKit/NSAccessibility.h"
+
 #include <QAbstractEventDispatcher>
 #include <QApplication>
 #include <QSocketNotifier>
@@ -17,6 +19,7 @@ NSApplication::NSApplication() {
     static char name[] = "Preferences";
     static char* arguments[] = {name, nullptr};
     application = std::make_unique<QApplication>(count, arguments);
+    NSAccessibilityInstall();
     QGuiApplication::setQuitOnLastWindowClosed(false);
     QCoreApplication::setApplicationName("com.quorvane.Tessaline");
     QGuiApplication::setDesktopFileName("com.quorvane.Tessaline");

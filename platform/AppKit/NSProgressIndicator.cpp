@@ -20,14 +20,18 @@ NSProgressIndicator::NSProgressIndicator(QWidget* parent) : NSControlWidget(pare
     });
 }
 
-void NSProgressIndicator::startAnimation() {
-    timer.start();
-    update();
-}
+void NSProgressIndicator::startAnimation() { spin(true); }
 
-void NSProgressIndicator::stopAnimation() {
-    timer.stop();
+void NSProgressIndicator::stopAnimation() { spin(false); }
+
+void NSProgressIndicator::spin(bool spins) {
+    if (spins == timer.isActive()) {
+        return;
+    }
+    spins ? timer.start() : timer.stop();
     update();
+    NSAccessibilityPostChange(*this, spins ? NSAccessibilityChange::appeared
+                                           : NSAccessibilityChange::vanished);
 }
 
 void NSProgressIndicator::paintEvent(QPaintEvent*) {

@@ -1,13 +1,14 @@
-// A spinning wheel for work of unknown length. It is drawn and wakes the program only while it
-// spins.
+// A spinning wheel for work of unknown length. It is there for the eye and for assistive
+// technology, and wakes the program, only while it spins.
 #pragma once
 
+#include "AppKit/NSAccessibility.h"
 #include "AppKit/NSControl.h"
 
 #include <QTimer>
 #include <QWidget>
 
-class NSProgressIndicator : public NSControlWidget<QWidget> {
+class NSProgressIndicator : public NSControlWidget<QWidget>, public NSAccessibility {
 public:
     explicit NSProgressIndicator(QWidget* parent = nullptr);
 
@@ -16,6 +17,9 @@ public:
     void stopAnimation();
 
     QSize sizeHint() const override { return {16, 16}; }
+    NSAccessibilityDescription accessibilityDescription() const override {
+        return {.role = NSAccessibilityRole::busyIndicator, .shown = timer.isActive()};
+    }
 
 protected:
     /// Whether it spins.
@@ -23,6 +27,8 @@ protected:
     void paintEvent(QPaintEvent* event) override;
 
 private:
+    void spin(bool spins);
+
     QTimer timer;
     int step = 0;
 };

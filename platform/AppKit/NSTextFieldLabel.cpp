@@ -48,12 +48,21 @@ NSTextFieldLabel::NSTextFieldLabel(QWidget* parent) : NSControlWidget(parent) {
 std::string NSTextFieldLabel::stringValue() const { return value.value_or(text().toStdString()); }
 
 void NSTextFieldLabel::setStringValue(const std::string& newText) {
+    const bool changes = newText != stringValue();
     value = newText;
     if (keepsItsRoom()) {
         showWhatFits();
     } else {
         setText(QString::fromStdString(newText));
     }
+    if (changes && isLive()) {
+        NSAccessibilityPostAnnouncement(*this, accessibilityDescription().label);
+    }
+}
+
+NSAccessibilityDescription NSTextFieldLabel::accessibilityDescription() const {
+    return {.role = isLive() ? NSAccessibilityRole::status : NSAccessibilityRole::staticText,
+            .label = beginning(stringValue()).simplified().toStdString()};
 }
 
 bool NSTextFieldLabel::keepsItsRoom() const {

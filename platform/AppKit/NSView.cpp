@@ -34,7 +34,7 @@ double framesPerSecond(const QWidget& widget) {
 
 } // namespace
 
-NSView::NSView(QWidget* parent) : QWidget(parent) { NSAccessibilityInstall(); }
+NSView::NSView(QWidget* parent) : QWidget(parent) {}
 
 NSView::~NSView() {
     if (rootLayer) {

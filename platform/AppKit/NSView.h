@@ -14,7 +14,11 @@
 class NSBezierPath;
 class NSCoder;
 
-class NSView : public QWidget, public NSObject, public CALayerDelegate, private CALayerHost {
+class NSView : public QWidget,
+               public NSObject,
+               public NSAccessibility,
+               public CALayerDelegate,
+               private CALayerHost {
 public:
     explicit NSView(QWidget* parent = nullptr);
     ~NSView() override;
@@ -50,10 +54,6 @@ public:
     virtual bool acceptsFirstResponder() const { return false; }
     /// The line along whose inner side the focus ring runs.
     virtual NSBezierPath focusRingPath() const;
-
-    virtual NSAccessibilityDescription accessibilityDescription() const { return {}; }
-    /// Does what a click would.
-    virtual void accessibilityPerformPress() {}
 
     /// CALayerDelegate: draws the view itself as the content of its own layer.
     void drawLayer(CALayer& layer, QPainter& painter) override;

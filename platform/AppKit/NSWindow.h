@@ -1,6 +1,7 @@
 // A top-level window around a view. Main thread only.
 #pragma once
 
+#include "AppKit/NSAccessibility.h"
 #include "Foundation/NSObject.h"
 
 #include <functional>
@@ -8,7 +9,7 @@
 #include <QWidget>
 #include <string>
 
-class NSWindow : public QWidget, public NSObject {
+class NSWindow : public QWidget, public NSObject, public NSAccessibility {
 public:
     /// Becomes as large as the view wants to be. The view stays its owner's: the window lets it go
     /// before it is gone itself.
@@ -26,6 +27,10 @@ public:
     /// What happens when the user closes the window. A field that was being written into has taken
     /// its text before.
     void setWindowWillClose(std::function<void()> handler) { willClose = std::move(handler); }
+
+    NSAccessibilityDescription accessibilityDescription() const override {
+        return {.role = NSAccessibilityRole::window}; // its title is its name
+    }
 
 protected:
     void closeEvent(QCloseEvent* event) override;

@@ -96,6 +96,35 @@ protected:
     std::unique_ptr<TestUser> user;
 };
 
+/// What is heard of the window, before and after the switch is pressed.
+constexpr const char* heard = R"tree(frame "Network Client"
+check box "Network client", unchecked, enabled Toggle Press SetFocus
+notification "Status: Not loaded", enabled SetFocus
+check box "Check for updates automatically", checked, disabled
+check box "Do not show update dialogs", checked, disabled
+check box "Show the icon in the menu bar", checked, disabled
+check box "Accept maintenance requests", unchecked, disabled
+combo box "Any (recommended)", enabled ShowMenu Press
+check box "Custom port:", unchecked, enabled Toggle SetFocus
+text "Port number", disabled
+check box "Turn Bonjour off", unchecked, enabled Toggle SetFocus
+
+said of Network client: checked enabled
+said of Working: showing
+
+frame "Network Client"
+check box "Network client", checked, enabled Toggle Press SetFocus
+notification "Status: Connected", enabled SetFocus
+check box "Check for updates automatically", checked, enabled Toggle SetFocus
+check box "Do not show update dialogs", checked, enabled Toggle SetFocus
+check box "Show the icon in the menu bar", checked, enabled Toggle SetFocus
+check box "Accept maintenance requests", unchecked, enabled Toggle SetFocus
+combo box "Any (recommended)", enabled ShowMenu Press
+check box "Custom port:", unchecked, enabled Toggle SetFocus
+text "Port number", disabled
+check box "Turn Bonjour off", unchecked, enabled Toggle SetFocus
+)tree";
+
 } // namespace
 
 TEST_P(StoryTest, TheSwitchBringsTheClientAndTakesItAway) {
@@ -136,6 +165,18 @@ TEST_P(StoryTest, AWindowClosedWhileOnLeavesTheJobForTheNextLoginAndNothingElse)
     })) << contentOf(output);
     EXPECT_NE(contentOf(output).find("masterSwitch = 1 (enabled)"), std::string::npos)
         << contentOf(output);
+}
+
+TEST(HearingTest, EveryControlSaysWhatItIsAndWhatBecomesOfIt) {
+    const TemporaryDirectory folder;
+    const std::string root = folder.path() + "/disk", output = folder.path() + "/output";
+    ASSERT_EQ(shell(scripts + "make-sandbox " BINARY_DIRECTORY " " + root, output), 0);
+    EXPECT_EQ(
+        shell(inSession(root,
+                        SOURCE_DIRECTORY "/tests/program/listen.py " BINARY_DIRECTORY " " + root),
+              output),
+        0);
+    EXPECT_EQ(contentOf(output), heard);
 }
 
 using ClosingTest = StoryTest;
