@@ -7,6 +7,7 @@
 
 #include <charconv>
 #include <map>
+#include <set>
 
 const char* const versionText = "tessaline-preferences " TESSALINE_VERSION "\n";
 
@@ -23,6 +24,8 @@ window a user is open: a second start shows the first one's.
                         "deny" answer at once; "grant" with --root, else "system"
   --script FILE         drive the window by the commands in a file; - for standard input
   --socket-id=ID        show the pane inside that X11 window of another program
+  -style NAME, -platform NAME, -platformtheme NAME, -display NAME, -qwindowgeometry SIZE, -reverse
+                        Qt's own: how the window looks, and where
   --help                show this text
   --version             show the version
 
@@ -35,6 +38,9 @@ Commands of a script, one a line ("..." around an argument with blanks, # starts
 namespace {
 
 const std::string socketPrefix = "--socket-id=";
+/// Those of Qt's that change nothing but looks and place.
+const std::set<std::string> toolkitOptions = {"-style", "-platform", "-platformtheme", "-display",
+                                              "-qwindowgeometry"};
 
 [[noreturn]] void refuse(const std::string& reason) {
     throw NSException(NSInvalidArgumentException, reason + "; --help shows the options");
@@ -94,6 +100,10 @@ Options parseOptions(const std::vector<std::string>& arguments) {
             options.script = value();
         } else if (argument.starts_with(socketPrefix)) {
             options.socket = windowNumber(argument.substr(socketPrefix.size()));
+        } else if (argument == "-reverse") {
+            options.toolkit.push_back(argument);
+        } else if (toolkitOptions.contains(argument)) {
+            options.toolkit.insert(options.toolkit.end(), {argument, value()});
         } else if (argument.starts_with("-")) {
             refuse("unknown option " + argument);
         } else if (!options.bundle.empty()) {

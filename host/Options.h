@@ -16,6 +16,8 @@ struct Options {
     std::optional<std::string> script;
     /// The X11 window of another program that the pane is shown in.
     std::optional<std::uint32_t> socket;
+    /// Qt's own, with their values.
+    std::vector<std::string> toolkit;
     bool help = false;
     bool version = false;
 };

@@ -2,6 +2,7 @@
 
 #include "AppKit/NSAlert.h"
 #include "AppKit/NSPopUpButton.h"
+#include "AppKit/NSScrollView.h"
 #include "AppKit/NSTextFieldInput.h"
 #include "Foundation/NSException.h"
 #include "host/ControlState.h"
@@ -205,6 +206,7 @@ QWidget& ScriptCommands::reachableControl(const std::string& name) const {
     if (!widget.isVisible()) {
         fail(name + " is not on the screen");
     }
+    NSScrollView::scrollToVisible(widget);
     return widget;
 }
 

@@ -20,6 +20,7 @@
 #include "System/SaneSurroundings.h"
 #include "System/TerminationGuard.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <iostream>
@@ -50,7 +51,10 @@ void requireScreen(const Options& options) {
     if (options.socket && given("DISPLAY")) {
         setenv("QT_QPA_PLATFORM", "xcb", 0);
     }
-    if (!given("DISPLAY") && !given("WAYLAND_DISPLAY") && !given("QT_QPA_PLATFORM")) {
+    const bool chosen = std::ranges::any_of(options.toolkit, [](const std::string& option) {
+        return option == "-platform" || option == "-display";
+    });
+    if (!chosen && !given("DISPLAY") && !given("WAYLAND_DISPLAY") && !given("QT_QPA_PLATFORM")) {
         throw NSException(NSInternalInconsistencyException,
                           "There is no screen; QT_QPA_PLATFORM=offscreen does without one");
     }
@@ -127,7 +131,7 @@ int main(int count, char** arguments) {
             end(0);
         }
         makeLogFile();
-        NSApplication::sharedApplication();
+        NSApplication::sharedApplication(options.toolkit);
         end(runPane(options, single.get()));
     } catch (const std::exception& exception) {
         std::cerr << "Preferences: " << exception.what() << std::endl;

@@ -1,24 +1,38 @@
 #include "AppKit/NSApplication.h"
 
 #include "AppKit/NSAccessibility.h"
+#include "AppKit/Translation.h"
 
 #include <QAbstractEventDispatcher>
 #include <QApplication>
+#include <QLibraryInfo>
+#include <QLocale>
 #include <QSocketNotifier>
 
-NSApplication& NSApplication::sharedApplication() {
+NSApplication& NSApplication::sharedApplication(const std::vector<std::string>& toolkitOptions) {
     // Never destroyed: threads that outlive the program's main function may still ask for it.
-    static auto* application = new NSApplication;
+    static auto* application = new NSApplication(toolkitOptions);
     return *application;
 }
 
 NSApplication& NSApp() { return NSApplication::sharedApplication(); }
 
-NSApplication::NSApplication() {
-    static int count = 1;
-    static char name[] = "Preferences";
-    static char* arguments[] = {name, nullptr};
-    application = std::make_unique<QApplication>(count, arguments);
+NSApplication::NSApplication(const std::vector<std::string>& toolkitOptions)
+    : words(toolkitOptions) {
+    words.insert(words.begin(), "Preferences");
+    for (std::string& word : words) {
+        arguments.push_back(word.data());
+    }
+    count = static_cast<int>(arguments.size());
+    arguments.push_back(nullptr);
+    application = std::make_unique<QApplication>(count, arguments.data());
+    if (QLocale().textDirection() == Qt::RightToLeft) {
+        QGuiApplication::setLayoutDirection(Qt::RightToLeft);
+    }
+    auto* ownWords = new QTranslator(application.get()); // of Qt's menus
+    if (loadTranslation(*ownWords, "qtbase", QLibraryInfo::path(QLibraryInfo::TranslationsPath))) {
+        QCoreApplication::installTranslator(ownWords);
+    }
     NSAccessibilityInstall();
     QGuiApplication::setQuitOnLastWindowClosed(false);
     QCoreApplication::setApplicationName("com.quorvane.Tessaline");

@@ -7,6 +7,8 @@
 
 #include <atomic>
 #include <memory>
+#include <string>
+#include <vector>
 
 class NSWindow;
 class QApplication;
@@ -14,8 +16,9 @@ class QSocketNotifier;
 
 class NSApplication {
 public:
-    /// Made on first use, on the main thread, and never destroyed.
-    static NSApplication& sharedApplication();
+    /// Made on first use, on the main thread, and never destroyed. The toolkit's own options count
+    /// on that first use.
+    static NSApplication& sharedApplication(const std::vector<std::string>& toolkitOptions = {});
     NSApplication(const NSApplication&) = delete;
     NSApplication& operator=(const NSApplication&) = delete;
 
@@ -38,8 +41,12 @@ public:
     bool isWaitingInCall() const { return waits > 0; }
 
 private:
-    NSApplication();
+    explicit NSApplication(const std::vector<std::string>& toolkitOptions);
     ~NSApplication();
+
+    int count = 0;
+    std::vector<std::string> words; // of the command line, as the toolkit keeps it
+    std::vector<char*> arguments;
 
     std::unique_ptr<QApplication> application;
     std::unique_ptr<QSocketNotifier> runLoopNotifier;

@@ -3,7 +3,9 @@
 #include "AppKit/NSViewRegistry.h"
 
 #include <algorithm>
+#include <QEvent>
 #include <QPainter>
+#include <QStyle>
 
 namespace {
 
@@ -82,6 +84,14 @@ void NSTextFieldLabel::resizeEvent(QResizeEvent* event) {
     if (value && keepsItsRoom()) {
         showWhatFits();
     }
+}
+
+/// A label would go by its text's direction, and stand on the wrong side where that is another one.
+bool NSTextFieldLabel::event(QEvent* event) {
+    if (event->type() == QEvent::Polish) {
+        setAlignment(QStyle::visualAlignment(layoutDirection(), alignment()) | Qt::AlignAbsolute);
+    }
+    return NSControlWidget::event(event);
 }
 
 void NSTextFieldLabel::setBackgroundStyle(int style) {

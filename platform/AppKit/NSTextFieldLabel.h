@@ -22,6 +22,7 @@ public:
     NSAccessibilityDescription accessibilityDescription() const override;
 
 protected:
+    bool event(QEvent* event) override;
     void paintEvent(QPaintEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
 

@@ -63,10 +63,27 @@ CGRect NSView::frame() const {
 
 CGRect NSView::bounds() const { return CGRectMake(0, 0, width(), height()); }
 
+/// The x of what reaches from x over the width, from the view's coordinates to its widget's or
+/// back.
+double NSView::mirrored(double x, double width) const {
+    return layoutDirection() == Qt::RightToLeft ? QWidget::width() - x - width : x;
+}
+
+void NSView::mirror(QPainter& painter) const {
+    if (layoutDirection() == Qt::RightToLeft) {
+        painter.translate(width(), 0);
+        painter.scale(-1, 1);
+    }
+}
+
 CGPoint NSView::convertPoint(CGPoint point, const NSView* fromView) const {
+    if (fromView) {
+        point.x = fromView->mirrored(point.x);
+    }
     const QWidget* from = fromView ? fromView : window();
     const QWidget* top = window();
-    return upwards(mapFrom(top, from->mapTo(top, downwards(point, *from))), *this);
+    const CGPoint here = upwards(mapFrom(top, from->mapTo(top, downwards(point, *from))), *this);
+    return {mirrored(here.x), here.y};
 }
 
 void NSView::setWantsLayer(bool wants) {
@@ -126,7 +143,11 @@ void NSView::layerTreeChanged(const CGRect& dirty) {
     frameTimer = startTimer(static_cast<int>(1000 / framesPerSecond(*this)), Qt::PreciseTimer);
 }
 
-void NSView::updateRect(const CGRect& dirty) { update(downwards(dirty, *this)); }
+void NSView::updateRect(const CGRect& dirty) {
+    CGRect shown = dirty;
+    shown.origin.x = mirrored(dirty.origin.x, dirty.size.width);
+    update(downwards(shown, *this));
+}
 
 void NSView::timerEvent(QTimerEvent* event) {
     if (event->timerId() != frameTimer) {
@@ -145,6 +166,7 @@ void NSView::timerEvent(QTimerEvent* event) {
 
 void NSView::paintEvent(QPaintEvent*) {
     QPainter painter(this);
+    mirror(painter);
     if (const std::shared_ptr<CALayer> layer = rootLayer) {
         layer->layoutIfNeeded();
         layer->paint(painter, QPointF());

@@ -1,5 +1,6 @@
 // The base of the views that draw themselves: a widget with the platform's coordinates (y upwards),
-// events and, if wanted, a tree of layers. Main thread only.
+// events and, if wanted, a tree of layers. Where people write from right to left it is its own
+// mirror image: x then runs from right to left. Main thread only.
 #pragma once
 
 #include "AppKit/NSAccessibility.h"
@@ -74,6 +75,8 @@ private:
     void layerTreeChanged(const CGRect& dirty) override;
     void press(QMouseEvent& event);
     NSEvent mouseEvent(const QMouseEvent& event) const;
+    double mirrored(double x, double width = 0) const;
+    void mirror(QPainter& painter) const;
     void updateRect(const CGRect& dirty);
     void paintFocusRing(QPainter& painter) const;
     void fitLayer();

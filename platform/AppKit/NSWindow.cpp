@@ -1,18 +1,22 @@
 #include "AppKit/NSWindow.h"
 
 #include "AppKit/NSApplication.h"
+#include "AppKit/NSScrollView.h"
 
 #include <QCloseEvent>
 #include <QCoreApplication>
+#include <QScreen>
 #include <QTimer>
 #include <QVBoxLayout>
 #include <QWindow>
 
 NSWindow::NSWindow(const std::string& title, QWidget* contentView) : content(contentView) {
-    setWindowTitle(QString::fromStdString(title));
+    const QString own = contentView->windowTitle();
+    setWindowTitle(own.isEmpty() ? QString::fromStdString(title) : own);
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
-    layout->addWidget(contentView);
+    layout->addWidget(new NSScrollView(contentView));
+    resize(layout->sizeHint().boundedTo(screen()->availableSize()));
 }
 
 NSWindow::~NSWindow() {

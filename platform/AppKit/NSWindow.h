@@ -1,4 +1,4 @@
-// A top-level window around a view. Main thread only.
+// A top-level window around a view, which scrolls where it has too little room. Main thread only.
 #pragma once
 
 #include "AppKit/NSAccessibility.h"
@@ -11,8 +11,9 @@
 
 class NSWindow : public QWidget, public NSObject, public NSAccessibility {
 public:
-    /// Becomes as large as the view wants to be. The view stays its owner's: the window lets it go
-    /// before it is gone itself.
+    /// Becomes as large as the view wants to be and the screen allows; its title is the
+    /// view's own, else this one. The view stays its owner's:
+    /// the window lets it go before it is gone itself.
     NSWindow(const std::string& title, QWidget* contentView);
     ~NSWindow() override;
 

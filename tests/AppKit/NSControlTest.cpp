@@ -1,6 +1,7 @@
 #include "AppKit/NSApplication.h"
 #include "AppKit/NSButton.h"
 #include "AppKit/NSPopUpButton.h"
+#include "AppKit/NSScrollView.h"
 #include "AppKit/NSTextFieldInput.h"
 #include "AppKit/NSTextFieldLabel.h"
 #include "AppKit/NSWindow.h"
@@ -79,6 +80,37 @@ TEST_F(NSControlTest, ALabelThatKeepsItsRoomHasItsWholeTextAllTheSame) {
         EXPECT_FALSE(label->toolTip().contains("<b>"));
         EXPECT_LT(label->toolTip().size(), 10'000);
     }
+}
+
+TEST_F(NSControlTest, AWindowOfAnySizeShowsTheWholeView) {
+    auto* view = new QWidget;
+    auto* layout = new QVBoxLayout(view);
+    auto* button = new NSButton;
+    button->setText("A &title that takes several lines where there is little room");
+    auto* last = new NSButton;
+    layout->addWidget(button);
+    layout->addSpacing(400);
+    layout->addWidget(last);
+    NSWindow window("Test", view);
+    const auto placeOf = [&](QWidget* widget) {
+        return QRect(widget->mapTo(&window, QPoint()), widget->size());
+    };
+    const auto show = [&](QSize size) {
+        window.resize(size);
+        window.grab();
+    };
+    show({3000, 600});
+    EXPECT_NEAR(placeOf(view).center().x(), window.rect().center().x(), 1);
+    EXPECT_LT(view->width(), 1500);
+    const int line = button->height();
+    show({200, 100});
+    EXPECT_TRUE(QRect(0, 0, 200, 100).contains(placeOf(button)));
+    EXPECT_GT(button->height(), line);
+    EXPECT_EQ(button->height(), button->heightForWidth(button->width()));
+    EXPECT_FALSE(window.rect().intersects(placeOf(last)));
+    NSScrollView::scrollToVisible(*last);
+    EXPECT_TRUE(window.rect().contains(placeOf(last)));
+    delete view; // before its window
 }
 
 TEST_F(NSControlTest, AFieldActsOnReturnAndOnLeavingItWhenItsTextHasChanged) {

@@ -45,7 +45,8 @@ protected:
 
     /// A mouse event at a point of the view, y upwards.
     void mouse(QEvent::Type type, double x, double y = 15) {
-        const QPointF point(x, view->height() - y);
+        const bool mirrored = view->layoutDirection() == Qt::RightToLeft;
+        const QPointF point(mirrored ? view->width() - x : x, view->height() - y);
         const bool moves = type == QEvent::MouseMove;
         QMouseEvent event(
             type, point, view->mapToGlobal(point), moves ? Qt::NoButton : Qt::LeftButton,
@@ -69,20 +70,30 @@ protected:
 
 } // namespace
 
-TEST_F(QVSwitchTest, FollowsTheMouseAndItsSize) {
+TEST_F(QVSwitchTest, FollowsTheMouseAndItsSizeInBothDirections) {
     EXPECT_FALSE(view->isEnabled());
-    EXPECT_EQ(view->frame(), CGRectMake(50, 130, 100, 30));
     view->setEnabled(true);
-    click(20);
-    EXPECT_TRUE(view->isOn());
-    EXPECT_EQ(knobX(), 60);
-    mouse(QEvent::MouseButtonPress, 70);
-    mouse(QEvent::MouseMove, 40);
-    EXPECT_EQ(knobX(), 30);
-    mouse(QEvent::MouseButtonRelease, 40);
-    EXPECT_EQ(knobX(), 0);
-    EXPECT_EQ(controller->heard, "10");
-    EXPECT_EQ(controller->old, "01");
+    QImage pictures[2];
+    for (const auto direction : {Qt::RightToLeft, Qt::LeftToRight}) {
+        view->setLayoutDirection(direction);
+        EXPECT_EQ(view->frame(), CGRectMake(50, 130, 100, 30));
+        click(20);
+        EXPECT_TRUE(view->isOn());
+        EXPECT_EQ(knobX(), 60);
+        mouse(QEvent::MouseButtonPress, 70);
+        mouse(QEvent::MouseMove, 40);
+        EXPECT_EQ(knobX(), 30);
+        mouse(QEvent::MouseButtonRelease, 40);
+        EXPECT_EQ(knobX(), 0);
+        clock->sleepFor(std::chrono::seconds(1)); // it has glided there
+        pictures[direction] = view->grab().toImage();
+    }
+    EXPECT_EQ(controller->heard, "1010");
+    EXPECT_EQ(controller->old, "0101");
+    for (const int x : {10, 90}) { // the knob, and the track beside it
+        EXPECT_NEAR(pictures[Qt::LeftToRight].pixelColor(x, 15).lightness(),
+                    pictures[Qt::RightToLeft].pixelColor(100 - x, 15).lightness(), 3);
+    }
 
     view->setOn(true, false);
     view->resize(160, 40);

@@ -44,8 +44,9 @@ protected:
         // Without what Qt says of its offscreen screen.
         const std::string command =
             "cd " + directory.path() +
-            " && QT_QPA_PLATFORM=offscreen QT_LOGGING_RULES=default.warning=false "
-            "XDG_RUNTIME_DIR=$PWD timeout 60 " BINARY_DIRECTORY "/bin/Preferences " +
+            " && unset QT_QPA_PLATFORM && QT_LOGGING_RULES=default.warning=false "
+            "XDG_RUNTIME_DIR=$PWD timeout 60 " BINARY_DIRECTORY
+            "/bin/Preferences -platform offscreen " +
             arguments + " <script >output 2>errors";
         const int status = WEXITSTATUS(std::system(command.c_str()));
         return {status, contents(at("output")), contents(at("errors"))};
