@@ -1,11 +1,13 @@
 #include "AppKit/NSNib.h"
 
 #include "AppKit/NSViewRegistry.h"
+#include "AppKit/Translation.h"
 #include "Foundation/NSException.h"
 #include "Foundation/NSObject.h"
 
 #include <QCoreApplication>
 #include <QFile>
+#include <QFileInfo>
 #include <QLayout>
 #include <QUiLoader>
 #include <QWidget>
@@ -69,6 +71,11 @@ std::unique_ptr<QWidget> NSNib::instantiateWithOwner(NSNibOwner& owner) const {
     QFile file(QString::fromStdString(path));
     if (!file.open(QIODevice::ReadOnly)) {
         raise("cannot be read: " + file.errorString().toStdString());
+    }
+    const QFileInfo layout(file);
+    QTranslator translator; // in use while it lives
+    if (loadTranslation(translator, layout.completeBaseName(), layout.path())) {
+        QCoreApplication::installTranslator(&translator);
     }
     const auto loader = makeLoader();
     auto view = loadQuietly(*loader, file);
