@@ -33,7 +33,6 @@ MessageBar::MessageBar(NSWindow& window) : window(window), text(new NSTextFieldL
     row->addWidget(icon);
     text->setObjectName("messageText");
     text->setWordWrap(true);
-    text->setMinimumSize(1, 1); // else as high as on a narrow window
     text->setTextInteractionFlags(Qt::TextSelectableByMouse);
     row->addWidget(text, 1);
     action = addButton("messageAction", *row);
@@ -72,13 +71,22 @@ int MessageBar::heightWithoutBar() const { return window.height() - (isHidden() 
 
 /// The window changes its height, so that the pane need not.
 void MessageBar::giveHeight(int paneHeight) {
-    layout()->invalidate(); // it knows the buttons as they were
+    const int own = isHidden() ? 0 : fitHeight(window.width());
     window.layout()->activate();
     if (!window.isMaximized() && !window.isFullScreen()) {
-        const int own = isHidden() ? 0 : layout()->totalHeightForWidth(window.width());
         window.resize(window.width(), paneHeight + own);
     }
 }
+
+/// Fixed, or the window would have to be as high as its narrowest width asks for.
+int MessageBar::fitHeight(int width) {
+    layout()->invalidate(); // it knows the buttons as they were
+    const int own = layout()->totalHeightForWidth(width);
+    setFixedHeight(own);
+    return own;
+}
+
+void MessageBar::resizeEvent(QResizeEvent*) { fitHeight(width()); }
 
 void MessageBar::onAction(std::function<void()> handler) {
     connect(action, &QPushButton::clicked, this, std::move(handler));

@@ -22,10 +22,12 @@ public:
 
 protected:
     void paintEvent(QPaintEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
 
 private:
     int heightWithoutBar() const;
     void giveHeight(int paneHeight);
+    int fitHeight(int width);
 
     NSWindow& window;
     NSTextFieldLabel* text;
