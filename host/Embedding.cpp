@@ -13,8 +13,8 @@ namespace {
 
 bool isThere(std::uint32_t socket) {
     auto* screen = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
-    if (screen == nullptr) {
-        return false;
+    if (screen == nullptr || QGuiApplication::platformName() != "xcb") {
+        return false; // the screenless platform has the interface, and nothing behind it
     }
     auto* connection = screen->connection();
     const std::unique_ptr<xcb_get_geometry_reply_t, void (*)(void*)> reply(
