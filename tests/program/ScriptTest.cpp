@@ -1,4 +1,5 @@
 #include "Foundation/NSString.h"
+#include "support/PrivateBus.h"
 #include "support/TemporaryDirectory.h"
 #include "System/FileReading.h"
 
@@ -34,6 +35,7 @@ protected:
     void writeInfo(const std::string& className) const {
         std::ofstream(info) << "<plist version=\"1.0\"><dict>"
                             << "<key>CFBundleExecutable</key><string>Code</string>"
+                            << "<key>CFBundleIdentifier</key><string>com.quorvane.Test</string>"
                             << "<key>NSMainNibFile</key><string>View</string>"
                             << "<key>NSPrincipalClass</key><string>" << className
                             << "</string></dict></plist>";
@@ -53,6 +55,17 @@ protected:
     }
     Result runScript(const std::string& script) const {
         return run("--root " + at("root") + " --script - " + bundle.string(), script);
+    }
+    /// With a screen of its own, but for a HOME and a bus that the script chooses.
+    std::string runShell(const std::string& script) const {
+        std::ofstream(at("try")) << "cd " + directory.path() +
+                                        "; export XDG_RUNTIME_DIR=$PWD; host=" BINARY_DIRECTORY
+                                        "/bin/Preferences\n" +
+                                        script;
+        const std::string command = SOURCE_DIRECTORY "/scripts/with-session --headless bash " +
+                                    at("try") + " >" + at("output") + " 2>/dev/null";
+        EXPECT_EQ(std::system(command.c_str()), 0);
+        return contents(at("output"));
     }
     std::string at(const std::string& name) const { return directory.path() + "/" + name; }
 
@@ -152,6 +165,24 @@ TEST_F(ScriptTest, AnswersWhatAThreadOfTheRealPaneAsks) {
                              "Please report this error to Quorvane.\n");
 }
 
+TEST_F(ScriptTest, OneWindowAUserIsOpenAndWithoutABusOneAStart) {
+    // A window that is open writes its place down.
+    const PrivateBus bus;
+    EXPECT_EQ(
+        runShell(R"(export QT_QPA_PLATFORM=offscreen HOME=$PWD/home DBUS_SESSION_BUS_ADDRESS=)" +
+                 bus.address() + R"(
+bus=)" + std::to_string(bus.processID()) +
+                 R"(
+place=$HOME/Library/Preferences/com.quorvane.Tessaline.window.plist
+start() { timeout 100 $host --authorization grant Test.prefPane 2>errors & }
+shown() { until [ -s $place ]; do sleep 0.1; done; rm $place; }
+start; start; start
+wait -n && wait -n && shown && kill -0 $(jobs -rp) && echo one
+kill -STOP $bus; start; shown; kill -0 $(jobs -rp) && echo two
+kill -CONT $bus; kill $(jobs -rp); wait)"),
+        "one\ntwo\n");
+}
+
 TEST_F(ScriptTest, SaysInOneLineWhatIsWrongWithABundle) {
     const std::string root = "--root " + at("root") + " ";
     const std::string good = root + bundle.string();
@@ -168,6 +199,8 @@ TEST_F(ScriptTest, SaysInOneLineWhatIsWrongWithABundle) {
     says("--frobnicate", "unknown option --frobnicate");
     says("--authorization maybe", "--authorization takes system, grant or deny, not \"maybe\"");
     says("--root", "--root needs a value");
+    says("--socket-id=0x10", "--socket-id takes the number of a window, not \"0x10\"");
+    says(good + " --socket-id=7", "There is no window 7 to show the pane in");
     says(good + " " + bundle.string(), "more than one bundle");
     says("--script " + at("none") + " " + good, "cannot be read");
     for (const auto& part : {bundle, fs::path(layout)}) {

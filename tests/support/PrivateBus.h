@@ -19,6 +19,8 @@ public:
     /// Sends it a signal: SIGSTOP for a bus that hangs, SIGCONT for its recovery.
     void signal(int number) const;
 
+    int processID() const { return process; }
+
     std::string address() const { return "unix:path=" + directory.path() + "/bus"; }
 
 private:
