@@ -91,6 +91,7 @@ TEST_F(NSControlTest, AWindowOfAnySizeShowsTheWholeView) {
     layout->addWidget(button);
     layout->addSpacing(400);
     layout->addWidget(last);
+    layout->addStretch();
     NSWindow window("Test", view);
     const auto placeOf = [&](QWidget* widget) {
         return QRect(widget->mapTo(&window, QPoint()), widget->size());

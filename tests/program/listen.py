@@ -63,7 +63,8 @@ def window():
     desktop.clear_cache()
     found = {}
     for application in (desktop.get_child_at_index(index) for index in range(desktop.get_child_count())):
-        if application and application.get_name() == "Preferences" and application.get_child_count():
+        named = application and application.get_name() == "com.quorvane.Tessaline"
+        if named and application.get_child_count():
             for node in showing(application.get_child_at_index(0)):
                 found.setdefault(node.get_name(), node)
     return found
