@@ -43,6 +43,7 @@ MessageBar::MessageBar(NSWindow& window) : window(window), text(new NSTextFieldL
     setSizePolicy(policy);
     hide();
     if (auto* column = qobject_cast<QBoxLayout*>(window.layout())) {
+        column->setSpacing(0); // the bar's height is all that it adds
         column->insertWidget(0, this);
     }
 }
@@ -52,8 +53,8 @@ void MessageBar::showMessage(const QString& message, const QString& actionTitle)
     text->setStringValue(message.toStdString());
     action->setText(actionTitle);
     action->setVisible(!actionTitle.isEmpty());
-    show();
-    giveHeight(paneHeight);
+    giveHeight(paneHeight + fitHeight(window.width()));
+    show(); // when there is room, or the pane would scroll
     QAccessibleEvent alert(text, QAccessible::Alert);
     QAccessible::updateAccessibility(&alert);
 }
@@ -70,18 +71,17 @@ void MessageBar::goAway() {
 int MessageBar::heightWithoutBar() const { return window.height() - (isHidden() ? 0 : height()); }
 
 /// The window changes its height, so that the pane need not.
-void MessageBar::giveHeight(int paneHeight) {
-    const int own = isHidden() ? 0 : fitHeight(window.width());
-    window.layout()->activate();
+void MessageBar::giveHeight(int height) {
     if (!window.isMaximized() && !window.isFullScreen()) {
-        window.resize(window.width(), paneHeight + own);
+        window.resize(window.width(), height);
     }
 }
 
 /// Fixed, or the window would have to be as high as its narrowest width asks for.
 int MessageBar::fitHeight(int width) {
     layout()->invalidate(); // it knows the buttons as they were
-    const int own = layout()->totalHeightForWidth(width);
+    const int own = layout()->hasHeightForWidth() ? layout()->totalHeightForWidth(width)
+                                                  : layout()->totalSizeHint().height();
     setFixedHeight(own);
     return own;
 }

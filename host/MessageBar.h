@@ -26,7 +26,7 @@ protected:
 
 private:
     int heightWithoutBar() const;
-    void giveHeight(int paneHeight);
+    void giveHeight(int height);
     int fitHeight(int width);
 
     NSWindow& window;

@@ -16,7 +16,7 @@ QSize sizeOf(const QString& text, const QFontMetrics& metrics) {
 } // namespace
 
 NSButton::NSButton(QWidget* parent) : NSControlWidget(parent) {
-    setSizePolicy(QSizePolicy::Maximum, QSizePolicy::Minimum);
+    setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Minimum);
     connect(this, &QCheckBox::clicked, this, [this] { sendAction(); });
 }
 
