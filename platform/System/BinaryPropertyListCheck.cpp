@@ -81,7 +81,9 @@ private:
         const bool isContainer = isDictionary || kind == 0xA;
         const bool hasCount = isContainer || (kind >= 0x4 && kind <= 0x7);
         if (!hasCount) {
-            if (kind == 0x3) {
+            if (kind == 0x1) {
+                checkInteger(position, info);
+            } else if (kind == 0x3) {
                 checkDate(position);
             }
             return sizePerObject;
@@ -115,6 +117,16 @@ private:
         require(count <= (table - position) / unit, "an object is cut short");
         for (std::uint64_t index = 0; index < count; ++index) {
             require(number(position + index * unit, unit) != 0, "a key holds a zero character");
+        }
+    }
+
+    /// One of 16 bytes has room for large unsigned numbers: of more than 64 bits, libplist drops
+    /// some.
+    void checkInteger(std::uint64_t position, std::uint64_t info) const {
+        constexpr std::uint64_t sixteenBytes = 4;
+        if (info == sixteenBytes) {
+            require(table - position >= 16, "an object is cut short");
+            require(number(position, 8) == 0, "an integer has more than 64 bits");
         }
     }
 

@@ -219,7 +219,8 @@ TEST(NSPropertyListTest, HostileNestingAndSharingAreRefused) {
     const std::string key = "Qk", date(8, '\x7E');
     EXPECT_TRUE(reads(binaryDictionary(key, "Qv")));
     expectReads(false, {binaryDictionary({"a\0\0", 3}, "Qv"), binaryDictionary({"Q\0", 2}, "Qv"),
-                        binaryDictionary("\x10\x01", "Qv"), binaryDictionary(key, "3" + date)});
+                        binaryDictionary("\x10\x01", "Qv"), binaryDictionary(key, "3" + date),
+                        binaryDictionary(key, "\x14" + std::string(16, '\1'))});
 }
 
 TEST(NSPropertyListTest, ValuesReadAsNumbersAndDictionariesAreEqualInAnyOrder) {
