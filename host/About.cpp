@@ -1,9 +1,8 @@
 #include "host/About.h"
 
-#include "Foundation/NSThread.h"
-
 #include <QCoreApplication>
 #include <QMessageBox>
+#include <utility>
 
 namespace {
 
@@ -21,15 +20,18 @@ QString versionOfClient(const std::string& identifier) {
 
 } // namespace
 
+About::About(NSWindow& window, std::shared_ptr<const NSBundle> pane, const std::string& client)
+    : window(window), pane(std::move(pane)),
+      looking([client] { return [client] { return versionOfClient(client); }; },
+              [this](const QString& version) { open(version); }) {}
+
 void About::show() {
     if (box) {
         box->raise();
         box->activateWindow();
         return;
     }
-    NSThread::detachNewThread([this, client = client] {
-        performOnMainThread([this, version = versionOfClient(client)] { open(version); }, false);
-    });
+    looking.start();
 }
 
 void About::open(const QString& clientVersion) {

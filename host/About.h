@@ -3,20 +3,19 @@
 
 #include "AppKit/NSWindow.h"
 #include "Foundation/NSBundle.h"
+#include "host/BackgroundWork.h"
 
 #include <memory>
 #include <QPointer>
 #include <string>
-#include <utility>
 
 class QMessageBox;
 
 /// Main thread only.
 class About {
 public:
-    /// The window lives longer, and this as long as events are served.
-    About(NSWindow& window, std::shared_ptr<const NSBundle> pane, std::string client)
-        : window(window), pane(std::move(pane)), client(std::move(client)) {}
+    /// The window lives longer. `client` is its bundle's identifier.
+    About(NSWindow& window, std::shared_ptr<const NSBundle> pane, const std::string& client);
 
     /// Opens it, or brings it to the front. It leaves the pane's window alone.
     void show();
@@ -26,6 +25,6 @@ private:
 
     NSWindow& window;
     const std::shared_ptr<const NSBundle> pane;
-    const std::string client; // its bundle's identifier
+    BackgroundWork<QString> looking; // for the client's version
     QPointer<QMessageBox> box;
 };
