@@ -8,6 +8,7 @@
 #include "System/FileReplacement.h"
 #include "System/PlainNumbers.h"
 #include "System/PropertyListError.h"
+#include "System/PropertyListScalars.h"
 #include "System/PropertyListText.h"
 #include "System/TextConversion.h"
 #include "System/UTF8.h"
@@ -66,7 +67,7 @@ bool survivesXML(const std::string& xml) {
                xml.begin(), xml.end(),
                [](unsigned char byte) { return byte < ' ' && byte != '\t' && byte != '\n'; }) &&
            xml.find("\xEF\xBF\xBE") == std::string::npos &&
-           xml.find("\xEF\xBF\xBF") == std::string::npos;
+           xml.find("\xEF\xBF\xBF") == std::string::npos && hasWholeDates(xml);
 }
 
 /// The content of a node's only element, as its XML form has it.
@@ -204,6 +205,10 @@ struct NodeMaker {
         const auto days = std::chrono::floor<std::chrono::days>(date);
         const std::chrono::year_month_day day(days);
         const std::chrono::hh_mm_ss time(date - days);
+        if (day.year() < std::chrono::year(0) || day.year() > std::chrono::year(9999)) {
+            throw NSException(NSInvalidArgumentException,
+                              "A property list cannot hold a date before the year 0 or after 9999");
+        }
         char text[96];
         std::snprintf(
             text, sizeof text, "<plist><date>%04d-%02u-%02uT%02d:%02d:%02dZ</date></plist>",
@@ -250,7 +255,7 @@ PropertyList listOfBytes(const std::string& bytes) {
         checkBinaryPropertyList(bytes, depthLimit);
         plist_from_bin(bytes.data(), static_cast<std::uint32_t>(bytes.size()), &node);
     } else {
-        const std::string text = textOfPropertyList(bytes);
+        std::string text = textOfPropertyList(bytes);
         if (!isXMLPropertyList(text)) {
             return NSOldStylePropertyListParser(text, depthLimit).parse();
         }

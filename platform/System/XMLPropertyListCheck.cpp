@@ -1,6 +1,7 @@
 #include "System/XMLPropertyListCheck.h"
 
 #include "System/PropertyListError.h"
+#include "System/PropertyListScalars.h"
 
 #include <algorithm>
 
@@ -10,7 +11,8 @@ constexpr auto require = PropertyListError::unless;
 
 class XMLCheck {
 public:
-    XMLCheck(std::string_view text, int depthLimit) : text(text), depthLimit(depthLimit) {}
+    XMLCheck(std::string& whole, int depthLimit)
+        : whole(whole), text(whole), depthLimit(depthLimit) {}
 
     void run() {
         while (skipText()) {
@@ -93,6 +95,7 @@ private:
             started = true;
         }
         values += depth == 1 ? 1 : 0;
+        readContent(tag);
         if (!tag.ends_with('/')) {
             ++depth;
         }
@@ -100,6 +103,15 @@ private:
         require(depth <= depthLimit, "it is nested too deep");
     }
 
+    /// Of a number or a date, up to the element's end. What is empty holds none.
+    void readContent(std::string_view tag) {
+        const std::string_view name = tag.substr(0, tag.find_first_of(" \t\r\n/"));
+        const std::size_t length = tag.ends_with('/') ? 0 : std::min(text.find('<'), text.size());
+        settlePropertyListScalar(name,
+                                 std::span(whole).subspan(whole.size() - text.size(), length));
+    }
+
+    std::string& whole;
     std::string_view text;
     const int depthLimit;
     int depth = 0;
@@ -110,6 +122,4 @@ private:
 
 } // namespace
 
-void checkXMLPropertyList(std::string_view text, int depthLimit) {
-    XMLCheck(text, depthLimit).run();
-}
+void checkXMLPropertyList(std::string& text, int depthLimit) { XMLCheck(text, depthLimit).run(); }

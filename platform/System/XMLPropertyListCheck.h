@@ -3,8 +3,9 @@
 // follows the end.
 #pragma once
 
-#include <string_view>
+#include <string>
 
 /// Raises PropertyListError unless the text is one whole <plist> element with one value in it,
-/// nested `depthLimit` deep at most. Leaves elements and their content to libplist.
-void checkXMLPropertyList(std::string_view text, int depthLimit);
+/// nested `depthLimit` deep at most, with numbers and dates that libplist can only read in one way,
+/// which they are given. Leaves other elements and their content to libplist.
+void checkXMLPropertyList(std::string& text, int depthLimit);

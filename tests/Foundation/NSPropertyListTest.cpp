@@ -136,7 +136,10 @@ TEST(NSPropertyListTest, AcceptsOnlyOneWholeList) {
     for (const std::string content :
          {"", "<true/><false/>", "<array><true/></dict>", "<what/>", "x<true/>",
           "<string>&what;</string>", "<dict><true/></dict>", "<array a='>'></array>",
-          "<array a='<array>'></array>", "</plist><plist><true/>"}) {
+          "<array a='<array>'></array>", "</plist><plist><true/>", "<integer/>",
+          "<integer>5x</integer>", "<integer>18446744073709551616</integer>",
+          "<integer a='b'>-9223372036854775809</integer>", "<real>1,5</real>", "<real></real>",
+          "<date>2001-02-30T00:00:00Z</date>", "<date>2_01-01-01T00:00:00Z</date>"}) {
         EXPECT_FALSE(reads(xml(content))) << content;
     }
     expectReads(false, {"", " \n", "<plist/>", "<array/>", "<!-- --><dict></dict>",
@@ -168,14 +171,17 @@ TEST(NSPropertyListTest, TextIsReadInItsEncodingAndNoValueIsLostInWriting) {
 
     const TemporaryDirectory folder;
     const std::string file = folder.path() + "/a.plist";
-    for (const char* hard : {"\x01", "a\rb", "\uFFFE", "\x1B[0m"}) {
-        const NSDictionary dictionary{{hard, hard}, {"minus", -5}};
+    const NSDate early = std::chrono::sys_days(std::chrono::year(999) / 12 / 31);
+    for (const char* hard : {"\x01", "a\rb", "\uFFFE", "\x1B[0m", "early"}) {
+        const NSDictionary dictionary{{hard, *hard == 'e' ? PropertyList(early) : hard},
+                                      {"minus", -5}};
         EXPECT_TRUE(writeDictionaryToFile(dictionary, file));
         EXPECT_TRUE(contentsOfFile(file)->starts_with("bplist")) << "XML would lose something";
         EXPECT_EQ(dictionaryWithContentsOfFile(file), dictionary);
     }
     const auto before = contentsOfFile(file);
     EXPECT_FALSE(writeDictionaryToFile({{"cut", std::string("a\0b", 3)}}, file));
+    EXPECT_FALSE(writeDictionaryToFile({{"late", early + std::chrono::years(9001)}}, file));
     EXPECT_EQ(contentsOfFile(file), before);
 
     rlimit limit{};
@@ -235,6 +241,11 @@ TEST(NSPropertyListTest, ValuesReadAsNumbersAndDictionariesAreEqualInAnyOrder) {
     for (const PropertyList& none :
          NSArray{"", "1.5", "1x", "+-1", "99999999999999999999", NSData{1}, NSArray{1}, NSDate{}}) {
         EXPECT_FALSE(none.integer() || none.number()) << xmlDataFromPropertyList(none);
+    }
+    for (const auto& [text, integer] :
+         {std::pair{" +010 ", 10}, std::pair{"-0x01F", -31}, std::pair{"00", 0}}) {
+        EXPECT_EQ(propertyListFromData(xml("<integer>" + std::string(text) + "</integer>")),
+                  PropertyList(integer));
     }
     EXPECT_THROW(xmlDataFromPropertyList(std::string("b\0c", 3)), NSException);
     EXPECT_EQ((NSDictionary{{"a", 1}, {"b", 2}}), (NSDictionary{{"b", 2}, {"a", 1}}));

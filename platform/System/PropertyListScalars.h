@@ -1,0 +1,16 @@
+// Numbers and dates in the XML text of a property list. libplist reads each as far as it
+// understands it, and takes a whole number that begins with a zero for an octal one.
+#pragma once
+
+#include <span>
+#include <string>
+#include <string_view>
+
+/// Raises PropertyListError for content that is no such value: a whole number of more than 64 bits,
+/// a date that does not exist. Any other element's content is let through. Writes a whole number
+/// without zeros before its digits, in its own place.
+void settlePropertyListScalar(std::string_view element, std::span<char> content);
+
+/// Whether the elements of this XML text can be read again: libplist writes a date before the year
+/// 1000 with fewer digits than a date has.
+bool hasWholeDates(std::string_view xml);
