@@ -168,6 +168,7 @@ done <<-END
 	Dubious ownership on file (skipping): job.plist||chmod 664
 	Dubious ownership on file (skipping): job.plist||chown 12345 2>/dev/null job.plist || chmod 666
 	holds no property list dictionary||truncate -s 100
+	holds no property list dictionary||LC_ALL=C sed -i $'s/com/\xff/'
 	is no job file||mkfifo -m 600 pipe && mv -f pipe
 	Couldn't read job.plist||rm
 	END
