@@ -37,6 +37,9 @@ struct Growth {
 
 /// Linear, with room for what larger data costs in memory that is further away.
 inline constexpr double mostExponent = 1.1;
+/// Bytes that a process may hold or not, whatever it does: glibc hands free memory back in steps of
+/// 128 KiB.
+inline constexpr double memoryNoise = 128 * 1024;
 
 class GrowthTable {
 public:
@@ -46,13 +49,14 @@ public:
         const auto own = leastCosts(growth.cost, growth.smallest);
         const auto peer = growth.peer.empty() ? std::vector<double>()
                                               : leastCosts(growth.peerCost, growth.smallest);
-        const double peerExponent = peer.empty() ? 0 : exponent(peer);
+        const double noise = growth.unit == "bytes" ? memoryNoise : 0;
+        const double peerExponent = peer.empty() ? 0 : exponent(peer, noise);
         const double ratio = peer.empty() ? 0 : own.back() / peer.back();
-        const bool kept = exponent(own) <= std::max(mostExponent, peerExponent + 0.05) &&
+        const bool kept = exponent(own, noise) <= std::max(mostExponent, peerExponent + 0.05) &&
                           (growth.factor == 0 || ratio <= growth.factor);
         std::printf("%-6s %-44s %8zu  %10.4g %10.4g %10.4g %-5s  exponent %5.2f",
                     kept ? "kept" : "MISSED", growth.work.c_str(), growth.smallest, own[0], own[1],
-                    own[2], growth.unit.c_str(), exponent(own));
+                    own[2], growth.unit.c_str(), exponent(own, noise));
         if (!peer.empty()) {
             std::printf("; %s %.2f, ratio %.2f", growth.peer.c_str(), peerExponent, ratio);
             if (growth.factor != 0) {
@@ -97,9 +101,10 @@ private:
         return least;
     }
 
-    /// Of the growth from the middle to the largest size.
-    static double exponent(const std::vector<double>& costs) {
-        return costs[2] <= 0 ? 0 : std::log10(costs[2] / std::max(costs[1], 1e-3));
+    /// Of the growth from the middle to the largest size, of what is more than noise.
+    static double exponent(const std::vector<double>& costs, double noise) {
+        const auto audible = [&](double cost) { return std::max({cost, noise, 1e-3}); };
+        return std::log10(audible(costs[2]) / audible(costs[1]));
     }
 
     std::vector<Chart> drawn;

@@ -235,6 +235,21 @@ double keyValueObservers(std::size_t count) {
     });
 }
 
+/// What any table of so many objects costs, which it does not keep alive.
+double tableOfObjects(std::size_t count) {
+    std::unordered_map<const NSObject*, std::weak_ptr<NSObject>> table;
+    std::vector<std::shared_ptr<NSObject>> objects(count);
+    for (auto& object : objects) {
+        object = std::make_shared<NSObject>();
+        table.emplace(object.get(), object);
+    }
+    return timeOf([&] {
+        for (const auto& object : objects) {
+            table.erase(object.get());
+        }
+    });
+}
+
 // Tools.
 
 double runsWithTimeOut(std::size_t count) {
@@ -393,7 +408,7 @@ const std::vector<Growth>& rows() {
         {"bytes of a list that swells", "us", 10'000, refuseSwellingList, "", {}, 0},
         {"observers added and removed", "us", 300, centreObservers, "Qt", qtObservers, 3},
         {"observers that went", "bytes", 100, observersThatWent, "", {}, 0},
-        {"key-value observers removed", "us", 300, keyValueObservers, "", {}, 0},
+        {"key-value observers removed", "us", 300, keyValueObservers, "table", tableOfObjects, 0},
         {"runs with a time-out", "us", 10, runsWithTimeOut, "", {}, 0},
         {"tools that nobody waits for", "us", 20, toolsThatNobodyWaitsFor, "", {}, 0},
         {"labels that launchctl is asked for", "us", 3, labelsAskedFor, "", {}, 0},
