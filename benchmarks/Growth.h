@@ -46,9 +46,7 @@ public:
     /// Prints a line; false when the work grows faster than linear and than its peer, or costs more
     /// than it may.
     bool row(const Growth& growth) {
-        const auto own = leastCosts(growth.cost, growth.smallest);
-        const auto peer = growth.peer.empty() ? std::vector<double>()
-                                              : leastCosts(growth.peerCost, growth.smallest);
+        const auto [own, peer] = leastCosts(growth);
         const double noise = growth.unit == "bytes" ? memoryNoise : 0;
         const double peerExponent = peer.empty() ? 0 : exponent(peer, noise);
         const double ratio = peer.empty() ? 0 : own.back() / peer.back();
@@ -76,8 +74,9 @@ public:
     const std::vector<Chart>& charts() const { return drawn; }
 
 private:
-    static Line lineOf(const std::string& name, const Growth& growth,
-                       const std::vector<double>& costs) {
+    using Costs = std::vector<double>; // at the three sizes
+
+    static Line lineOf(const std::string& name, const Growth& growth, const Costs& costs) {
         Line line{name, {}};
         double size = static_cast<double>(growth.smallest);
         for (const double cost : costs) {
@@ -87,22 +86,27 @@ private:
         return line;
     }
 
-    /// At the three sizes: of several turns the least, which other work on the machine lengthens
-    /// least.
-    static std::vector<double> leastCosts(const Cost& cost, std::size_t size) {
+    /// Its own and its peer's: of several turns, which they take in turns, the least, which other
+    /// work on the machine lengthens least.
+    static std::pair<Costs, Costs> leastCosts(const Growth& growth) {
         constexpr int turns = 3;
-        std::vector<double> least(3, std::numeric_limits<double>::max());
-        for (auto& value : least) {
+        constexpr double most = std::numeric_limits<double>::max();
+        Costs own(3, most);
+        Costs peer(growth.peer.empty() ? 0 : 3, most);
+        std::size_t size = growth.smallest;
+        for (std::size_t step = 0; step < own.size(); ++step, size *= 10) {
             for (int turn = 0; turn < turns; ++turn) {
-                value = std::min(value, cost(size));
+                own[step] = std::min(own[step], growth.cost(size));
+                if (!peer.empty()) {
+                    peer[step] = std::min(peer[step], growth.peerCost(size));
+                }
             }
-            size *= 10;
         }
-        return least;
+        return {std::move(own), std::move(peer)};
     }
 
     /// Of the growth from the middle to the largest size, of what is more than noise.
-    static double exponent(const std::vector<double>& costs, double noise) {
+    static double exponent(const Costs& costs, double noise) {
         const auto audible = [&](double cost) { return std::max({cost, noise, 1e-3}); };
         return std::log10(audible(costs[2]) / audible(costs[1]));
     }
