@@ -26,6 +26,7 @@ public:
             if (run.error_occurred) {
                 std::fprintf(stderr, "%s: %s\n", run.run_name.function_name.c_str(),
                              run.error_message.c_str());
+                figure.failed = true;
             } else if (run.aggregate_name == "median") {
                 figure.time = run.GetAdjustedRealTime();
                 figure.unit = benchmark::GetTimeUnitString(run.time_unit);
@@ -50,6 +51,7 @@ private:
         double time = 0, counter = 0;
         double spread = 0; // standard deviation of the turns, in per cent of their mean
         std::string unit;
+        bool failed = false;
     };
 
     bool keeps(const Limit& limit) const {
@@ -60,7 +62,8 @@ private:
         }
         const bool isCounter = limit.peer.empty();
         const double value = isCounter ? own->second.counter : own->second.time / peer->second.time;
-        const bool kept = value <= limit.factor;
+        const bool failed = own->second.failed || (!isCounter && peer->second.failed);
+        const bool kept = !failed && value <= limit.factor;
         std::printf("%-6s %-34s ", kept ? "kept" : "MISSED", limit.subject.c_str());
         print(own->second);
         std::printf("  %-26s ", limit.peer.c_str());

@@ -1,4 +1,5 @@
 // What a run of a tool costs, beside the bare system calls, popen(3) and QProcess.
+#include "BareRun.h"
 #include "Limits.h"
 
 #include "Shared/QVTask.h"
@@ -9,28 +10,15 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <QProcess>
-#include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 namespace {
 
 const std::string tool = "/bin/true";
 const std::string speaker = SPEAKER;
 const std::string text = "hello from a tool\n";
+constexpr std::size_t floodSize = 60'000'000; // near to what a tool may write
 const std::string flood = "/usr/bin/head";
-const std::vector<std::string> floodArguments = {"-c", "1073741824", "/dev/zero"};
-
-pid_t spawn(const std::vector<std::string>& command, posix_spawn_file_actions_t* actions) {
-    std::vector<char*> arguments;
-    for (const auto& word : command) {
-        arguments.push_back(const_cast<char*>(word.c_str()));
-    }
-    arguments.push_back(nullptr);
-    pid_t process = 0;
-    posix_spawn(&process, command.front().c_str(), actions, nullptr, arguments.data(), environ);
-    return process;
-}
+const std::vector<std::string> floodArguments = {"-c", std::to_string(floodSize), "/dev/zero"};
 
 void RunTask(benchmark::State& state) {
     for (auto _ : state) {
@@ -83,41 +71,23 @@ void QtProcess(benchmark::State& state) {
     }
 }
 
-void CaptureGibibyte(benchmark::State& state) {
+void CaptureFlood(benchmark::State& state) {
     for (auto _ : state) {
         const auto bytes = QVTask::dataFromTask(flood, floodArguments, nullptr);
-        if (!bytes || bytes->size() != 1U << 30) {
+        if (!bytes || bytes->size() != floodSize) {
             state.SkipWithError("wrong output");
         }
     }
 }
 
-void BareReadGibibyte(benchmark::State& state) {
+void BareReadFlood(benchmark::State& state) {
+    std::vector<std::string> command = floodArguments;
+    command.insert(command.begin(), flood);
     for (auto _ : state) {
-        int ends[2];
-        if (pipe(ends) != 0) {
-            state.SkipWithError("no pipe");
-            break;
+        const auto captured = bareOutput(command);
+        if (captured.size() != floodSize) {
+            state.SkipWithError("wrong output");
         }
-        posix_spawn_file_actions_t actions;
-        posix_spawn_file_actions_init(&actions);
-        posix_spawn_file_actions_adddup2(&actions, ends[1], STDOUT_FILENO);
-        posix_spawn_file_actions_addclose(&actions, ends[0]);
-        posix_spawn_file_actions_addclose(&actions, ends[1]);
-        std::vector<std::string> command = floodArguments;
-        command.insert(command.begin(), flood);
-        const pid_t process = spawn(command, &actions);
-        posix_spawn_file_actions_destroy(&actions);
-        close(ends[1]);
-        std::vector<char> buffer(65536);
-        std::vector<char> captured;
-        ssize_t length = 0;
-        while ((length = read(ends[0], buffer.data(), buffer.size())) > 0) {
-            captured.insert(captured.end(), buffer.data(), buffer.data() + length);
-        }
-        close(ends[0]);
-        waitpid(process, nullptr, 0);
-        benchmark::DoNotOptimize(captured.data());
     }
 }
 
@@ -130,9 +100,9 @@ RUNS(StringFromTask);
 RUNS(Popen);
 RUNS(QtProcess);
 #define CAPTURES(name)                                                                             \
-    BENCHMARK(name)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(1)->Repetitions(5)
-CAPTURES(CaptureGibibyte);
-CAPTURES(BareReadGibibyte);
+    BENCHMARK(name)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(1)->Repetitions(31)
+CAPTURES(CaptureFlood);
+CAPTURES(BareReadFlood);
 
 } // namespace
 
@@ -141,5 +111,5 @@ int main(int count, char** arguments) {
                          {{"RunTask", "BareSpawnAndWait", 1.05},
                           {"StringFromTask", "Popen", 0.5},
                           {"StringFromTask", "QtProcess", 1.0},
-                          {"CaptureGibibyte", "BareReadGibibyte", 1 / 0.9}});
+                          {"CaptureFlood", "BareReadFlood", 1 / 0.9}});
 }
