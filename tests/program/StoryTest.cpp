@@ -170,13 +170,11 @@ TEST_P(StoryTest, AWindowClosedWhileOnLeavesTheJobForTheNextLoginAndNothingElse)
 TEST(HearingTest, EveryControlSaysWhatItIsAndWhatBecomesOfIt) {
     const TemporaryDirectory folder;
     const std::string root = folder.path() + "/disk", output = folder.path() + "/output";
+    const std::string errors = folder.path() + "/errors";
     ASSERT_EQ(shell(scripts + "make-sandbox " BINARY_DIRECTORY " " + root, output), 0);
-    EXPECT_EQ(
-        shell(inSession(root,
-                        SOURCE_DIRECTORY "/tests/program/listen.py " BINARY_DIRECTORY " " + root),
-              output),
-        0);
-    EXPECT_EQ(contentOf(output), heard);
+    const std::string listen = SOURCE_DIRECTORY "/tests/program/listen.py " BINARY_DIRECTORY " ";
+    EXPECT_EQ(shell(inSession(root, listen + root + " 2>" + errors), output), 0);
+    EXPECT_EQ(contentOf(output), heard) << contentOf(errors);
 }
 
 using ClosingTest = StoryTest;
