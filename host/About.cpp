@@ -6,7 +6,21 @@
 
 namespace {
 
-QString translated(const char* text) { return QCoreApplication::translate("About", text); }
+class Text {
+    Q_DECLARE_TR_FUNCTIONS(About)
+
+public:
+    static QString title() { return tr("Help and About"); }
+    static QString notInstalled() { return tr("not installed"); }
+    static QString help() {
+        return tr("The switch turns the network client on, now and at every login, and off again. "
+                  "The other controls say how it updates, shows itself and connects. Every change "
+                  "counts at once.\n\n"
+                  "Tab goes from control to control, and the space bar presses. Ctrl+W, Ctrl+Q "
+                  "and Escape close the window; a start or stop under way comes to its end.\n\n"
+                  "Settings application: %1\nPane: %2\nClient: %3");
+    }
+};
 
 QString versionOf(const NSBundle& bundle) {
     return QString::fromStdString(bundle.infoString("CFBundleShortVersionString").value_or("?"));
@@ -15,7 +29,7 @@ QString versionOf(const NSBundle& bundle) {
 /// Looks for it on the disk. Any thread.
 QString versionOfClient(const std::string& identifier) {
     const auto client = NSBundle::bundleWithIdentifier(identifier);
-    return client ? versionOf(*client) : translated("not installed");
+    return client ? versionOf(*client) : Text::notInstalled();
 }
 
 } // namespace
@@ -38,19 +52,12 @@ void About::open(const QString& clientVersion) {
     if (box) {
         return; // F1 was pressed twice
     }
-    box = new QMessageBox(QMessageBox::NoIcon, translated("Help and About"), window.windowTitle(),
+    box = new QMessageBox(QMessageBox::NoIcon, Text::title(), window.windowTitle(),
                           QMessageBox::Close, &window);
     box->setAttribute(Qt::WA_DeleteOnClose);
     box->setModal(false);
     box->setIconPixmap(window.windowIcon().pixmap(64));
     box->setTextFormat(Qt::PlainText);
-    box->setInformativeText(
-        translated("The switch turns the network client on, now and at every login, and off again. "
-                   "The other controls say how it updates, shows itself and connects. Every change "
-                   "counts at once.\n\n"
-                   "Tab goes from control to control, and the space bar presses. Ctrl+W, Ctrl+Q "
-                   "and Escape close the window; a start or stop under way comes to its end.\n\n"
-                   "Settings application: %1\nPane: %2\nClient: %3")
-            .arg(TESSALINE_VERSION, versionOf(*pane), clientVersion));
+    box->setInformativeText(Text::help().arg(TESSALINE_VERSION, versionOf(*pane), clientVersion));
     box->show();
 }

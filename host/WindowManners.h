@@ -20,7 +20,8 @@ public:
                   const std::shared_ptr<const NSBundle>& pane, const std::string& client);
 
 private:
-    void addAction(const char* title, const QList<QKeySequence>& keys, std::function<void()> act);
+    void addAction(const QString& title, const QList<QKeySequence>& keys,
+                   std::function<void()> act);
 
     NSWindow& window;
     About about;

@@ -2,6 +2,7 @@
 
 #include "AppKit/NSApplication.h"
 #include "AppKit/NSWindow.h"
+#include "AppKit/Translation.h"
 #include "Foundation/NSException.h"
 #include "Foundation/NSOperationQueue.h"
 #include "Foundation/NSProcessInfo.h"
@@ -132,6 +133,7 @@ int main(int count, char** arguments) {
         }
         makeLogFile();
         NSApplication::sharedApplication(options.toolkit);
+        installTranslation("Preferences", ":/");
         end(runPane(options, single.get()));
     } catch (const std::exception& exception) {
         std::cerr << "Preferences: " << exception.what() << std::endl;

@@ -29,10 +29,7 @@ NSApplication::NSApplication(const std::vector<std::string>& toolkitOptions)
     if (QLocale().textDirection() == Qt::RightToLeft) {
         QGuiApplication::setLayoutDirection(Qt::RightToLeft);
     }
-    auto* ownWords = new QTranslator(application.get()); // of Qt's menus
-    if (loadTranslation(*ownWords, "qtbase", QLibraryInfo::path(QLibraryInfo::TranslationsPath))) {
-        QCoreApplication::installTranslator(ownWords);
-    }
+    installTranslation("qtbase", QLibraryInfo::path(QLibraryInfo::TranslationsPath));
     NSAccessibilityInstall();
     QGuiApplication::setQuitOnLastWindowClosed(false);
     QCoreApplication::setApplicationName("com.quorvane.Tessaline");

@@ -20,11 +20,13 @@ echo '({ "_dataType" = SPNetworkDataType; "_items" = (
 END
 )";
 
-/// The real client, and the real window with the pane, in a sandbox on a real bus.
+/// The real client, and the real window with the pane, in a sandbox on a real bus. The window's own
+/// words are those of a user who reads German.
 class ClientTest : public BusTest {
 protected:
     ClientTest() {
         setenv("DBUS_SESSION_BUS_ADDRESS", bus.address().c_str(), 1);
+        setenv("LANGUAGE", "de", 1);
         const auto make = SOURCE_DIRECTORY "/scripts/make-sandbox " + build + " " + root;
         EXPECT_EQ(std::system((make + " && cd " + root + furnish).c_str()), 0);
         observe("QVTolvinStatusUpdate");
@@ -38,6 +40,7 @@ protected:
                 (*process)->waitUntilExit();
             }
         }
+        unsetenv("LANGUAGE");
         unsetenv("DBUS_SESSION_BUS_ADDRESS");
     }
 
@@ -127,17 +130,17 @@ TEST_F(ClientTest, TheWindowFollowsItsClientThroughEverything) {
     // Killed, it cannot tell; and a request is never late once there is the next one.
     EXPECT_EQ(end(*client, SIGKILL), SIGKILL);
     EXPECT_EQ(ask("show statusLabel"), "statusLabel = Status: Connected (enabled)\n" + on);
-    EXPECT_EQ(waitForMessage("Tolvin has ended; the status below is the last that it told. Turn "
-                             "the switch off and on to start it again."),
+    EXPECT_EQ(waitForMessage("Tolvin ist beendet; der Status unten ist der letzte, den es gemeldet "
+                             "hat. Schalten Sie es aus und ein, um es neu zu starten."),
               on);
     // The log is there from the start, and followed into its next file.
-    ask("press messageShowLog\nwait logNote \"Nothing has been written to the log yet.\" 60");
+    ask("press messageShowLog\nwait logNote \"Im Protokoll steht noch nichts.\" 60");
     EXPECT_EQ(std::system(("cd \"$(dirname $(find " + root + " -name Preferences.1.log))\"" +
                            " && echo 1 >>Preferences.1.log && mv Preferences.1.log " +
                            "Preferences.2.log && echo 2 >Preferences.1.log")
                               .c_str()),
               0);
-    EXPECT_EQ(ask("wait logNote \"Lines: 2\" 60"), on);
+    EXPECT_EQ(ask("wait logNote \"Zeilen: 2\" 60"), on);
     heard.clear();
     startClient();
     until("Connected");
@@ -149,8 +152,8 @@ TEST_F(ClientTest, TheWindowFollowsItsClientThroughEverything) {
     // Another user turns it off for everybody.
     const auto& files = NSFileManager::defaultManager();
     files.moveItemAtPath(job, root + "/job");
-    waitForMessage("Tolvin still runs in this login, although it has been turned off for this "
-                   "computer.");
+    waitForMessage("Tolvin läuft in dieser Anmeldung noch, obwohl es für diesen Rechner "
+                   "ausgeschaltet wurde.");
     ask("press messageAction");
     EXPECT_EQ(end(*client, 0), 0);
     EXPECT_EQ(waitFor("Not loaded"), off);
