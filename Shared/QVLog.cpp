@@ -5,11 +5,9 @@
 #include "Foundation/NSException.h"
 #include "Foundation/NSFileManager.h"
 #include "Foundation/NSLog.h"
-#include "Foundation/NSPathUtilities.h"
 #include "Foundation/NSProcessInfo.h"
-#include "Foundation/NSPropertyListSerialization.h"
 #include "Foundation/NSString.h"
-#include "Shared/QVLocalPaths.h"
+#include "Shared/QVLogFiles.h"
 #include "System/FileReading.h"
 #include "System/FileReplacement.h"
 #include "System/Machine.h"
@@ -19,7 +17,6 @@ namespace {
 constexpr std::size_t mostBytes = 499'999; // of entries in one file
 constexpr std::size_t shortMessage = 99;   // in characters
 constexpr std::size_t mostKept = 65536;    // bytes of a line's memory for the next one
-constexpr int oldestGeneration = 5;
 
 /// One lock for the making of the instance, as a monitor on the class would be.
 std::recursive_mutex& monitor() {
@@ -37,21 +34,6 @@ public:
     WriterScope(const WriterScope&) = delete;
     WriterScope& operator=(const WriterScope&) = delete;
 };
-
-std::string logFolder() {
-    const bool superuser = Machine::current().realUserID() == 0;
-    return QVLocalPaths::libraryDirectory(!superuser).value_or("") + "/Logs/Quorvane";
-}
-
-bool isSwitchedOff() {
-    const auto settings = dictionaryWithContentsOfFile(
-        QVLocalPaths::prefsDirectory(true).value_or("") + "/com.quorvane.global.plist");
-    const auto* value = settings ? settings->objectForKey("disable-logging") : nullptr;
-    if (value == nullptr) {
-        return false;
-    }
-    return value->string() != nullptr ? *value->string() == "1" : value->number() == 1.0;
-}
 
 std::string header(const void* ownCode) {
     const auto bundle = NSBundle::bundleForCode(ownCode);
@@ -197,7 +179,7 @@ void QVLog::createNewLog(const std::optional<std::string>& name) {
 
 void QVLog::startFile(const std::optional<std::string>& newName) {
     setFileHandle(nullptr);
-    if (isSwitchedOff()) {
+    if (isLoggingSwitchedOff()) {
         NSLog("Logging is disabled");
         setLoggingDisabled(true);
         return;
@@ -229,10 +211,10 @@ void QVLog::startFile(const std::optional<std::string>& newName) {
 /// Moves every generation on by one; false when a move failed.
 bool QVLog::rotate() const {
     const auto& files = NSFileManager::defaultManager();
-    if (files.fileExistsAtPath(generationPath(oldestGeneration))) {
-        files.removeItemAtPath(generationPath(oldestGeneration));
+    if (files.fileExistsAtPath(generationPath(oldestLogGeneration))) {
+        files.removeItemAtPath(generationPath(oldestLogGeneration));
     }
-    for (int generation = oldestGeneration - 1; generation > 0; --generation) {
+    for (int generation = oldestLogGeneration - 1; generation > 0; --generation) {
         const auto from = generationPath(generation);
         const auto to = generationPath(generation + 1);
         // The current file keeps its place until the new one takes it: a program that is ended in
@@ -257,13 +239,12 @@ std::shared_ptr<NSFileHandle> QVLog::currentFile() {
 }
 
 std::string QVLog::generationPath(int generation) const {
-    return logFolder() + stringWithFormat("/%@.%i.log", appName(), generation);
+    return logFolder() + "/" + logFileName(appName(), generation);
 }
 
 std::string QVLog::appName() const {
     std::lock_guard lock(mutex);
-    return name ? *name
-                : stringByDeletingPathExtension(lastPathComponent(NSBundle::mainExecutablePath()));
+    return name ? *name : nameOfLoggedProgram();
 }
 
 void QVLog::setAppName(std::optional<std::string> newName) {

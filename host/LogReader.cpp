@@ -1,6 +1,6 @@
 #include "host/LogReader.h"
 
-#include "host/ProgramLog.h"
+#include "Shared/QVLogFiles.h"
 
 #include <algorithm>
 #include <fcntl.h>
@@ -75,13 +75,16 @@ std::string LogReader::readRest() {
 bool LogReader::currentIs(int generation) const {
     struct stat ours {
     }, there{};
-    const auto path = folder + "/" + logFileName(generation);
-    return fstat(current.get(), &ours) == 0 && stat(path.c_str(), &there) == 0 &&
+    return fstat(current.get(), &ours) == 0 && stat(pathOf(generation).c_str(), &there) == 0 &&
            ours.st_dev == there.st_dev && ours.st_ino == there.st_ino;
+}
+
+std::string LogReader::pathOf(int generation) const {
+    return folder + "/" + logFileName(nameOfLoggedProgram(), generation);
 }
 
 /// Not waiting for a pipe's writer, which somebody may have put in its place.
 FileDescriptor LogReader::openGeneration(int generation) const {
-    const auto path = folder + "/" + logFileName(generation);
-    return FileDescriptor(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOFOLLOW));
+    return FileDescriptor(
+        open(pathOf(generation).c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOFOLLOW));
 }

@@ -28,6 +28,7 @@ private:
     News readAll();
     std::string readRest();
     bool currentIs(int generation) const;
+    std::string pathOf(int generation) const;
     FileDescriptor openGeneration(int generation) const;
 
     std::string folder;

@@ -1,6 +1,6 @@
 #include "host/LogWindow.h"
 
-#include "host/ProgramLog.h"
+#include "Shared/QVLogFiles.h"
 #include "System/FileReplacement.h"
 
 #include <QApplication>
@@ -130,7 +130,7 @@ void LogWindow::chooseFile() {
     auto* dialog = new QFileDialog(this, Text::save());
     dialog->setAttribute(Qt::WA_DeleteOnClose);
     dialog->setAcceptMode(QFileDialog::AcceptSave);
-    dialog->selectFile(QString::fromStdString(logFileName(1)));
+    dialog->selectFile(QString::fromStdString(logFileName(nameOfLoggedProgram(), 1)));
     connect(dialog, &QFileDialog::fileSelected, this, &LogWindow::save);
     dialog->open();
 }
