@@ -28,6 +28,7 @@ public:
     static QString lines() { return tr("Lines: %1"); }
     static QString empty() { return tr("Nothing has been written to the log yet."); }
     static QString saved() { return tr("Saved as %1"); }
+    static QString notSaved() { return tr("Not saved. %1"); }
 };
 
 } // namespace
@@ -64,6 +65,8 @@ LogWindow::LogWindow(NSWindow& window)
     text->setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
     text->setAccessibleName(Text::title());
     note->setObjectName("logNote");
+    note->setWordWrap(true);
+    note->setMinimumWidth(1); // or a long word would make the window as wide
     auto* column = new QVBoxLayout(this);
     column->addWidget(text);
     auto* row = new QHBoxLayout;
@@ -142,7 +145,8 @@ void LogWindow::save(const QString& path) {
             return [path, content] { return writeFileAtomically(content, path.toStdString()); };
         },
         [this, path](const Problem& problem) {
-            tell(problem ? QString::fromStdString(*problem) : Text::saved().arg(path));
+            tell(problem ? Text::notSaved().arg(QString::fromStdString(*problem))
+                         : Text::saved().arg(path));
         });
     saving->start();
 }

@@ -54,6 +54,10 @@ Client: %3</translation>
         <source>Saved as %1</source>
         <translation>Gespeichert als %1</translation>
     </message>
+    <message>
+        <source>Not saved. %1</source>
+        <translation>Nicht gespeichert. %1</translation>
+    </message>
 </context>
 <context>
     <name>MessageBar</name>
