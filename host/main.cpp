@@ -2,7 +2,6 @@
 
 #include "AppKit/NSApplication.h"
 #include "AppKit/NSWindow.h"
-#include "AppKit/Translation.h"
 #include "Foundation/NSException.h"
 #include "Foundation/NSOperationQueue.h"
 #include "Foundation/NSProcessInfo.h"
@@ -14,6 +13,7 @@
 #include "host/ProgramLog.h"
 #include "host/SingleWindow.h"
 #include "host/TerminationSignals.h"
+#include "host/Toolkit.h"
 #include "host/TroubleWatch.h"
 #include "host/UIScript.h"
 #include "host/WindowManners.h"
@@ -132,8 +132,7 @@ int main(int count, char** arguments) {
             end(0);
         }
         makeLogFile();
-        NSApplication::sharedApplication(options.toolkit);
-        installTranslation("Preferences", ":/");
+        startToolkit(options.toolkit);
         end(runPane(options, single.get()));
     } catch (const std::exception& exception) {
         std::cerr << "Preferences: " << exception.what() << std::endl;

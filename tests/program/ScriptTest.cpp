@@ -168,19 +168,17 @@ TEST_F(ScriptTest, AnswersWhatAThreadOfTheRealPaneAsks) {
 TEST_F(ScriptTest, OneWindowAUserIsOpenAndWithoutABusOneAStart) {
     // A window that is open writes its place down.
     const PrivateBus bus;
-    EXPECT_EQ(
-        runShell(R"(export QT_QPA_PLATFORM=offscreen HOME=$PWD/home DBUS_SESSION_BUS_ADDRESS=)" +
-                 bus.address() + R"(
+    EXPECT_EQ(runShell(R"(export HOME=$PWD/home DBUS_SESSION_BUS_ADDRESS=)" + bus.address() + R"(
 bus=)" + std::to_string(bus.processID()) +
-                 R"(
+                       R"(
 place=$HOME/Library/Preferences/com.quorvane.Tessaline.window.plist
-start() { timeout 100 $host --authorization grant Test.prefPane 2>errors & }
-shown() { until [ -s $place ]; do sleep 0.1; done; rm $place; }
+start() { timeout -k 5 100 $host --authorization grant Test.prefPane 2>errors & }
+shown() { until [ -s $place ] || ! kill -0 $(jobs -rp); do sleep 0.1; done; rm $place; }
 start; start; start
 wait -n && wait -n && shown && kill -0 $(jobs -rp) && echo one
 kill -STOP $bus; start; shown; kill -0 $(jobs -rp) && echo two
 kill -CONT $bus; kill $(jobs -rp); wait)"),
-        "one\ntwo\n");
+              "one\ntwo\n");
 }
 
 TEST_F(ScriptTest, SaysInOneLineWhatIsWrongWithABundle) {
