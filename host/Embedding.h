@@ -6,18 +6,21 @@
 #include <cstdint>
 #include <memory>
 #include <QAbstractNativeEventFilter>
+#include <QObject>
 
 class QWindow;
 
 /// Main thread only.
-class Embedding : public QAbstractNativeEventFilter {
+class Embedding : public QObject, public QAbstractNativeEventFilter {
 public:
-    /// Before the window is shown. When the socket goes, the window is closed as by its user.
-    /// Raises NSInvalidArgumentException when there is no such socket.
+    /// Before the window is shown. Its sheets stand before the other program's window. When the
+    /// socket goes, the window is closed as by its user. Raises NSInvalidArgumentException when
+    /// there is no such socket.
     Embedding(NSWindow& window, std::uint32_t socket);
     ~Embedding() override;
 
 protected:
+    bool eventFilter(QObject* object, QEvent* event) override;
     bool nativeEventFilter(const QByteArray& type, void* message, qintptr* result) override;
 
 private:
@@ -26,5 +29,6 @@ private:
 
     NSWindow& window;
     const std::uint32_t socket;
-    std::unique_ptr<QWindow> parent; // stands for the socket
+    // These stand for the other program's: the window on the desktop, and the socket in it.
+    std::unique_ptr<QWindow> frame, parent;
 };
