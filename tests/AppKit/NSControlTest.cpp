@@ -13,6 +13,7 @@
 #include <QApplication>
 #include <QKeyEvent>
 #include <QVBoxLayout>
+#include <QWheelEvent>
 
 namespace {
 
@@ -54,6 +55,11 @@ TEST_F(NSControlTest, KeysMoveInAnOpenMenuAndOnlyTheChoiceActs) {
         press(button, key, key == Qt::Key_T ? "t" : "");
         EXPECT_EQ(button.selectedItem()->title(), "One");
     }
+    EXPECT_TRUE(button.view()->isVisible());
+    QWheelEvent wheel({}, {}, {}, {0, -120}, Qt::NoButton, Qt::NoModifier, Qt::NoScrollPhase,
+                      false);
+    QApplication::sendEvent(&button, &wheel);
+    EXPECT_EQ(button.selectedItem()->title(), "One");
     press(*button.view(), Qt::Key_Down);
     EXPECT_EQ(actions, 0);
     press(*button.view(), Qt::Key_Return);

@@ -1,11 +1,13 @@
 #include "Shared/QVAlert.h"
 
 #include "AppKit/NSApplication.h"
+#include "Foundation/NSException.h"
 #include "Foundation/NSRunLoop.h"
 #include "Foundation/NSThread.h"
 #include "Foundation/NSTimer.h"
 #include "support/TestMachine.h"
 
+#include <QLabel>
 #include <QPushButton>
 
 namespace {
@@ -25,7 +27,12 @@ protected:
     void press(const std::string& title) {
         const auto* alert = NSAlert::shownAlerts().at(0);
         seen = alert->messageText() + " / " + alert->informativeText();
-        alert->buttonWithTitle(title)->click();
+        auto* button = alert->buttonWithTitle(title);
+        EXPECT_TRUE(button->shortcut().isEmpty()) << "no letter is meant as one";
+        for (const auto* label : button->window()->findChildren<QLabel*>()) {
+            EXPECT_EQ(label->textFormat(), Qt::PlainText);
+        }
+        button->click();
     }
 
     std::string seen;
@@ -34,7 +41,10 @@ protected:
 class OtherDelegate : public QVAlertDelegate {
 public:
     NSAlert::EndMethod alertEndMethod(const std::string& selector) override {
-        const auto note = [this](NSAlert&, int code, void*) { answers.push_back(code); };
+        const auto note = [this](NSAlert&, int code, void*) {
+            answers.push_back(code);
+            throw NSException("N", "what it raises goes no further");
+        };
         return selector == "ended:" ? NSAlert::EndMethod(note) : nullptr;
     }
     std::vector<int> answers;
@@ -116,5 +126,7 @@ TEST_F(QVAlertTest, WithoutWaitingTheSheetTellsADelegateThatCanBeTold) {
     press("OK");
     const std::string text = "Alert error: delegate does not respond to selector ";
     EXPECT_EQ(machine->consoleLines(),
-              (std::vector{text + "alertDidEnd:returnCode:contextInfo:", text + "ended:"}));
+              (std::vector<std::string>{text + "alertDidEnd:returnCode:contextInfo:",
+                                        "Uncaught exception: N - what it raises goes no further",
+                                        text + "ended:"}));
 }

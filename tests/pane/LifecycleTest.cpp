@@ -42,14 +42,23 @@ TEST_F(LifecycleTest, OnInstallsTheJobAndOffTakesAllOfItAwayStepByStep) {
     listen();
     runFor(2);
     EXPECT_EQ(status(), "Status: Not loaded");
+    bool mayLeave = false;
+    pane->setUnselectReply([&](bool) { mayLeave = true; });
+    EXPECT_EQ(pane->shouldUnselect(), NSUnselectNow);
     toggle();
     EXPECT_FALSE(masterSwitch().isEnabled());
+    pane->enableDisableClient(nullptr); // does nothing then
+    EXPECT_EQ(pane->shouldUnselect(), NSUnselectLater);
     runFor(0.0001);
     EXPECT_EQ(status(), "Status: Creating job...");
     clientSays("Disconnected"); // shown, and nothing else while an operation runs
     EXPECT_EQ(status(), "Status: Disconnected");
     EXPECT_TRUE(masterSwitch().isOn() && !masterSwitch().isEnabled());
+    check("networkDisableBonjour").click(); // which enables the switch
+    toggle();                               // passed over
+    EXPECT_FALSE(mayLeave);
     runFor(2);
+    EXPECT_TRUE(mayLeave);
     EXPECT_EQ(status(), "Status: Launching client...");
     EXPECT_TRUE(masterSwitch().isEnabled());
     EXPECT_TRUE(masterSwitch().isOn());
@@ -71,6 +80,7 @@ TEST_F(LifecycleTest, OnInstallsTheJobAndOffTakesAllOfItAwayStepByStep) {
     toggle();
     runFor(1);
     EXPECT_EQ(status(), "Status: Disconnecting...");
+    EXPECT_FALSE(check("autoUpdateCheck").isEnabled());
     runFor(2);
     EXPECT_EQ(status(), "Status: Not loaded");
     EXPECT_FALSE(masterSwitch().isOn());
@@ -201,7 +211,13 @@ TEST_F(LifecycleTest, AClientOfAnotherVersionIsRelaunchedOnlyWhereItsJobIs) {
 TEST_F(LifecycleTest, ARunningClientShowsAtOnceAndOnlyAWholeNameCounts) {
     writeJobFile();
     EXPECT_TRUE((load(), status() == "Status: Checking..."));
-    EXPECT_EQ(text("versionLabel").stringValue(), "v1.0");
+    EXPECT_EQ(text("versionLabel").stringValue(), "v1.0 beta");
+    for (const char* name : {"masterOffLabel", "masterOnLabel"}) { // engraved
+        const auto picture = [&] { return control<QWidget>(name).grab().toImage(); };
+        const auto raised = picture();
+        text(name).setBackgroundStyle(NSBackgroundStyleNormal);
+        EXPECT_NE(picture(), raised);
+    }
     EXPECT_FALSE(pane->isProcessRunning("Tolvin"));
     EXPECT_TRUE(pane->isProcessRunning("NoTolvin"));
     machine->clientRuns = true;

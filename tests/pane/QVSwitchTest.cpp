@@ -57,9 +57,10 @@ protected:
         mouse(press, x);
         mouse(QEvent::MouseButtonRelease, x);
     }
-    void key(const QString& text, bool repeated = false) {
+    /// Whether the switch has taken the key.
+    bool key(const QString& text, bool repeated = false) {
         QKeyEvent event(QEvent::KeyPress, 0, Qt::NoModifier, text, repeated);
-        QApplication::sendEvent(view, &event);
+        return QApplication::sendEvent(view, &event) && event.isAccepted();
     }
 
     NSApplication& application = NSApplication::sharedApplication(); // before any widget
@@ -132,11 +133,36 @@ TEST_F(QVSwitchTest, TellsOfEverySetOnAndOfEveryReleaseGlidingOrNot) {
     EXPECT_EQ(knobX(), 60);
 }
 
-TEST_F(QVSwitchTest, TheSpaceBarPressesTheKnob) {
-    key(" ");
-    key(" ", true); // held down
-    key("x");
+TEST_F(QVSwitchTest, TheSpaceBarAloneOfAllOtherKeysAndButtonsPressesTheKnob) {
+    EXPECT_TRUE(key(" ") && key(" ", true)); // held down
+    EXPECT_FALSE(key("x"));
+    for (const auto type :
+         {QEvent::MouseButtonPress, QEvent::MouseMove, QEvent::MouseButtonRelease}) {
+        QMouseEvent event(type, QPointF(80, 15), view->mapToGlobal(QPointF(80, 15)),
+                          Qt::RightButton, Qt::RightButton, Qt::NoModifier);
+        QApplication::sendEvent(view, &event);
+        EXPECT_FALSE(event.isAccepted());
+    }
     EXPECT_EQ(controller->heard, "1");
+}
+
+TEST_F(QVSwitchTest, AKeyThatLeadsToItBringsTheRingAndAClickDoesNot) {
+    EXPECT_EQ(view->focusPolicy(), Qt::StrongFocus);
+    window.activateWindow();
+    QApplication::processEvents();
+    const auto pictureAfter = [&](Qt::FocusReason reason) {
+        view->clearFocus();
+        view->setFocus(reason);
+        return view->grab().toImage();
+    };
+    const auto ring = pictureAfter(Qt::TabFocusReason);
+    view->clearFocus();
+    const auto plain = view->grab().toImage();
+    EXPECT_NE(ring, plain);
+    EXPECT_EQ(pictureAfter(Qt::MouseFocusReason), plain);
+    QFocusEvent back(QEvent::FocusIn, Qt::ActiveWindowFocusReason); // from another window
+    QApplication::sendEvent(view, &back);
+    EXPECT_EQ(view->grab().toImage(), plain);
 }
 
 TEST_F(QVSwitchTest, DrawsItsTrackSharplyAtEveryScale) {

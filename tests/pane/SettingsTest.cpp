@@ -80,6 +80,8 @@ TEST_F(SettingsTest, ASaveChangesItsKeysInTheirOrderAndNothingElse) {
     load();
     text("networkCustomPortText").setStringValue("  8080abc");
     check("preventUpdateDialogsCheck").click();
+    check("networkCustomPortCheck").click();
+    EXPECT_TRUE(text("networkCustomPortText").isEnabled());
     const auto client = settings();
     std::vector<std::string> keys;
     for (const auto& [key, value] : client) {
@@ -122,10 +124,13 @@ TEST_F(SettingsTest, AFileThatCannotBeWrittenIsMovedIntoPlaceWithRights) {
     std::filesystem::create_symlink("/no/such/folder/file", machine->preferences(clientFile));
     writeSettings(globalFile, {{"SUCheckAtStartup", 0}});
     load();
+    const auto temporary = machine->temporaryDirectory() + "/" + clientFile;
+    const auto victim = machine->root() + "/victim";
+    std::filesystem::create_symlink(victim, temporary);
     check("preventUpdateDialogsCheck").click();
-    EXPECT_EQ(machine->commands().back().line, "mv -f " + machine->homeDirectory() + "/tmp/" +
-                                                   clientFile + " " + machine->homeDirectory() +
-                                                   "/Library/Preferences");
+    EXPECT_FALSE(std::filesystem::exists(victim)) << "a link was followed";
+    EXPECT_EQ(machine->commands().back().line,
+              "mv -f " + temporary + " " + machine->homeDirectory() + "/Library/Preferences");
     EXPECT_EQ(settings(globalFile), (NSDictionary{{"SUCheckAtStartup", 1}}));
     runFor(3); // the move did nothing, which shows later
 
@@ -139,7 +144,9 @@ TEST_F(SettingsTest, AFileThatCannotBeWrittenIsMovedIntoPlaceWithRights) {
     for (const char* unreadable : {"/", "/proc/self/mem"}) { // rights do not help where it is there
         std::filesystem::remove(machine->preferences(clientFile));
         std::filesystem::create_symlink(unreadable, machine->preferences(clientFile));
-        check("autoUpdateCheck").click();
+        check("showMenuBarIconCheck").click();
+        EXPECT_EQ(check("enableMaintenanceCheck").isEnabled(),
+                  check("showMenuBarIconCheck").state() == 1);
         runFor(1);
     }
     EXPECT_EQ(machine->commands().size(), commands);
@@ -149,7 +156,8 @@ TEST_F(SettingsTest, AFileThatCannotBeWrittenIsMovedIntoPlaceWithRights) {
                                        machine->homeDirectory() + "/Library/Preferences."));
     EXPECT_EQ(settings(globalFile), (NSDictionary{{"SUCheckAtStartup", 1}}));
     EXPECT_FALSE(text("networkCustomPortText").isEnabled()) << "the enabling rule was not to run";
-    EXPECT_EQ(heard, std::vector<std::string>{"TolvinRelaunch@3"});
+    EXPECT_EQ(heard, (std::vector<std::string>{"TolvinRelaunch@3", "TolvinMenuBarIconHide@4",
+                                               "TolvinMenuBarIconShow@5"}));
 
     std::filesystem::remove_all(machine->homeDirectory() + "/Library/Preferences");
     check("networkDisableBonjour").click();

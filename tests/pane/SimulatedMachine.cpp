@@ -126,7 +126,7 @@ void SimulatedMachine::installClient(const std::string& version) {
     writeExecutable(clientExecutable());
     ASSERT_TRUE(writeDictionaryToFile({{"CFBundleIdentifier", "com.quorvane.Tolvin"},
                                        {"CFBundleExecutable", "Tolvin"},
-                                       {"CFBundleShortVersionString", version},
+                                       {"CFBundleShortVersionString", version + " beta"},
                                        {"CFBundleVersion", version}},
                                       root() + "/Applications/Tolvin.app/Contents/Info.plist"));
 }

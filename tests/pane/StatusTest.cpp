@@ -46,6 +46,8 @@ TEST_F(StatusTest, TheEnablingRuleFollowsJobFileAndStatus) {
         EXPECT_EQ(status(), line);
         EXPECT_EQ(controls(), expected) << said;
         EXPECT_TRUE(masterSwitch().isEnabled());
+        pane->savePrefs(nullptr); // moves no switch
+        EXPECT_EQ(status() + controls().substr(0, 3), line + std::string(expected).substr(0, 3));
     }
     EXPECT_EQ(machine->commands().size(), 1U) << "only the profiler: nothing was started";
 }
@@ -101,6 +103,10 @@ TEST_F(StatusTest, TheCheckboxesTellTheClientAndMaintenanceNeedsTheIcon) {
         check(name).click();
         EXPECT_EQ(check("enableMaintenanceCheck").isEnabled(),
                   check("showMenuBarIconCheck").state() == 1);
+        const auto saved = settings();
+        EXPECT_EQ(*saved.objectForKey("showMenuBarIcon"), check("showMenuBarIconCheck").state());
+        EXPECT_EQ(*saved.objectForKey("enableMaintenanceRequests"),
+                  check("enableMaintenanceCheck").state());
         runFor(0.1);
     }
     EXPECT_EQ(heard, (Texts{"TolvinMenuBarIconHide@2", "TolvinMenuBarIconShow@2",
