@@ -198,8 +198,7 @@ INSTANTIATE_TEST_SUITE_P(Tellers, ClosingTest,
                          [](const auto& test) { return std::string(test.param.name); });
 
 INSTANTIATE_TEST_SUITE_P(Tellers, StoryTest,
-                         testing::Values(Teller{"Superuser", false, false},
-                                         Teller{"UserWithTheSupervisor", true, false,
+                         testing::Values(Teller{"Superuser", false, false,
                                                 SOURCE_DIRECTORY "/docs/Example.app"},
                                          Teller{"UserWithSystemd", true, true}),
                          [](const auto& test) { return std::string(test.param.name); });
