@@ -34,11 +34,11 @@ public:
 } // namespace
 
 void LogWindow::open(NSWindow& window) {
-    auto* log = window.findChild<LogWindow*>("logWindow");
+    auto* log = window.findChild<QWidget*>("logWindow");
     if (!log) {
         log = new LogWindow(window);
     }
-    log->QWidget::show();
+    log->show();
     log->raise();
     log->activateWindow();
 }

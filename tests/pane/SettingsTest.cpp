@@ -32,7 +32,8 @@ protected:
         load();
         std::string result;
         for (const auto& setting : Tessaline_Network_ClientPref::settings()) {
-            const auto* box = pane->mainView()->findChild<NSButton*>(setting.outlet.c_str());
+            const auto* box = dynamic_cast<NSButton*>(
+                pane->mainView()->findChild<QWidget*>(setting.outlet.c_str()));
             result += box != nullptr ? std::to_string(box->state()) : "";
         }
         result += " " + text("networkCustomPortText").stringValue();
