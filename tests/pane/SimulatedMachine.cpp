@@ -117,6 +117,11 @@ std::vector<NotedCommand> SimulatedMachine::commands() const {
     return noted;
 }
 
+void SimulatedMachine::forgetCommands() {
+    std::lock_guard lock(mutex);
+    noted.clear();
+}
+
 void SimulatedMachine::installClient(const std::string& version) {
     writeExecutable(clientExecutable());
     ASSERT_TRUE(writeDictionaryToFile({{"CFBundleIdentifier", "com.quorvane.Tolvin"},

@@ -32,6 +32,7 @@ public:
 
     void setTool(const std::string& name, Tool tool);
     std::vector<NotedCommand> commands() const;
+    void forgetCommands();
 
     /// Puts the client's bundle into the Applications folder.
     void installClient(const std::string& version);
