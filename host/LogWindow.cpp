@@ -3,11 +3,13 @@
 #include "Shared/QVLogFiles.h"
 #include "System/FileReplacement.h"
 
+#include <algorithm>
 #include <QApplication>
 #include <QBoxLayout>
 #include <QClipboard>
 #include <QFileDialog>
 #include <QFontDatabase>
+#include <QFontInfo>
 #include <QPushButton>
 #include <QScrollBar>
 #include <QTextCursor>
@@ -30,6 +32,14 @@ public:
     static QString saved() { return tr("Saved as %1"); }
     static QString notSaved() { return tr("Not saved. %1"); }
 };
+
+/// Who has set large letters has set those of all texts, but for the fixed font's, as a rule.
+QFont logFont() {
+    auto font = QFontDatabase::systemFont(QFontDatabase::FixedFont);
+    const auto size = [](const QFont& any) { return QFontInfo(any).pointSizeF(); };
+    font.setPointSizeF(std::max(size(font), size(QApplication::font())));
+    return font;
+}
 
 } // namespace
 
@@ -62,7 +72,7 @@ LogWindow::LogWindow(NSWindow& window)
     text->setUndoRedoEnabled(false);
     text->setLineWrapMode(QPlainTextEdit::NoWrap);
     text->setMaximumBlockCount(mostLines);
-    text->setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
+    text->setFont(logFont());
     text->setAccessibleName(Text::title());
     note->setObjectName("logNote");
     note->setWordWrap(true);
