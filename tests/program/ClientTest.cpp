@@ -135,11 +135,11 @@ TEST_F(ClientTest, TheWindowFollowsItsClientThroughEverything) {
               on);
     // The log is there from the start, and followed into its next file.
     ask("press messageShowLog\nwait logNote \"Im Protokoll steht noch nichts.\" 60");
-    EXPECT_EQ(std::system(("cd \"$(dirname $(find " + root + " -name Preferences.1.log))\"" +
-                           " && echo 1 >>Preferences.1.log && mv Preferences.1.log " +
-                           "Preferences.2.log && echo 2 >Preferences.1.log")
-                              .c_str()),
-              0);
+    EXPECT_EQ(
+        std::system(("find " + root + " -name Preferences.1.log -execdir sh -c 'echo 1 >>$1; " +
+                     "mv $1 Preferences.2.log; echo 2 >$1' - '{}' ';'")
+                        .c_str()),
+        0);
     EXPECT_EQ(ask("wait logNote \"Zeilen: 2\" 60"), on);
     heard.clear();
     startClient();
