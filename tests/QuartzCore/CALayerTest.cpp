@@ -7,16 +7,19 @@
 
 #include <gtest/gtest.h>
 #include <QApplication>
+#include <QPaintEvent>
 
 namespace {
 
 class CountingView : public NSView {
 public:
     int paints = 0;
+    QRegion painted;
 
 protected:
     void paintEvent(QPaintEvent* event) override {
         ++paints;
+        painted += event->region();
         NSView::paintEvent(event);
     }
 };
@@ -73,6 +76,7 @@ TEST_F(CALayerTest, GlidesAlongTheDefaultCurveAndTurnsBackFromWhereItIsSeen) {
 TEST_F(CALayerTest, TransactionsNestAndZeroDurationMovesBoth) {
     CATransaction::begin();
     CATransaction::setValueForKey(1.0, kCATransactionAnimationDuration);
+    CATransaction::setValueForKey(2.0, "another key");
     CATransaction::begin();
     EXPECT_EQ(CATransaction::animationDuration(), 1.0);
     CATransaction::setValueForKey(0.0, kCATransactionAnimationDuration);
@@ -89,21 +93,28 @@ TEST_F(CALayerTest, TransactionsNestAndZeroDurationMovesBoth) {
     CATransaction::begin(); // stops a glide, even to where it was going
     CATransaction::setValueForKey(0.0, kCATransactionAnimationDuration);
     layer->setPosition({120, 10});
-    CATransaction::commit();
     EXPECT_EQ(shownX(), 100);
+    layer->setPosition({70, 10});
+    QApplication::processEvents();
+    view->painted = {};
+    layer->setPosition({20, 10});
+    QApplication::processEvents();
+    EXPECT_TRUE(view->painted.contains(QPoint(89, 49))) << "its old place keeps a trail";
+    CATransaction::commit();
 }
 
 TEST_F(CALayerTest, FramesCountUpwardsAndPaintsStopWithTheMovement) {
     layer->setBorderWidth(20); // all black
     layer->setPosition({80, 10});
+    QApplication::processEvents();
+    const int first = view->paints;
     pass(0.3);
     QApplication::processEvents(QEventLoop::WaitForMoreEvents); // the last frame's timer
     QApplication::processEvents();
     const int before = view->paints;
-    EXPECT_GT(before, 0);
-    for (int turn = 0; turn < 50; ++turn) {
-        QApplication::processEvents();
-    }
+    EXPECT_GT(before, first);
+    usleep(50'000); // three frames
+    QApplication::processEvents();
     EXPECT_EQ(view->paints, before);
 
     const QImage picture = view->grab().toImage();

@@ -88,7 +88,12 @@ TEST_F(AuthorizationTest, AsksOnceAndRunsToolsAsTheSuperuser) {
     EXPECT_EQ(outputOf("/bin/echo", {"-n", "line\nfeed", "\xff"}), "line\nfeed \xff");
     EXPECT_EQ(outputOf("/bin/sh", {"-c", "id -u; echo error >&2; cat"}), "0\n");
     EXPECT_EQ(outputOf("/no/such/tool", {}), "<-60031>");
+    EXPECT_EQ(outputOf("/bin/sh", {"-c", "umask; cut -d' ' -f6 /proc/$$/stat | grep -cx $$"}),
+              "0022\n1\n")
+        << "in a session of its own";
     const auto file = directory.path() + "/file";
+    execute("/bin/sh", {"-c", "until rm " + file + "; do sleep 0.1; done"});
+    execute("/bin/touch", {file}); // does not wait for ever
     execute("/bin/sh", {"-c", "sleep 0.1; echo first >>" + file});
     execute("/bin/sh", {"-c", "echo second >>" + file});
     EXPECT_EQ(outputOf("/bin/cat", {file}), "first\nsecond\n") << "one after the other";
@@ -180,6 +185,9 @@ TEST_F(AuthorizationTest, TheHelperKeepsToFilesAndEndsWhenNobodyAsks) {
               status.npos)
         << status;
     EXPECT_NE(status.find("NoNewPrivs:\t1\n"), status.npos) << status;
+
+    const auto limits = contentsOfFile("/proc/" + std::to_string(serving) + "/limits").value_or("");
+    EXPECT_NE(limits.find("Max core file size        0 "), limits.npos) << limits;
 
     // Its timer is moved on to the end.
     const FileDescriptor handle(static_cast<int>(syscall(SYS_pidfd_open, serving, 0)));

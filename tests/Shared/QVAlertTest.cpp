@@ -28,8 +28,10 @@ protected:
         const auto* alert = NSAlert::shownAlerts().at(0);
         seen = alert->messageText() + " / " + alert->informativeText();
         auto* button = alert->buttonWithTitle(title);
+        const auto* box = button->window();
+        EXPECT_EQ(box->windowModality() == Qt::WindowModal, box->parent() != nullptr);
         EXPECT_TRUE(button->shortcut().isEmpty()) << "no letter is meant as one";
-        for (const auto* label : button->window()->findChildren<QLabel*>()) {
+        for (const auto* label : box->findChildren<QLabel*>()) {
             EXPECT_EQ(label->textFormat(), Qt::PlainText);
         }
         button->click();

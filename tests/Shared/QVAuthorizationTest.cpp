@@ -140,6 +140,7 @@ TEST_F(QVAuthorizationTest, APasswordIsItsUsersOwnAndMustBeAnAdministrators) {
         {user, user, password, false},                  // no administrator
         {user, administrator, password, true},          // with su, then sudo
         {user, administrator, "wrong", false},
+        {administrator, administrator, password + "\nand more", false},
     };
     for (const auto& each : cases) {
         recorder->user = each.process.name();

@@ -41,6 +41,8 @@ done <<-'END'
 	1 |ln -s ../shadow theirs/l|chown 1001:wheel theirs/l|[ -L theirs/l ]
 	0 ||chown root:wheel theirs/a.plist; chmod 0640 theirs/a.plist theirs|[ "$(stat -c %u:%g:%a theirs/a.plist)" = 0:0:640 ]
 	1 ||chown nobody:nowhere theirs/a.plist|[ "$(stat -c %u theirs/a.plist)" = 1001 ]
+	0 |touch -d @7 theirs/a.plist|mv -f theirs/a.plist ours|[ "$(stat -c %Y ours/a.plist)" = 7 ]
+	1 ||chmod 00644 ours/a.plist|[ -e ours/a.plist ]
 	1 ||chmod u+s ours/a.plist|[ ! -u ours/a.plist ]
 	END
 exit $failed

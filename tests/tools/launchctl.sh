@@ -99,13 +99,15 @@ wait && lists ''
 # Which ends are followed by a start.
 while IFS='|' read -r keep status restarts; do
     talking_job 0 exit "$keep"
-    hear && tell "$status"
+    hear
+    if [ "$status" = -9 ]; then kill -KILL "$heard"; else tell "$status"; fi
     if [ "$restarts" ]; then hear; else lists "-	$status	com.example.job"; fi
     says 0 '' unload job.plist
 done <<-END
 	<true/>|0|yes
 	<true/>|3|yes
 	<false/>|3|
+	<false/>|-9|
 	<dict><key>SuccessfulExit</key><true/></dict>|0|yes
 	<dict><key>SuccessfulExit</key><true/></dict>|3|
 	END
@@ -129,8 +131,9 @@ job "$(text Program "$folder/late")<key>KeepAlive</key><true/><key>ThrottleInter
     <key>ExitTimeOut</key><integer>1</integer>"
 says 0 "Cannot start $folder/late: No such file or directory; tried again" load job.plist
 lists $'-\t127\tcom.example.job'
-printf '#!/bin/sh\ntrap "" TERM; pwd >%s; exec sleep 3600' "$folder/where" >new && chmod 755 new && mv -f new late
-sooner_or_later test -s where && is "$(<where)" /
+printf '#!/bin/sh\nblocked=$(grep -c "SigBlk.*[1-9a-f]" /proc/self/status)
+    trap "" TERM; echo "$blocked $PWD" >%s; exec sleep 3600' "$folder/where" >new && chmod 755 new && mv -f new late
+sooner_or_later test -s where && is "$(<where)" '0 /'
 says 0 '' unload job.plist
 # One that nothing starts is loaded and waits; a label may hold any character, and is shown as it can be.
 job '<key>RunAtLoad</key><false/>' 'a-b c/ü\&#9;'
@@ -170,6 +173,13 @@ done <<-END
 	holds no property list dictionary||truncate -s 100
 	holds no property list dictionary||LC_ALL=C sed -i $'s/com/\xff/'
 	is no job file||mkfifo -m 600 pipe && mv -f pipe
+	is no job file||truncate -s 2M
+	"Label" must be a string||echo '{ Label = "a\\000b"; Program = "/bin/true"; }' >
+	"Program" must be an absolute path|$(text Program bin/true)
+	"WorkingDirectory" must be an absolute path|$(text WorkingDirectory there)
+	the job is disabled|<key>Disabled</key><true/>
+	"ExitTimeOut" must be a number of seconds from 1|<key>ExitTimeOut</key><integer>0</integer>
+	"KeepAlive" with "Crashed" is not supported|<key>KeepAlive</key><dict><key>Crashed</key><true/></dict>
 	Couldn't read job.plist||rm
 	END
 # A job of the superuser's whose program others could put there, or that cannot be reached; a job of one's
