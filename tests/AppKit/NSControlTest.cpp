@@ -113,10 +113,6 @@ TEST_F(NSControlTest, AWindowOfAnySizeShowsTheWholeView) {
     EXPECT_TRUE(QRect(0, 0, 200, 100).contains(placeOf(button)));
     EXPECT_GT(button->height(), line);
     EXPECT_EQ(button->height(), button->heightForWidth(button->width()));
-    const auto lower = button->grab().toImage().copy(0, button->height() - line, 200, line);
-    auto blank = lower;
-    blank.fill(lower.pixel(0, 0));
-    EXPECT_NE(lower, blank) << "the title's last line";
     EXPECT_FALSE(window.rect().intersects(placeOf(last)));
     NSScrollView::scrollToVisible(*last);
     EXPECT_TRUE(window.rect().contains(placeOf(last)));

@@ -2,6 +2,7 @@
 #include "Foundation/NSPropertyListSerialization.h"
 #include "pane/PaneFixture.h"
 #include "pane/Tolvin.h"
+#include "Shared/QVAuthorization.h"
 
 #include <filesystem>
 #include <fstream>
@@ -36,7 +37,7 @@ protected:
 TEST_F(LifecycleTest, OnInstallsTheJobAndOffTakesAllOfItAwayStepByStep) {
     machine->setTool("launchctl", [this](const auto& arguments) {
         machine->clientRuns = arguments[0] == "load";
-        return ToolResult();
+        return ToolResult{.seconds = arguments[0] == "remove" ? 0.5 : 0};
     });
     load();
     listen();
@@ -44,13 +45,13 @@ TEST_F(LifecycleTest, OnInstallsTheJobAndOffTakesAllOfItAwayStepByStep) {
     EXPECT_EQ(status(), "Status: Not loaded");
     bool mayLeave = false;
     pane->setUnselectReply([&](bool) { mayLeave = true; });
-    EXPECT_EQ(pane->shouldUnselect(), NSUnselectNow);
     toggle();
     EXPECT_FALSE(masterSwitch().isEnabled());
     pane->enableDisableClient(nullptr); // does nothing then
     EXPECT_EQ(pane->shouldUnselect(), NSUnselectLater);
     runFor(0.0001);
     EXPECT_EQ(status(), "Status: Creating job...");
+    EXPECT_TRUE(spins());
     clientSays("Disconnected"); // shown, and nothing else while an operation runs
     EXPECT_EQ(status(), "Status: Disconnected");
     EXPECT_TRUE(masterSwitch().isOn() && !masterSwitch().isEnabled());
@@ -77,11 +78,15 @@ TEST_F(LifecycleTest, OnInstallsTheJobAndOffTakesAllOfItAwayStepByStep) {
     EXPECT_EQ(commands().size(), 5U) << "the client runs: it is not started a second time";
 
     heard.clear();
+    QVAuthorization::sharedController().authEnd();
     toggle();
     runFor(1);
+    EXPECT_TRUE(spins() && QVAuthorization::sharedController().isAuthorized());
     EXPECT_EQ(status(), "Status: Disconnecting...");
     EXPECT_FALSE(check("autoUpdateCheck").isEnabled());
-    runFor(2);
+    runFor(1.2);
+    EXPECT_EQ(status(), "Status: Unloading job...");
+    runFor(1);
     EXPECT_EQ(status(), "Status: Not loaded");
     EXPECT_FALSE(masterSwitch().isOn());
     EXPECT_FALSE(std::filesystem::exists(machine->jobFile()));
@@ -98,7 +103,9 @@ TEST_F(LifecycleTest, AClientThatLaunchdDoesNotStartIsStartedDirectly) {
     toggle();
     runFor(1.5);
     ASSERT_EQ(status(), "Status: Launching client...");
-    runFor(30);
+    runFor(7); // of the 15 seconds that it is given
+    EXPECT_EQ(status(), "Status: Launching client...");
+    runFor(23);
     EXPECT_EQ(commands().back(), "Tolvin@21");
 }
 
@@ -240,8 +247,7 @@ TEST_F(LifecycleTest, AnExceptionLeavesTheFinalStepsToRun) {
         EXPECT_TRUE(told("Exception in -[Tessaline_Network_ClientPref " + std::string(method) +
                          "]. Name - reason %@."));
         EXPECT_TRUE(masterSwitch().isEnabled());
-        EXPECT_EQ(control<NSProgressIndicator>("statusSpinner").valueForKey("value"),
-                  PropertyList(false));
+        EXPECT_FALSE(spins());
     }
 }
 

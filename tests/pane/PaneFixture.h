@@ -38,6 +38,9 @@ protected:
     NSButton& check(const char* name) { return control<NSButton>(name); }
     NSTextField& text(const char* name) { return control<NSTextField>(name); }
     QVSwitch& masterSwitch() { return control<QVSwitch>("masterSwitch"); }
+    bool spins() {
+        return control<NSProgressIndicator>("statusSpinner").valueForKey("value") == true;
+    }
     std::string status() { return text("statusLabel").stringValue(); }
     /// A click on the knob, as the view hands it on.
     void toggle();

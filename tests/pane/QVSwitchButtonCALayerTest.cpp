@@ -71,6 +71,8 @@ TEST(QVSwitchButtonCALayer, SettlesByTheRulesAndKeepsToItsEndWhenTheTrackChanges
         {"p10 d40 r", false, 0, "0"},             // exactly the middle
         {"p10 d500 d499", false, 59, ""},         // overshoot is not counted on the way back
         {"p10 d30 d-50 d-20", false, 30, ""},     // nor at the left end
+        {"p10 d-50 d-20", false, 0, ""},          // as if it had not been there
+        {"p10 d70 d90 d80", false, 60, ""},       //
         {"p40 r", true, 60, "1"},                 // the right edge is not part of the knob,
         {"p40 d90", false, 0, ""},                // so it cannot be dragged by it,
         {"p0 d20", false, 20, ""},                // but by its left edge
@@ -115,7 +117,8 @@ TEST(QVSwitchButtonCALayer, ShowsTheImageOfItsState) {
     const auto atRest = shown("");
     const auto pressed = shown("p10");
     const auto disabled = shown("D");
-    EXPECT_EQ(shown("r p10"), disabled);
+    EXPECT_EQ(shown("r"), disabled);
+    EXPECT_EQ(shown("p10"), disabled);
     EXPECT_EQ(shown("E"), pressed);
     EXPECT_EQ(shown("r"), atRest);
     EXPECT_EQ(shown("p10"), atRest); // beside the knob, which is at the right end now

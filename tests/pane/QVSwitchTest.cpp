@@ -84,6 +84,7 @@ TEST_F(QVSwitchTest, FollowsTheMouseAndItsSizeInBothDirections) {
         mouse(QEvent::MouseButtonPress, 70);
         mouse(QEvent::MouseMove, 40);
         EXPECT_EQ(knobX(), 30);
+        EXPECT_EQ(shownX(), 30);
         mouse(QEvent::MouseButtonRelease, 40);
         EXPECT_EQ(knobX(), 0);
         clock->sleepFor(std::chrono::seconds(1)); // it has glided there
@@ -97,6 +98,7 @@ TEST_F(QVSwitchTest, FollowsTheMouseAndItsSizeInBothDirections) {
     }
 
     view->setOn(true, false);
+    EXPECT_EQ(shownX(), 60);
     view->resize(160, 40);
     EXPECT_EQ(knobLayer().knobFrame(), CGRectMake(120, 0, 40, 40));
     EXPECT_EQ(knobLayer().sublayers().front()->shownFrame(), knobLayer().knobFrame());
@@ -121,6 +123,7 @@ TEST_F(QVSwitchTest, QuickClicksInOnePlaceCountOnce) {
 
 TEST_F(QVSwitchTest, TellsOfEverySetOnAndOfEveryReleaseGlidingOrNot) {
     view->setOn(true);
+    EXPECT_EQ(knobX(), 60);
     view->setOn(true);
     EXPECT_EQ(controller->heard, "11");
     view->setOn(false, false);
@@ -163,9 +166,6 @@ TEST_F(QVSwitchTest, AKeyThatLeadsToItBringsTheRingAndAClickDoesNot) {
     const auto plain = view->grab().toImage();
     EXPECT_NE(ring, plain);
     EXPECT_EQ(pictureAfter(Qt::MouseFocusReason), plain);
-    QFocusEvent back(QEvent::FocusIn, Qt::ActiveWindowFocusReason); // from another window
-    QApplication::sendEvent(view, &back);
-    EXPECT_EQ(view->grab().toImage(), plain);
 }
 
 TEST_F(QVSwitchTest, DrawsItsTrackSharplyAtEveryScale) {

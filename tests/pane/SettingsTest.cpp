@@ -172,7 +172,7 @@ protected:
                          [=](auto&) { return ToolResult{.seconds = seconds, .output = output}; });
     }
     static std::string report(const std::string& services) {
-        return "({_dataType = SPNetworkDataType; _items = (" + services + ");})";
+        return "({_dataType = SPNetworkDataType; _items = (" + services + ");}, {})";
     }
     static std::string service(const std::string& name, const std::string& address) {
         return "{_name = \"" + name + "\"; Ethernet = {\"MAC Address\" = \"" + address + "\";};}";

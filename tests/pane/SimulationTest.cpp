@@ -40,10 +40,6 @@ protected:
         return dynamic_cast<QVSwitchButtonCALayer&>(
             *masterSwitch().layer()->sublayers().front()->sublayers().front());
     }
-    bool spins() {
-        return control<NSProgressIndicator>("statusSpinner").valueForKey("value") ==
-               PropertyList(true);
-    }
 };
 
 void SimulationTest::inviteUser(SimulatedLogin& login) {
