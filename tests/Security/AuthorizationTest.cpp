@@ -12,6 +12,7 @@
 #include <filesystem>
 #include <sys/prctl.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/timerfd.h>
 #include <sys/wait.h>
 
@@ -82,9 +83,11 @@ TEST_F(AuthorizationTest, TellsARefusalFromADismissedDialog) {
 }
 
 TEST_F(AuthorizationTest, AsksOnceAndRunsToolsAsTheSuperuser) {
+    const auto usual = umask(0);
     for (int i = 0; i < 2; ++i) {
         EXPECT_EQ(copyRights(), errAuthorizationSuccess);
     }
+    umask(usual);
     EXPECT_EQ(outputOf("/bin/echo", {"-n", "line\nfeed", "\xff"}), "line\nfeed \xff");
     EXPECT_EQ(outputOf("/bin/sh", {"-c", "id -u; echo error >&2; cat"}), "0\n");
     EXPECT_EQ(outputOf("/no/such/tool", {}), "<-60031>");
