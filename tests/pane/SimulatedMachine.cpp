@@ -83,7 +83,7 @@ std::unique_ptr<LaunchedProcess> SimulatedMachine::launch(const LaunchRequest& r
     {
         std::lock_guard lock(mutex);
         const double time = std::chrono::duration<double>(clock().now().time_since_epoch()).count();
-        noted.push_back({line, time});
+        noted.push_back({line, time, numberOfThisThread()});
         const auto entry = simulated.find(name);
         tool = entry != simulated.end() ? entry->second : nullptr;
     }
@@ -94,6 +94,12 @@ std::unique_ptr<LaunchedProcess> SimulatedMachine::launch(const LaunchRequest& r
                   static_cast<ssize_t>(result.output.size()));
     }
     return std::make_unique<SimulatedProcess>(clock(), result);
+}
+
+int SimulatedMachine::numberOfThisThread() {
+    static std::atomic<int> next{0};
+    thread_local const int number = next++;
+    return number;
 }
 
 std::vector<RunningProcess> SimulatedMachine::processes() const {

@@ -17,6 +17,7 @@ struct ToolResult {
 struct NotedCommand {
     std::string line; // the tool's name and its arguments
     double time;
+    int thread; // the number of the thread that ran it, never given twice
 };
 
 class SimulatedMachine : public TestMachine {
@@ -44,6 +45,8 @@ public:
     std::string preferences(const std::string& file) const {
         return homeDirectory() + "/Library/Preferences/" + file;
     }
+
+    static int numberOfThisThread();
 
     std::atomic<bool> clientRuns{false};
 

@@ -36,6 +36,7 @@ protected:
     void live(unsigned seed);
     void inviteUser(SimulatedLogin& login);
     void expectRest(int clients);
+    void expectNoTwoOperationsAtOnce();
     QVSwitchButtonCALayer& knob() {
         return dynamic_cast<QVSwitchButtonCALayer&>(
             *masterSwitch().layer()->sublayers().front()->sublayers().front());
@@ -48,12 +49,22 @@ void SimulationTest::inviteUser(SimulatedLogin& login) {
             if (!pane) {
                 return;
             }
+            const double x = login.upTo(masterSwitch().width());
             switch (login.below(7)) {
             case 0:
                 check("showMenuBarIconCheck").click();
                 break;
             case 1:
                 check("networkDisableBonjour").click();
+                break;
+            case 2: // a drag, enabled or not, let go after a while
+                knob().mouseDown({x, 10});
+                knob().mouseDragged({login.upTo(masterSwitch().width()), 10});
+                login.after(login.upTo(10), [this] {
+                    if (pane) {
+                        knob().mouseUp({});
+                    }
+                });
                 break;
             default:
                 toggle();
@@ -62,6 +73,21 @@ void SimulationTest::inviteUser(SimulatedLogin& login) {
     }
     if (login.chance(0.2)) {
         login.after(login.upTo(60), [this] { pane = nullptr; });
+    }
+}
+
+/// The commands of one operation's thread stand together: another one's never come between.
+void SimulationTest::expectNoTwoOperationsAtOnce() {
+    std::vector<int> operations;
+    for (const auto& command : machine->commands()) {
+        const bool byOperation = !command.line.starts_with("system_profiler") &&
+                                 !command.line.starts_with("Tolvin") &&
+                                 command.thread != SimulatedMachine::numberOfThisThread();
+        if (byOperation && (operations.empty() || operations.back() != command.thread)) {
+            EXPECT_EQ(std::count(operations.begin(), operations.end(), command.thread), 0)
+                << "two operations at once, at " << command.line;
+            operations.push_back(command.thread);
+        }
     }
 }
 
@@ -103,6 +129,7 @@ void SimulationTest::live(unsigned seed) {
     runFor(65);
     login.calmDown();
     runFor(85);
+    expectNoTwoOperationsAtOnce();
     for (int tries = 0; tries < 1000 && NSThread::running() > login.threads; ++tries) {
         std::this_thread::sleep_for(std::chrono::milliseconds(1)); // for its last instructions
     }
