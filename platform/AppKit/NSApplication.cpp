@@ -3,6 +3,7 @@
 #include "AppKit/NSAccessibility.h"
 #include "AppKit/Translation.h"
 
+#include <cstdlib>
 #include <QAbstractEventDispatcher>
 #include <QApplication>
 #include <QLibraryInfo>
@@ -26,6 +27,9 @@ NSApplication::NSApplication(const std::vector<std::string>& toolkitOptions)
     count = static_cast<int>(arguments.size());
     arguments.push_back(nullptr);
     application = std::make_unique<QApplication>(count, arguments.data());
+    // What is still to be deleted at the end goes before the screen's plug-in does; Qt 6.8 would do
+    // it after.
+    std::atexit([] { QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete); });
     if (QLocale().textDirection() == Qt::RightToLeft) {
         QGuiApplication::setLayoutDirection(Qt::RightToLeft);
     }
