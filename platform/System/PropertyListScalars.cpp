@@ -24,6 +24,13 @@ bool takeIfThere(std::string_view& text, std::string_view start) {
     return isThere;
 }
 
+/// With attributes or without, and perhaps empty.
+bool begins(std::string_view tag, std::string_view element) {
+    return tag.starts_with(element) &&
+           (tag.size() == element.size() ||
+            std::string_view(" \t\r\n/").find(tag[element.size()]) != std::string_view::npos);
+}
+
 /// Its sign and digits, without zeros before them.
 std::string plainInteger(std::string_view digits) {
     constexpr std::uint64_t lowest = 1ULL << 63U;
@@ -69,15 +76,19 @@ bool isDate(std::string_view text) {
 
 } // namespace
 
-void settlePropertyListScalar(std::string_view element, std::span<char> content) {
+bool isPropertyListScalar(std::string_view tag) {
+    return begins(tag, "integer") || begins(tag, "real") || begins(tag, "date");
+}
+
+void settlePropertyListScalar(std::string_view tag, std::span<char> content) {
     const auto text = withoutBlanks({content.data(), content.size()});
-    if (element == "integer") {
+    if (begins(tag, "integer")) {
         std::string number = plainInteger(text);
         number.resize(content.size(), ' ');
         std::copy(number.begin(), number.end(), content.begin());
-    } else if (element == "real") {
+    } else if (begins(tag, "real")) {
         require(isReal(text), "a number is damaged");
-    } else if (element == "date") {
+    } else {
         require(isDate(text), "a date does not exist");
     }
 }

@@ -6,10 +6,12 @@
 #include <string>
 #include <string_view>
 
+/// Whether the text between "<" and ">" begins a number or a date.
+bool isPropertyListScalar(std::string_view tag);
 /// Raises PropertyListError for content that is no such value: a whole number of more than 64 bits,
-/// a date that does not exist. Any other element's content is let through. Writes a whole number
-/// without zeros before its digits, in its own place.
-void settlePropertyListScalar(std::string_view element, std::span<char> content);
+/// a date that does not exist. Writes a whole number without zeros before its digits, in its own
+/// place.
+void settlePropertyListScalar(std::string_view tag, std::span<char> content);
 
 /// Whether the elements of this XML text can be read again: libplist writes a date before the year
 /// 1000 with fewer digits than a date has.

@@ -95,7 +95,9 @@ private:
             started = true;
         }
         values += depth == 1 ? 1 : 0;
-        readContent(tag);
+        if (isPropertyListScalar(tag)) {
+            readContent(tag);
+        }
         if (!tag.ends_with('/')) {
             ++depth;
         }
@@ -105,10 +107,8 @@ private:
 
     /// Of a number or a date, up to the element's end. What is empty holds none.
     void readContent(std::string_view tag) {
-        const std::string_view name = tag.substr(0, tag.find_first_of(" \t\r\n/"));
         const std::size_t length = tag.ends_with('/') ? 0 : std::min(text.find('<'), text.size());
-        settlePropertyListScalar(name,
-                                 std::span(whole).subspan(whole.size() - text.size(), length));
+        settlePropertyListScalar(tag, std::span(whole).subspan(whole.size() - text.size(), length));
     }
 
     std::string& whole;
