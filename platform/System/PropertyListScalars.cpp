@@ -51,9 +51,10 @@ std::string plainInteger(std::string_view digits) {
 
 bool isReal(std::string_view text) {
     double value = 0;
-    takeIfThere(text, "+");
+    const bool isPositive = takeIfThere(text, "+");
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-    return error != std::errc::invalid_argument && end == text.data() + text.size();
+    return !(isPositive && text.starts_with('-')) && error != std::errc::invalid_argument &&
+           end == text.data() + text.size();
 }
 
 bool isDate(std::string_view text) {

@@ -13,6 +13,6 @@ bool isPropertyListScalar(std::string_view tag);
 /// place.
 void settlePropertyListScalar(std::string_view tag, std::span<char> content);
 
-/// Whether the elements of this XML text can be read again: libplist writes a date before the year
-/// 1000 with fewer digits than a date has.
+/// Whether the dates in XML text of libplist's can be read again: it writes a year before 1000 with
+/// fewer digits than a date has.
 bool hasWholeDates(std::string_view xml);

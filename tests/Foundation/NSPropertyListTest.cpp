@@ -138,8 +138,9 @@ TEST(NSPropertyListTest, AcceptsOnlyOneWholeList) {
           "<string>&what;</string>", "<dict><true/></dict>", "<array a='>'></array>",
           "<array a='<array>'></array>", "</plist><plist><true/>", "<integer/>",
           "<integer>5x</integer>", "<integer>18446744073709551616</integer>",
-          "<integer a='b'>-9223372036854775809</integer>", "<real>1,5</real>", "<real></real>",
-          "<date>2001-02-30T00:00:00Z</date>", "<date>2_01-01-01T00:00:00Z</date>"}) {
+          "<integer a='b'>-9223372036854775809</integer>", "<real>1,5</real>", "<real>+-1</real>",
+          "<real></real>", "<date>2001-02-30T00:00:00Z</date>",
+          "<date>2_01-01-01T00:00:00Z</date>"}) {
         EXPECT_FALSE(reads(xml(content))) << content;
     }
     expectReads(false, {"", " \n", "<plist/>", "<array/>", "<!-- --><dict></dict>",
