@@ -1,5 +1,6 @@
 #include "Foundation/NSFileManager.h"
 
+#include "support/RealTime.h"
 #include "support/TemporaryDirectory.h"
 #include "System/FileReading.h"
 #include "System/FileReplacement.h"
@@ -96,6 +97,8 @@ TEST_F(NSFileManagerTest, WritersAtTheSameTimeAndKilledAtAnyMomentLeaveAWholeFil
                 writeFileAtomically(contents[index], file);
             }
         }
+        const bool atWork = eventually([&] { return names().size() > 1; });
+        EXPECT_TRUE(atWork); // how long a new process takes to begin differs widely
         std::this_thread::sleep_for(std::chrono::microseconds(random() % 6000));
         for (const pid_t writer : writers) {
             kill(writer, SIGKILL);
