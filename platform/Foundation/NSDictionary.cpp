@@ -10,6 +10,11 @@ namespace {
 
 constexpr std::size_t mostLookedThrough = 16;
 
+std::size_t hashOfKey(const std::string& key) { return std::hash<std::string>()(key); }
+
+/// The bits that do not choose the slot.
+std::uint32_t tagOfHash(std::size_t hash) { return static_cast<std::uint32_t>(hash >> 32U); }
+
 } // namespace
 
 NSDictionary::NSDictionary(std::initializer_list<std::pair<std::string, PropertyList>> list) {
@@ -26,8 +31,8 @@ NSDictionary NSDictionary::dictionaryWithCapacity(std::size_t count) {
 
 /// The number of entries for a missing key.
 std::size_t NSDictionary::placeOfKey(const std::string& key) const {
-    if (!places.empty()) {
-        return placeInSlot(slotOfKey(key));
+    if (!index.empty()) {
+        return placeInSlot(slotOfKey(key, hashOfKey(key)));
     }
     std::size_t place = 0;
     while (place < entries.size() && entries[place].first != key) {
@@ -38,14 +43,18 @@ std::size_t NSDictionary::placeOfKey(const std::string& key) const {
 
 /// The number of entries for a free slot.
 std::size_t NSDictionary::placeInSlot(std::size_t slot) const {
-    return places[slot] != 0 ? places[slot] - 1 : entries.size();
+    return index[slot].placeAndOne != 0 ? index[slot].placeAndOne - 1 : entries.size();
 }
 
 /// The one that has the key's place, or the free one that is to have it.
-std::size_t NSDictionary::slotOfKey(const std::string& key) const {
-    const auto last = places.size() - 1; // all of its bits are set
-    auto slot = std::hash<std::string>()(key) & last;
-    while (places[slot] != 0 && entries[places[slot] - 1].first != key) {
+std::size_t NSDictionary::slotOfKey(const std::string& key, std::size_t hash) const {
+    const auto last = index.size() - 1; // all of its bits are set
+    const auto isAnothers = [&](const Slot& slot) {
+        return slot.placeAndOne != 0 &&
+               (slot.tag != tagOfHash(hash) || entries[slot.placeAndOne - 1].first != key);
+    };
+    auto slot = hash & last;
+    while (isAnothers(index[slot])) {
         slot = (slot + 1) & last;
     }
     return slot;
@@ -54,15 +63,17 @@ std::size_t NSDictionary::slotOfKey(const std::string& key) const {
 /// Takes note of the entries from a place on.
 void NSDictionary::note(std::size_t place) {
     if (entries.size() <= mostLookedThrough) {
-        places.clear();
+        index.clear();
         return;
     }
-    if (places.size() < 2 * entries.size()) {
-        places.assign(std::bit_ceil(2 * entries.capacity()), 0);
+    if (index.size() < 2 * entries.size()) {
+        index.assign(std::bit_ceil(2 * entries.capacity()), {});
         place = 0;
     }
     for (; place < entries.size(); ++place) {
-        places[slotOfKey(entries[place].first)] = static_cast<std::uint32_t>(place + 1);
+        const auto hash = hashOfKey(entries[place].first);
+        index[slotOfKey(entries[place].first, hash)] = {static_cast<std::uint32_t>(place + 1),
+                                                        tagOfHash(hash)};
     }
 }
 
@@ -78,17 +89,17 @@ std::optional<std::string> NSDictionary::stringForKey(const std::string& key) co
 }
 
 void NSDictionary::setObject(PropertyList value, std::string key) {
-    const bool isIndexed = !places.empty();
-    const auto slot =
-        isIndexed ? slotOfKey(key) : 0; // looked for once, since long lists wait for it
+    const bool isIndexed = !index.empty();
+    const auto hash = isIndexed ? hashOfKey(key) : 0;
+    const auto slot = isIndexed ? slotOfKey(key, hash) : 0; // once, since long lists wait for it
     const auto place = isIndexed ? placeInSlot(slot) : placeOfKey(key);
     if (place < entries.size()) {
         entries[place].second = std::move(value);
         return;
     }
     entries.emplace_back(std::move(key), std::move(value));
-    if (isIndexed && places.size() >= 2 * entries.size()) {
-        places[slot] = static_cast<std::uint32_t>(entries.size());
+    if (isIndexed && index.size() >= 2 * entries.size()) {
+        index[slot] = {static_cast<std::uint32_t>(entries.size()), tagOfHash(hash)};
     } else {
         note(place);
     }
@@ -98,7 +109,7 @@ void NSDictionary::removeObjectForKey(const std::string& key) {
     const auto place = placeOfKey(key);
     if (place < entries.size()) {
         entries.erase(entries.begin() + static_cast<std::ptrdiff_t>(place));
-        places.clear();
+        index.clear();
         note(0);
     }
 }

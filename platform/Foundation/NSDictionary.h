@@ -37,13 +37,18 @@ public:
     bool operator==(const NSDictionary& other) const;
 
 private:
+    /// Where an entry is, found by its key's hash.
+    struct Slot {
+        std::uint32_t placeAndOne = 0; // 0 for a free slot
+        std::uint32_t tag = 0; // more of the hash: other keys are seldom looked at, which is slow
+    };
+
     std::size_t placeOfKey(const std::string& key) const;
-    std::size_t slotOfKey(const std::string& key) const;
+    std::size_t slotOfKey(const std::string& key, std::size_t hash) const;
     std::size_t placeInSlot(std::size_t slot) const;
     void note(std::size_t place);
 
     Entries entries;
-    /// One more than each entry's place, found by its key's hash: open addressing, 0 for a free
-    /// slot. Empty while the keys are few enough to look through.
-    std::vector<std::uint32_t> places;
+    /// Open addressing. Empty while the keys are few enough to look through.
+    std::vector<Slot> index;
 };
