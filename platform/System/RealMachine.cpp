@@ -61,6 +61,9 @@ bool isPrivateFolder(const std::string& path) {
 
 /// Makes the folder if need be.
 void requirePrivateFolder(const std::string& path) {
+    if (isPrivateFolder(path)) {
+        return;
+    }
     std::error_code ignored;
     std::filesystem::create_directories(std::filesystem::path(path).parent_path(), ignored);
     if (mkdir(path.c_str(), 0700) != 0 && errno != EEXIST) {
