@@ -19,7 +19,7 @@ namespace {
 constexpr OSStatus noRights = -1;
 constexpr OSStatus noSuchTool = -2;
 
-const AuthorizationRights adminRight{{kAuthorizationRightExecute, {}, 0}};
+AuthorizationRights adminRight() { return {{kAuthorizationRightExecute, {}, 0}}; }
 
 /// The monitor on the class.
 std::recursive_mutex& classMutex() {
@@ -145,7 +145,7 @@ bool QVAuthorization::authStart() {
     constexpr AuthorizationFlags flags = kAuthorizationFlagInteractionAllowed |
                                          kAuthorizationFlagExtendRights |
                                          kAuthorizationFlagPreAuthorize;
-    if (AuthorizationCopyRights(created, adminRight, nullptr, flags) != errAuthorizationSuccess) {
+    if (AuthorizationCopyRights(created, adminRight(), nullptr, flags) != errAuthorizationSuccess) {
         AuthorizationFree(created, kAuthorizationFlagDefaults);
         return false;
     }
@@ -177,7 +177,7 @@ bool QVAuthorization::authStartWithUser(std::optional<std::string> user,
     }
     constexpr AuthorizationFlags flags =
         kAuthorizationFlagExtendRights | kAuthorizationFlagPreAuthorize;
-    if (AuthorizationCopyRights(created, adminRight, &environment, flags) !=
+    if (AuthorizationCopyRights(created, adminRight(), &environment, flags) !=
         errAuthorizationSuccess) {
         AuthorizationFree(created, kAuthorizationFlagDefaults);
         constexpr const char* message = "Authorization failed. Invalid username or password";
@@ -192,7 +192,7 @@ bool QVAuthorization::authStartWithUser(std::optional<std::string> user,
 void QVAuthorization::dropLapsedRights() {
     const AuthorizationRef held = heldRef;
     if (held != nullptr &&
-        AuthorizationCopyRights(held, adminRight, nullptr, kAuthorizationFlagDefaults) ==
+        AuthorizationCopyRights(held, adminRight(), nullptr, kAuthorizationFlagDefaults) ==
             errAuthorizationDenied) {
         replaceAuthRef(nullptr);
     }

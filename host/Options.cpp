@@ -5,9 +5,11 @@
 #include "Foundation/NSPathUtilities.h"
 #include "Foundation/NSString.h"
 
+#include <algorithm>
+#include <array>
 #include <charconv>
 #include <map>
-#include <set>
+#include <string_view>
 
 const char* const versionText = "tessaline-preferences " TESSALINE_VERSION "\n";
 
@@ -37,10 +39,10 @@ Commands of a script, one a line ("..." around an argument with blanks, # starts
 
 namespace {
 
-const std::string socketPrefix = "--socket-id=";
+constexpr std::string_view socketPrefix = "--socket-id=";
 /// Those of Qt's that change nothing but looks and place.
-const std::set<std::string> toolkitOptions = {"-style", "-platform", "-platformtheme", "-display",
-                                              "-qwindowgeometry"};
+constexpr std::array<std::string_view, 5> toolkitOptions = {"-style", "-platform", "-platformtheme",
+                                                            "-display", "-qwindowgeometry"};
 
 [[noreturn]] void refuse(const std::string& reason) {
     throw NSException(NSInvalidArgumentException, reason + "; --help shows the options");
@@ -102,7 +104,7 @@ Options parseOptions(const std::vector<std::string>& arguments) {
             options.socket = windowNumber(argument.substr(socketPrefix.size()));
         } else if (argument == "-reverse") {
             options.toolkit.push_back(argument);
-        } else if (toolkitOptions.contains(argument)) {
+        } else if (std::ranges::count(toolkitOptions, argument) > 0) {
             options.toolkit.insert(options.toolkit.end(), {argument, value()});
         } else if (argument.starts_with("-")) {
             refuse("unknown option " + argument);

@@ -2,15 +2,9 @@
 
 #include "AppKit/NSView.h"
 
-#include <map>
 #include <vector>
 
 namespace {
-
-std::map<std::string, NSViewMaker>& makers() {
-    static std::map<std::string, NSViewMaker> registry;
-    return registry;
-}
 
 std::vector<NSView*> viewsIn(QWidget& root) {
     std::vector<NSView*> views;
@@ -27,13 +21,14 @@ std::vector<NSView*> viewsIn(QWidget& root) {
 
 } // namespace
 
-void registerViewClass(const std::string& name, NSViewMaker maker) {
-    makers()[name] = std::move(maker);
+Registry<NSViewMaker>& viewClasses() noexcept {
+    static constinit Registry<NSViewMaker> classes;
+    return classes;
 }
 
 QWidget* makeView(const std::string& name, QWidget* parent) {
-    const auto found = makers().find(name);
-    return found == makers().end() ? nullptr : found->second(parent);
+    NSViewMaker* const maker = viewClasses().find(name);
+    return maker ? maker(parent) : nullptr;
 }
 
 void awakeViews(QWidget& root) {

@@ -2,16 +2,15 @@
 // loaded; the loader of layout files asks for them.
 #pragma once
 
-#include <functional>
-#include <memory>
+#include "System/Registry.h"
+
 #include <string>
 
 class QWidget;
 
-using NSViewMaker = std::function<QWidget*(QWidget* parent)>;
+using NSViewMaker = QWidget*(QWidget* parent);
 
-/// Replaces an earlier maker of the same name.
-void registerViewClass(const std::string& name, NSViewMaker maker);
+Registry<NSViewMaker>& viewClasses() noexcept;
 /// A new view, owned by `parent`; null for a name that nobody registered.
 QWidget* makeView(const std::string& name, QWidget* parent);
 
@@ -19,10 +18,10 @@ QWidget* makeView(const std::string& name, QWidget* parent);
 /// awakeFromNib.
 void awakeViews(QWidget& root);
 
-/// One of these at file level registers a class of views for as long as the program runs.
+/// One of these at file level registers a class of views.
 template <class View>
-struct NSViewClass {
-    explicit NSViewClass(const std::string& name) {
-        registerViewClass(name, [](QWidget* parent) -> QWidget* { return new View(parent); });
+struct NSViewClass : Registry<NSViewMaker>::Entry {
+    explicit NSViewClass(const char* name) noexcept
+        : Entry(viewClasses(), name, [](QWidget* parent) -> QWidget* { return new View(parent); }) {
     }
 };

@@ -1,20 +1,14 @@
 #include "Foundation/NSCoder.h"
 
-#include <map>
-
 namespace {
 
 constexpr const char* classKey = "$class";
 
-std::map<std::string, NSCoder::Decoder>& decoders() {
-    static std::map<std::string, NSCoder::Decoder> registry;
-    return registry;
-}
-
 } // namespace
 
-void NSCoder::registerClass(const std::string& name, Decoder decoder) {
-    decoders()[name] = std::move(decoder);
+Registry<NSCoder::Decoder>& NSCoder::classes() noexcept {
+    static constinit Registry<Decoder> classes;
+    return classes;
 }
 
 void NSCoder::encodeObject(const std::shared_ptr<const NSCoding>& object, const std::string& key) {
@@ -40,6 +34,6 @@ std::shared_ptr<NSCoding> NSCoder::decodeAnyObjectForKey(const std::string& key)
     if (!name || !name->string()) {
         return nullptr;
     }
-    const auto found = decoders().find(*name->string());
-    return found == decoders().end() ? nullptr : found->second(NSCoder(*object));
+    Decoder* const decoder = classes().find(*name->string());
+    return decoder ? decoder(NSCoder(*object)) : nullptr;
 }

@@ -3,8 +3,8 @@
 #pragma once
 
 #include "Foundation/NSPropertyList.h"
+#include "System/Registry.h"
 
-#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -38,9 +38,9 @@ public:
 
     const NSDictionary& fields() const { return entries; }
 
-    using Decoder = std::function<std::shared_ptr<NSCoding>(const NSCoder& coder)>;
-    /// `decoder` returns null when the fields do not make an object.
-    static void registerClass(const std::string& name, Decoder decoder);
+    /// Returns null when the fields do not make an object.
+    using Decoder = std::shared_ptr<NSCoding>(const NSCoder& coder);
+    static Registry<Decoder>& classes() noexcept;
 
 private:
     std::shared_ptr<NSCoding> decodeAnyObjectForKey(const std::string& key) const;
@@ -50,9 +50,9 @@ private:
 
 /// One of these at file level makes a class known to decoding, by its static initWithCoder.
 template <class Class>
-struct NSCodingClass {
-    explicit NSCodingClass(const std::string& name) {
-        NSCoder::registerClass(name,
-                               [](const NSCoder& coder) { return Class::initWithCoder(coder); });
-    }
+struct NSCodingClass : Registry<NSCoder::Decoder>::Entry {
+    explicit NSCodingClass(const char* name) noexcept
+        : Entry(NSCoder::classes(), name, [](const NSCoder& coder) -> std::shared_ptr<NSCoding> {
+              return Class::initWithCoder(coder);
+          }) {}
 };
