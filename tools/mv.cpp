@@ -9,6 +9,7 @@
 
 #include "PlainFile.h"
 #include "System/FileWriting.h"
+#include "System/FolderListing.h"
 
 #include <array>
 #include <csignal>
@@ -145,11 +146,8 @@ private:
     /// What killed programs left behind: files of that name that nobody works on. One that has yet
     /// to be locked is empty, and is left.
     void removeAbandoned() const {
-        std::error_code problem;
-        const fs::directory_iterator entries("/proc/self/fd/" + std::to_string(target.folder.get()),
-                                             problem);
-        for (auto entry = begin(entries); entry != end(entries); entry.increment(problem)) {
-            const auto left = entry->path().filename().string();
+        const auto folder = "/proc/self/fd/" + std::to_string(target.folder.get());
+        for (const auto& left : namesInFolder(folder).value_or(std::vector<std::string>())) {
             if (left.starts_with(prefix)) {
                 const FileDescriptor abandoned(
                     openat(target.folder.get(), left.c_str(),

@@ -1,5 +1,7 @@
 #include "Foundation/NSFileManager.h"
 
+#include "System/FolderListing.h"
+
 #include <algorithm>
 #include <filesystem>
 #include <unistd.h>
@@ -57,15 +59,9 @@ bool NSFileManager::linkItemAtPath(const std::string& path, const std::string& d
 
 std::optional<std::vector<std::string>>
 NSFileManager::contentsOfDirectoryAtPath(const std::string& path) const {
-    std::error_code error;
-    std::vector<std::string> names;
-    for (fs::directory_iterator entry(path, error), end; !error && entry != end;
-         entry.increment(error)) {
-        names.push_back(entry->path().filename().string());
+    auto names = namesInFolder(path);
+    if (names) {
+        std::sort(names->begin(), names->end());
     }
-    if (error) {
-        return std::nullopt;
-    }
-    std::sort(names.begin(), names.end());
     return names;
 }

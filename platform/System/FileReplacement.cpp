@@ -2,6 +2,7 @@
 
 #include "System/FileDescriptor.h"
 #include "System/FileWriting.h"
+#include "System/FolderListing.h"
 #include "System/TerminationGuard.h"
 
 #include <algorithm>
@@ -123,11 +124,9 @@ private:
 
     /// What killed programs left behind: files of that name that nobody works on.
     static void removeAbandoned(const std::string& folder) {
-        std::error_code problem;
-        for (std::filesystem::directory_iterator entry(folder, problem), end;
-             !problem && entry != end; entry.increment(problem)) {
-            const auto path = entry->path().string();
-            if (entry->path().filename().string().starts_with(prefix)) {
+        for (const auto& name : namesInFolder(folder).value_or(std::vector<std::string>())) {
+            if (name.starts_with(prefix)) {
+                const std::string path = folder + "/" + name;
                 const FileDescriptor file(
                     open(path.c_str(), O_WRONLY | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK));
                 if (file && flock(file.get(), LOCK_EX | LOCK_NB) == 0) {
