@@ -126,7 +126,7 @@ private:
     static void removeAbandoned(const std::string& folder) {
         for (const auto& name : namesInFolder(folder).value_or(std::vector<std::string>())) {
             if (name.starts_with(prefix)) {
-                const std::string path = folder + "/" + name;
+                const std::string path = std::filesystem::path(folder) / name;
                 const FileDescriptor file(
                     open(path.c_str(), O_WRONLY | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK));
                 if (file && flock(file.get(), LOCK_EX | LOCK_NB) == 0) {
