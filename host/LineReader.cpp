@@ -35,6 +35,7 @@ void LineReader::readMore() {
     if (count < 0 && (errno == EINTR || errno == EAGAIN)) {
         return;
     }
+    readProblem = count < 0 ? errno : 0;
     ended = count <= 0;
     if (!ended) {
         buffer.append(bytes.data(), static_cast<std::size_t>(count));

@@ -20,6 +20,8 @@ public:
     /// Calls `receive` once, later, with the next line, or with none at the end. What is longer
     /// than a line may be is handed over as far as it has been read.
     void readLine(std::function<void(std::optional<std::string>)> receive);
+    /// The error because of which nothing more can be read; 0 for none.
+    int problem() const { return readProblem; }
 
 private:
     void readMore();
@@ -30,5 +32,6 @@ private:
     std::string buffer;
     std::size_t searched = 0; // of the buffer, for the line's end
     bool ended = false;
+    int readProblem = 0;
     std::function<void(std::optional<std::string>)> receiver;
 };

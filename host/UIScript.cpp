@@ -7,6 +7,7 @@
 #include "System/Machine.h"
 
 #include <chrono>
+#include <cstring>
 #include <iostream>
 
 namespace {
@@ -29,15 +30,20 @@ UIScript::UIScript(const std::string& path, NSWindow& window,
 
 void UIScript::readNext() {
     lines.readLine([this](const std::optional<std::string>& text) {
-        if (over) {
-            return;
-        }
-        if (text) {
-            guarded([&] { runLine(*text); });
-        } else {
-            finish(0);
+        if (!over) {
+            guarded([&] { text ? runLine(*text) : end(); });
         }
     });
+}
+
+void UIScript::end() {
+    if (lines.problem() != 0) {
+        ++lineNumber;
+        line.clear();
+        throw NSException(NSFileHandleOperationException,
+                          std::string("It cannot be read: ") + std::strerror(lines.problem()));
+    }
+    finish(0);
 }
 
 void UIScript::runLine(const std::string& text) {

@@ -21,6 +21,7 @@ public:
 private:
     void readNext();
     void runLine(const std::string& text);
+    void end();
     void runCommand(const std::vector<std::string>& words);
     void waitFor(ScriptWait newWait, std::function<void()> next);
     void lookAgain();

@@ -201,6 +201,8 @@ TEST_F(ScriptTest, SaysInOneLineWhatIsWrongWithABundle) {
     says(good + " --socket-id=7", "There is no window 7 to show the pane in");
     says(good + " " + bundle.string(), "more than one bundle");
     says("--script " + at("none") + " " + good, "cannot be read");
+    EXPECT_EQ(run("--script " + at(".") + " " + good).errors,
+              "line 1: It cannot be read: Is a directory\nteardown\n");
     for (const auto& part : {bundle, fs::path(layout)}) {
         fs::permissions(part, fs::perms(0777));
         says("--authorization system " + good, part.string() + " could be changed by other users");
