@@ -18,6 +18,7 @@
 
 namespace fs = std::filesystem;
 using namespace AuthorizationProtocol;
+using namespace std::string_literals;
 
 namespace {
 
@@ -39,10 +40,10 @@ protected:
     }
     std::size_t dialogsShown() const { return fs::file_size(dialogs) / sizeof "asked"; }
 
-    OSStatus copyRights() const {
+    OSStatus copyRights(const AuthorizationRights& rights = {{kAuthorizationRightExecute, {}, 0}},
+                        const AuthorizationEnvironment& environment = {}) const {
         constexpr AuthorizationFlags interactive = 19;
-        return AuthorizationCopyRights(ref, {{kAuthorizationRightExecute, {}, 0}}, nullptr,
-                                       interactive);
+        return AuthorizationCopyRights(ref, rights, &environment, interactive);
     }
     OSStatus execute(const std::string& tool, const std::vector<std::string>& arguments) const {
         return AuthorizationExecuteWithPrivileges(ref, tool, 0, arguments, nullptr);
@@ -75,11 +76,29 @@ TEST_F(AuthorizationTest, TellsARefusalFromADismissedDialog) {
         {"(until read -r _ _ _ parent _ </proc/self/stat && [ $parent != $$ ]; do :; done\n"
          "exec \"$2\") &",
          errAuthorizationDenied},
+        // Nobody waits for a program that says nothing more.
+        {"exec python3 -c 'import socket; own = socket.socket(fileno=1); own.send(b\"\"); "
+         "own.recv(1)'",
+         errAuthorizationDenied},
     };
     for (const auto& [answer, status] : answers) {
         answerWith(answer);
         EXPECT_EQ(copyRights(), status) << answer;
     }
+    const auto before = dialogsShown();
+    const AuthorizationItem known{kAuthorizationRightExecute, {}, 0};
+    const AuthorizationItem unknown{"system.other", {}, 0}, nameless{};
+    const std::string tooLong(512, 'p');
+    const AuthorizationItem password{kAuthorizationEnvironmentPassword, tooLong, 0};
+    EXPECT_EQ(copyRights({}), errAuthorizationInvalidSet);
+    EXPECT_EQ(copyRights({known, nameless}), errAuthorizationInvalidSet);
+    EXPECT_EQ(copyRights({known}, {password}), errAuthorizationInvalidSet);
+    EXPECT_EQ(copyRights({known, unknown}), errAuthorizationDenied);
+    machine->userID = 0;
+    setenv(parentVariable, std::to_string(getpid()).c_str(), 1);
+    EXPECT_EQ(AuthorizationCopyPrivilegedReference(&ref, 0), errAuthorizationDenied);
+    unsetenv(parentVariable);
+    EXPECT_EQ(dialogsShown(), before);
 }
 
 TEST_F(AuthorizationTest, AsksOnceAndRunsToolsAsTheSuperuser) {
@@ -91,17 +110,22 @@ TEST_F(AuthorizationTest, AsksOnceAndRunsToolsAsTheSuperuser) {
     EXPECT_EQ(outputOf("/bin/echo", {"-n", "line\nfeed", "\xff"}), "line\nfeed \xff");
     EXPECT_EQ(outputOf("/bin/sh", {"-c", "id -u; echo error >&2; cat"}), "0\n");
     EXPECT_EQ(outputOf("/no/such/tool", {}), "<-60031>");
-    EXPECT_EQ(outputOf("/bin/sh", {"-c", "umask; cut -d' ' -f6 /proc/$$/stat | grep -cx $$"}),
-              "0022\n1\n")
-        << "in a session of its own";
+    EXPECT_EQ(
+        outputOf("/bin/sh", {"-c", "umask; ulimit -Hc; cut -d' ' -f6 /proc/$$/stat | grep -cx $$"}),
+        "0022\n0\n1\n")
+        << "without core files, in a session of its own";
     const auto file = directory.path() + "/file";
-    execute("/bin/sh", {"-c", "until rm " + file + "; do sleep 0.1; done"});
+    execute("/bin/sh", {"-c", "until [ -e " + file + " ]; do sleep 0.1; done"});
     execute("/bin/touch", {file}); // does not wait for ever
     execute("/bin/sh", {"-c", "sleep 0.1; echo first >>" + file});
     execute("/bin/sh", {"-c", "echo second >>" + file});
     EXPECT_EQ(outputOf("/bin/cat", {file}), "first\nsecond\n") << "one after the other";
-    EXPECT_EQ(execute("/bin/echo", {std::string(200'000, 'a')}),
-              errAuthorizationToolExecuteFailure);
+    for (const auto& much : {std::vector{std::string(maximumRequest, 'a')},
+                             std::vector<std::string>(maximumArguments + 1),
+                             {"a\0b"s}}) {
+        EXPECT_EQ(execute("/bin/echo", much), errAuthorizationToolExecuteFailure);
+    }
+    EXPECT_FALSE(encode({false, "bin/echo", {}}));
     EXPECT_EQ(dialogsShown(), 2U) << "once for files, once for any tool";
 
     // They start with nothing of ours.
@@ -148,6 +172,14 @@ TEST_F(AuthorizationTest, AnotherProcessWithItsSocketEndsTheHelper) {
         EXPECT_TRUE(ends(serving) && !fs::exists(file)) << user;
         EXPECT_EQ(execute("/bin/true", {}), errAuthorizationInternal);
     }
+    // Nor does the helper outlive its owner, whoever holds the socket by then.
+    const pid_t owner = fork();
+    if (owner == 0) {
+        copyRights();
+        _exit(fork() == 0 && ends(helper()));
+    }
+    waitpid(owner, nullptr, 0);
+    EXPECT_TRUE(ends(helper()));
 }
 
 TEST_F(AuthorizationTest, TheHelperKeepsToFilesAndEndsWhenNobodyAsks) {
@@ -170,12 +202,13 @@ TEST_F(AuthorizationTest, TheHelperKeepsToFilesAndEndsWhenNobodyAsks) {
                  {"/bin/mv", {"-f", made, made, made}, false},
                  {"/bin/mkdir", {"-p", made + "/../x"}, false},
                  {"/bin/mkdir", {"-p", "/x"}, false},
-                 {"/bin/mkdir", {"-p", "made"}, false},
+                 {"/bin/mkdir", {"-p", "a/made"}, false},
+                 {"/bin/mkdir", {"-p", made + "/"}, false},
                  {"/bin/mkdir", {made}, false},
                  {"/bin/chmod", {"4755", made}, false},
                  {"/usr/sbin/chown", {"nobody:wheel", made}, false},
                  {"/bin/rm", {"-Rdf", made}, false},
-                 {"/bin/sh", {"-c", "true"}, false},
+                 {"/bin/touch", {"-f", made, made}, false},
                  {"/bin/launchctl", {"list"}, false}};
     for (const auto& [tool, arguments, runs] : cases) {
         EXPECT_EQ(execute(tool, arguments),
@@ -223,9 +256,10 @@ TEST_F(AuthorizationTest, TheHelperOutlivesWhatIsNoRequest) {
     };
     const auto folder = "/proc/" + std::to_string(process->processIdentifier()) + "/fd";
     const auto before = entries(folder);
-    for (const auto& refused :
-         {std::string("1"), std::string("2/bin/true\0", 11), std::string("1-bin/true\0", 11),
-          std::string("1/bin/true"), std::string(1 << 17, '/')}) {
+    const auto good = *encode({false, "/bin/true", {}});
+    const auto full = good + std::string(maximumRequest - good.size() - 1, 'a') + '\0';
+    for (const auto& refused : {"1"s, "2-/bin/true\0"s, "1?/bin/true\0"s, "1-bin/true\0"s,
+                                good + std::string(maximumArguments + 1, '\0'), full + 'a'}) {
         sendRequest(socket.get(), refused);
         EXPECT_EQ(answer(), errAuthorizationInvalidSet) << refused.substr(0, 12);
     }
@@ -235,6 +269,6 @@ TEST_F(AuthorizationTest, TheHelperOutlivesWhatIsNoRequest) {
     sendReply(socket.get(), {0, FileDescriptor(dup(STDERR_FILENO))});
     EXPECT_EQ(answer(), errAuthorizationInvalidSet);
     EXPECT_EQ(entries(folder), before);
-    sendRequest(socket.get(), *encode({false, "/bin/true", {}}));
+    sendRequest(socket.get(), good);
     EXPECT_EQ(answer(), errAuthorizationSuccess);
 }
