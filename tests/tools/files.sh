@@ -1,9 +1,8 @@
 #!/bin/bash
-# files.sh TOOLS: mv, chown and chmod as the superuser, on files that somebody else prepared. Says what
+# files.sh TOOLS FOLDER: mv, chown and chmod as the superuser, on files that somebody else prepared. Says what
 # is not as it should be, and ends with status 1 if anything is not.
 export PATH=$1:$PATH
-failed=0 folder=$(mktemp -d)
-trap 'rm -rf "$folder"' EXIT
+failed=0 folder=$2
 
 # A line a case: STATUS | what was prepared | the command | what holds afterwards. ours/ is written by the
 # superuser alone, theirs/ by user 1001; the old file holds "old", the new one "new".

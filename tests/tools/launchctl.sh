@@ -1,12 +1,12 @@
 #!/bin/bash
 # launchctl.sh TOOLS ENGINE FOLDER: launchctl as its callers see it. TOOLS is where it is, FOLDER the
-# user's runtime folder. Says what is not as it should be, and ends with status 1 if anything is not.
+# user's runtime folder. At the first thing that is not as it should be, says so and ends with status 1.
 export PATH=$1:$PATH TESSALINE_LAUNCHD_ENGINE=$2 XDG_RUNTIME_DIR=$3
-failed=0 folder=$(mktemp -d)
+folder=$(mktemp -d)
 trap 'launchctl unload "$folder" 2>/dev/null; rm -rf "$folder"' EXIT
 cd "$folder" || exit
 
-wrong() { failed=1 && echo "$0:${BASH_LINENO[1]}: $*"; }
+wrong() { echo "$0:${BASH_LINENO[1]}: $*" && exit 1; }
 is() { [ "$1" = "$2" ] || wrong "$1 is not $2"; }
 # says STATUS TEXT ARGUMENTS…: TEXT is somewhere in what launchctl says.
 says() {
@@ -36,20 +36,21 @@ job() {
         <key>RunAtLoad</key><true/>$1</dict></plist>" >"${3-job.plist}"
 }
 text() { echo "<key>$1</key><string>$2</string>"; }
-# talking_job SECONDS-BETWEEN-STARTS WHEN-TERMINATED [KEEP-ALIVE]: a loaded job that says when it starts and
-# that it is to end, and ends when and how it is told to: one that ignores the signal is given an hour, so
-# that the test may take its time. The right working folder is what makes the pipes good.
+# talking_job SECONDS-BETWEEN-STARTS WHEN-TERMINATED [KEEP-ALIVE [PROGRAM]]: a loaded job that says when it
+# starts, with a child of its own, and that it is to end, and ends when and how it is told to: one that ignores
+# the signal is given an hour, so that the test may take its time. The right working folder is what makes the
+# pipes good.
 talking_job() {
     rm -f said told && mkfifo said told && exec 8<>said 9<>told
     job "$(text WorkingDirectory "$folder/there/..")<key>ThrottleInterval</key><integer>$1</integer>
         <key>ExitTimeOut</key><integer>3600</integer><key>KeepAlive</key>
-        ${3-<dict><key>SuccessfulExit</key><false/></dict>}$(text Program /bin/bash)
+        ${3-<dict><key>SuccessfulExit</key><false/></dict>}$(text Program "${4-/bin/bash}")
         <key>ProgramArguments</key><array><string>bash</string><string>-c</string><string>
-        trap 'echo TERM >said; $2' TERM; echo \$\$ \$TESSALINE_ROOT >said
+        trap 'echo TERM >said; $2' TERM; sleep 3600 &amp; echo \$\$ \$! \$TESSALINE_ROOT >said
         until read -r status; do :; done &lt;told; exit \$status</string></array>"
     says 0 '' load job.plist
 }
-hear() { read -r -t 30 heard rest <&8 || { wrong "the job says nothing"; exit 1; }; }
+hear() { read -r -t 30 heard child root <&8 || wrong "the job says nothing"; }
 tell() { echo "$1" >&9; }
 
 # From load to unload.
@@ -58,11 +59,12 @@ talking_job 0 exit
 hear && says 0 "PID = $heard" list com.example.job
 says 1 'com.example.job: Already loaded' load job.plist
 TESSALINE_ROOT=/tmp says 0 '' load job.plist # another sandbox
-hear && is "$rest" /tmp
+hear && is "$root" /tmp
 TESSALINE_ROOT=/tmp says 0 '' unload job.plist
 hear && is "$heard" TERM
 tell 3 && hear && kill -KILL "$heard" && hear
 tell 0 && lists $'-\t0\tcom.example.job'
+sooner_or_later is_gone "$child"
 says 0 '' unload job.plist
 says 1 'com.example.job: Not loaded' remove com.example.job
 lists ''
@@ -75,6 +77,7 @@ says 0 '' remove com.example.job
 # A killed unload ends the job all the same.
 talking_job 0 true
 hear && first=$heard
+kill -STOP "$first"
 launchctl unload job.plist &
 hear && is "$heard" TERM
 kill -KILL $! && wait $! 2>/dev/null
@@ -105,7 +108,7 @@ while IFS='|' read -r keep status restarts; do
     says 0 '' unload job.plist
 done <<-END
 	<true/>|0|yes
-	<true/>|3|yes
+	<true/><key>RunAtLoad</key><false/>|3|yes
 	<false/>|3|
 	<false/>|-9|
 	<dict><key>SuccessfulExit</key><true/></dict>|0|yes
@@ -136,7 +139,10 @@ printf '#!/bin/sh\nblocked=$(grep -c "SigBlk.*[1-9a-f]" /proc/self/status)
 sooner_or_later test -s where && is "$(<where)" '0 /'
 says 0 '' unload job.plist
 # One that nothing starts is loaded and waits; a label may hold any character, and is shown as it can be.
-job '<key>RunAtLoad</key><false/>' 'a-b c/ü\&#9;'
+# In a folder, hidden files and others than lists are no jobs.
+job '' com.example.hidden .hidden.plist && job '' com.example.other other
+job "<key>RunAtLoad</key><false/>$(text Program '')
+    <key>ProgramArguments</key><array><string>/bin/true</string></array>" 'a-b c/ü\&#9;'
 launchctl load . <&- >&- || wrong 'does not load without descriptors'
 lists $'-\t0\ta-b c/ü\\\\x09'
 says 0 '' unload .
@@ -179,6 +185,7 @@ done <<-END
 	"WorkingDirectory" must be an absolute path|$(text WorkingDirectory there)
 	the job is disabled|<key>Disabled</key><true/>
 	"ExitTimeOut" must be a number of seconds from 1|<key>ExitTimeOut</key><integer>0</integer>
+	"ThrottleInterval" must be a number of seconds from 0|<key>ThrottleInterval</key><integer>86401</integer>
 	"KeepAlive" with "Crashed" is not supported|<key>KeepAlive</key><dict><key>Crashed</key><true/></dict>
 	Couldn't read job.plist||rm
 	END
@@ -200,6 +207,10 @@ if [ "$(id -u)" = 0 ]; then
 		$folder/link could be changed|/bin/chown -h 12345 link
 		Cannot reach $folder/link|ln -sfn "$folder/link" link
 		END
+    # Nor is one that others could change by the time it is started again.
+    cp /bin/bash there && talking_job 0 exit '<true/>' "$folder/there/bash" && hear
+    chmod 777 there && tell 0 && lists $'-\t127\tcom.example.job'
+    says 0 '' unload job.plist
     job "$(text Program "$folder/none")"
     TESSALINE_ROOT=/tmp says 1 'Cannot start /' load job.plist
 
@@ -228,4 +239,3 @@ job '<key>Nice</key><integer>5</integer>' && touch a.plist
 says 1 'the key "Nice" is not supported' load .
 says 0 '' remove com.example.job
 says 1 'usage: launchctl load' stop com.example.job
-exit $failed

@@ -1,4 +1,5 @@
 #include "support/TemporaryDirectory.h"
+#include "support/TestUser.h"
 
 #include <csignal>
 #include <cstdlib>
@@ -9,19 +10,31 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+namespace {
+
 /// The script is the test, and says itself what is not as it should be.
-TEST(FilesTest, PrivilegedToolsFollowNoLinkAndLeaveNoHalfFile) {
-    if (geteuid() != 0) {
-        GTEST_SKIP() << "needs the superuser";
-    }
-    EXPECT_EQ(std::system(SOURCE_DIRECTORY "/tests/tools/files.sh " TOOLS_DIRECTORY), 0);
+bool holds(const std::string& script, const std::string& arguments) {
+    const auto command = SOURCE_DIRECTORY "/tests/tools/" + script + " " TOOLS_DIRECTORY " ";
+    return std::system((command + arguments).c_str()) == 0;
 }
 
-TEST(FilesTest, AFileThatTakesAFoldersPlaceDuringItsMoveStaysOutside) {
-    if (geteuid() != 0) {
-        GTEST_SKIP() << "needs the superuser";
+class FilesTest : public testing::Test {
+protected:
+    void SetUp() override {
+        if (geteuid() != 0) {
+            GTEST_SKIP() << "needs the superuser";
+        }
     }
     const TemporaryDirectory folder;
+};
+
+} // namespace
+
+TEST_F(FilesTest, PrivilegedToolsFollowNoLinkAndLeaveNoHalfFile) {
+    EXPECT_TRUE(holds("files.sh", folder.path()));
+}
+
+TEST_F(FilesTest, AFileThatTakesAFoldersPlaceDuringItsMoveStaysOutside) {
     const auto theirs = folder.path() + "/theirs", ours = folder.path() + "/ours";
     const auto prepare = "cd " + folder.path() +
                          " && rm -rf theirs ours && mkdir -p theirs/a ours && touch theirs/b && "
@@ -48,6 +61,19 @@ TEST(FilesTest, AFileThatTakesAFoldersPlaceDuringItsMoveStaysOutside) {
 
 TEST(KillallTest, EndsProgramsAndScriptsByTheirNamesInTheSandboxAlone) {
     const TemporaryDirectory folder;
-    const std::string script = SOURCE_DIRECTORY "/tests/tools/killall.sh " TOOLS_DIRECTORY " ";
-    EXPECT_EQ(std::system((script + folder.path()).c_str()), 0);
+    EXPECT_TRUE(holds("killall.sh", folder.path()));
+}
+
+TEST(LaunchctlTest, BehavesWithASupervisor) {
+    const TemporaryDirectory runtime;
+    EXPECT_TRUE(holds("launchctl.sh", "supervisor " + runtime.path()));
+}
+
+TEST(LaunchctlTest, BehavesWithARealUserManager) {
+    const TestUser user("launchd");
+    if (!user.prepare("manager")) {
+        GTEST_SKIP() << "needs the superuser, and systemd's user manager does not start everywhere";
+    }
+    EXPECT_TRUE(
+        user.run([&] { EXPECT_TRUE(holds("launchctl.sh", "systemd " + user.home() + "/run")); }));
 }
