@@ -44,6 +44,7 @@ TEST_F(NSDistributedNotificationCenterTest, WhatIsPostedArrivesAsItWasWithOrWith
         machine->busAddress = address;
         heard.clear();
         std::thread([&] { centre.postNotificationName("plain"); }).join();
+        EXPECT_FALSE(centre.isAlone()) << "looked for a bus on another thread";
         for (const auto& post : posts) {
             centre.postNotification(post);
         }
@@ -114,11 +115,14 @@ TEST_F(NSDistributedNotificationCenterTest, ObserversComeAndGoWhileNotifications
 TEST_F(NSDistributedNotificationCenterTest, LivesWithoutABusSaysSoOnceAndJoinsWhenThereIsOne) {
     bus.kill();
     observe("n");
+    int turns = 0;
+    centre.setAloneHandler([&] { ++turns; });
     for (std::size_t round = 1; round <= 3; ++round) {
         centre.postNotificationName("n", "alone");
         centre.postNotificationName("n", "still alone");
         ASSERT_TRUE(runUntilHeard(2));
         EXPECT_EQ(machine->consoleLines().size(), 2 * round - 1) << "lost, and joined in between";
+        EXPECT_TRUE(centre.isAlone());
         bus.start();
         meet();
         send("string:n string:both dict:string:string:a,b");
@@ -128,6 +132,8 @@ TEST_F(NSDistributedNotificationCenterTest, LivesWithoutABusSaysSoOnceAndJoinsWh
         heard.clear();
         bus.kill();
     }
+    EXPECT_EQ(turns, 5);
+    centre.setAloneHandler(nullptr);
 }
 
 TEST_F(NSDistributedNotificationCenterTest, ABusThatHangsAndThenABurstHoldUpNobody) {
@@ -172,9 +178,12 @@ TEST_F(NSDistributedNotificationCenterTest, ABusThatHangsAndThenABurstHoldUpNobo
         return heard.size() == names;
     }));
     EXPECT_LE(most, 2U);
-    // At the end nor.
+    // At the end nor; and what waits has a bound.
     bus.signal(SIGSTOP);
-    centre.postNotificationName("n");
+    for (std::size_t index = 0; index < centre.maximumPosted + 10'000; ++index) {
+        centre.postNotificationName("n");
+    }
+    EXPECT_TRUE(machine->consoleLines().back().ends_with("too many are waiting"));
     centre.reset();
 }
 

@@ -1,5 +1,6 @@
 #include "Foundation/NSFileManager.h"
 
+#include "Foundation/NSPathUtilities.h"
 #include "support/RealTime.h"
 #include "support/TemporaryDirectory.h"
 #include "System/FileReading.h"
@@ -8,8 +9,10 @@
 
 #include <array>
 #include <csignal>
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <random>
+#include <sys/file.h>
 #include <sys/mount.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -40,6 +43,9 @@ TEST_F(NSFileManagerTest, WritingKeepsTheModeFollowsLinksAndReplacesNothingButFi
     fs::create_symlink(file, folder + "chain"); // absolute
     fs::create_symlink("loop", folder + "loop");
     ASSERT_EQ(mkfifo((folder + "pipe").c_str(), 0600), 0);
+    const auto othersWork = folder + "real/.saving-7";
+    const FileDescriptor theirs(open(othersWork.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600));
+    flock(theirs.get(), LOCK_EX);
     const mode_t before = umask(027);
     EXPECT_FALSE(writeFileAtomically("one", folder + "chain"));
     umask(before);
@@ -58,6 +64,7 @@ TEST_F(NSFileManagerTest, WritingKeepsTheModeFollowsLinksAndReplacesNothingButFi
         EXPECT_FALSE(contentsOfFile(path)) << name;
     }
     EXPECT_EQ(names(), (Names{"a", "chain", "loop", "pipe", "real"}));
+    EXPECT_TRUE(fs::exists(othersWork));
 }
 
 TEST_F(NSFileManagerTest, AWriteThatFailsKeepsTheOldFile) {
@@ -81,12 +88,35 @@ TEST_F(NSFileManagerTest, AWriteThatFailsKeepsTheOldFile) {
         return writeFileAtomically(std::string(2000, 'n'), file).has_value();
     };
     EXPECT_EXIT(_exit(writesMoreThanAllowed() ? 0 : 1), testing::ExitedWithCode(0), "");
+
+    // The owner stays where that is allowed, and nobody's rights pass to another.
+    constexpr unsigned nobody = 65534;
+    const std::pair<unsigned, unsigned> writers[] = {{0, 04755}, {nobody, 0755}};
+    for (const auto& [user, kept] : writers) {
+        EXPECT_TRUE(chown(folder.c_str(), user, 0) == 0 && chown(file.c_str(), 12345, 0) == 0 &&
+                    chmod(file.c_str(), 04755) == 0);
+        EXPECT_EXIT(_exit(setuid(user) == 0 && !writeFileAtomically(old, file) ? 0 : 1),
+                    testing::ExitedWithCode(0), "");
+        struct stat status {};
+        stat(file.c_str(), &status);
+        EXPECT_EQ(status.st_uid, user == nobody ? nobody : 12345);
+        EXPECT_EQ(status.st_mode & 07777, kept);
+    }
+    const auto usesAnothersFolder = [&] {
+        const auto place = folder + "tessaline";
+        setenv("HOME", folder.c_str(), 1);
+        setenv("XDG_RUNTIME_DIR", folder.c_str(), 1);
+        return mkdir(place.c_str(), 0700) != 0 || chown(place.c_str(), nobody, 0) != 0 ||
+               fs::equivalent(NSTemporaryDirectory(), place);
+    };
+    EXPECT_EXIT(_exit(usesAnothersFolder() ? 1 : 0), testing::ExitedWithCode(0), "");
     umount(folder.c_str());
 }
 
 TEST_F(NSFileManagerTest, WritersAtTheSameTimeAndKilledAtAnyMomentLeaveAWholeFile) {
     const std::array contents{std::string(30000, 'a'), std::string(90000, 'b')};
     writeFileAtomically(contents[0], file);
+    chmod(file.c_str(), 0600);
     std::mt19937 random(7); // NOLINT: the same moments in every run, as far as a machine allows
     std::size_t cutShort = 0;
     for (int round = 0; round < 60; ++round) {
@@ -103,6 +133,9 @@ TEST_F(NSFileManagerTest, WritersAtTheSameTimeAndKilledAtAnyMomentLeaveAWholeFil
         for (const pid_t writer : writers) {
             kill(writer, SIGKILL);
             waitpid(writer, nullptr, 0);
+        }
+        for (const auto& name : names()) {
+            EXPECT_EQ(fs::status(folder + name).permissions(), fs::perms(0600)) << "for others";
         }
         const auto content = contentsOfFile(file);
         ASSERT_TRUE(content == contents[0] || content == contents[1]);

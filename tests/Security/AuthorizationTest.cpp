@@ -106,8 +106,8 @@ TEST_F(AuthorizationTest, AsksOnceAndRunsToolsAsTheSuperuser) {
     for (int i = 0; i < 2; ++i) {
         EXPECT_EQ(copyRights(), errAuthorizationSuccess);
     }
-    umask(usual);
     EXPECT_EQ(outputOf("/bin/echo", {"-n", "line\nfeed", "\xff"}), "line\nfeed \xff");
+    umask(usual);
     EXPECT_EQ(outputOf("/bin/sh", {"-c", "id -u; echo error >&2; cat"}), "0\n");
     EXPECT_EQ(outputOf("/no/such/tool", {}), "<-60031>");
     EXPECT_EQ(
