@@ -104,6 +104,8 @@ TEST(SystemProfiler, SaysWhatItWasAskedForWrongly) {
         EXPECT_EQ(said.first, 1) << arguments;
         EXPECT_NE(said.second.find(text), text.npos) << arguments << said.second;
     }
+    const auto other = shell(tool + "SPOtherDataType -xml").second;
+    EXPECT_EQ(propertyListFromData(other), NSArray());
 }
 
 } // namespace

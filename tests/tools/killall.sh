@@ -9,23 +9,27 @@ start() {
         sleep 0.01
     done
 }
-# What merely names the script among its arguments, or lies elsewhere, lives on.
+# What merely names the script among its arguments, lies elsewhere or has a longer name lives on.
 while IFS='|' read -r first command; do
     if [ "$first" ]; then
         printf '%s\nread -r _\n' "$first" >there/Tolvin
     else
         cp /bin/sleep there/Tolvin
     fi
-    chmod 755 there/Tolvin && cp there/Tolvin Tolvin && mkfifo pipe
+    chmod 755 there/Tolvin && cp there/Tolvin Tolvin && cp there/Tolvin there/Tolvin2 && mkfifo pipe
     start tail -f there/Tolvin && other=$!
     start ./Tolvin 100 && elsewhere=$!
+    start there/Tolvin2 100 && longer=$!
     start $command && started=$!
     "$1/killall" Tolvin || echo "$0: does not find $command after $first"
     wait $started
     [ $? = 143 ] || { echo "$0: does not end $command after $first" && failed=1; }
     ! "$1/killall" Tolvin 2>/dev/null || { echo "$0: finds more than $command" && failed=1; }
-    kill $other $elsewhere || failed=1
-    wait
+    for each in $other $elsewhere $longer; do
+        kill -KILL $each
+        wait $each
+        [ $? = 137 ] || { echo "$0: ends more than $command" && failed=1; }
+    done 2>/dev/null
     rm pipe
 done <<-END
 	|there/Tolvin 100
