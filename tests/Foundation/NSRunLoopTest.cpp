@@ -49,6 +49,8 @@ TEST_F(NSRunLoopTest, TimersOfOneMomentFireInTheOrderInWhichTheyWereScheduled) {
 
 TEST_F(NSRunLoopTest, TimersRestInTheModalPanelModeAndFireAfterIt) {
     timer(10, "poll", true);
+    const auto failing = NSTimer::scheduledTimer(
+        20, target, [] { throw NSException("Odd", "a timer's failure"); }, false);
     loop.performBlock([this] { note("performed"); });
     runFor(35, NSRunLoopMode::modalPanel);
     runFor(6);
@@ -114,6 +116,7 @@ TEST_F(NSRunLoopTest, ALoopWithNothingToDoSleepsInsteadOfPolling) {
 
 TEST_F(NSRunLoopTest, AQueueRunsInOrderOneAtATimeWhoeverDrains) {
     NSOperationQueue queue;
+    queue.addOperation([] { throw NSException("Odd", "an operation's failure"); });
     for (const char* name : {"a", "b", "c"}) {
         queue.addOperation([&, name] {
             NSThread::sleepForTimeInterval(3);

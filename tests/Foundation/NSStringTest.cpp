@@ -52,11 +52,15 @@ TEST(NSStringTest, LengthsCountUTF16UnitsAndTrimmingKnowsUnicode) {
 TEST(NSStringTest, PathsSplitAsThePlatformDoes) {
     using Case = std::pair<const char*, const char*>;
     for (const auto& [path, parts] :
-         {Case{"/a/b.plist", "b.plist /a plist"}, Case{"/a/", "a / "}, Case{"/", "/ / "},
-          Case{"name", "name  "}, Case{"/x/.hidden", ".hidden /x "},
-          Case{"/x/a.tar.gz", "a.tar.gz /x gz"}, Case{"/x/dot.", "dot. /x "}}) {
-        EXPECT_EQ(lastPathComponent(path) + " " + stringByDeletingLastPathComponent(path) + " " +
-                      pathExtension(path),
+         {Case{"/a/b.plist", "b.plist /a plist /a/b /a/b.plist"}, Case{"/a/", "a /  /a /a"},
+          Case{"/", "/ /  / /"}, Case{"name", "name   name name"},
+          Case{"/x/.hidden", ".hidden /x  /x/.hidden /x/.hidden"},
+          Case{"/x/a.tar.gz", "a.tar.gz /x gz /x/a.tar /x/a.tar.gz"},
+          Case{"/x/dot.", "dot. /x  /x/dot. /x/dot."}}) {
+        const auto name = lastPathComponent(path), folder = stringByDeletingLastPathComponent(path);
+        EXPECT_EQ(name + " " + folder + " " + pathExtension(path) + " " +
+                      stringByDeletingPathExtension(path) + " " +
+                      stringByAppendingPathComponent(folder, name),
                   parts);
     }
 }
