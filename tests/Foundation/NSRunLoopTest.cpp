@@ -53,6 +53,7 @@ TEST_F(NSRunLoopTest, TimersRestInTheModalPanelModeAndFireAfterIt) {
         20, target, [] { throw NSException("Odd", "a timer's failure"); }, false);
     loop.performBlock([this] { note("performed"); });
     runFor(35, NSRunLoopMode::modalPanel);
+    EXPECT_EQ(events, "performed@0 ");
     runFor(6);
     target.reset();
     runFor(20);
