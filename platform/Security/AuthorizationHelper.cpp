@@ -47,12 +47,13 @@ Command askingTheUser(const std::string& helper) {
 /// sudo checks the password of the user that runs it, so for another administrator su starts it as
 /// that user. -k: the password itself counts, not that it was given a moment ago.
 Command withCredentials(const std::string& helper, const std::string& user) {
+    // Where the superuser has a password, there need not be a sudo.
+    if (user == "root") {
+        return {require("/bin/su"), {"-s", "/bin/sh", "-c", "exec \"$0\"", "--", user, helper}, 1};
+    }
     const auto sudo = require("/usr/bin/sudo");
     if (sudo.empty() || user == Machine::current().userName()) {
         return {sudo, {"-S", "-k", "-p", "", "--", helper}, 1};
-    }
-    if (user == "root") {
-        return {require("/bin/su"), {"-s", "/bin/sh", "-c", "exec \"$0\"", "--", user, helper}, 1};
     }
     constexpr const char* script = "exec \"$0\" -S -k -p '' -- \"$1\"";
     return {require("/bin/su"), {"-s", "/bin/sh", "-c", script, "--", user, sudo, helper}, 2};

@@ -94,6 +94,14 @@ TEST_F(AuthorizationTest, TellsARefusalFromADismissedDialog) {
     EXPECT_EQ(copyRights({known, nameless}), errAuthorizationInvalidSet);
     EXPECT_EQ(copyRights({known}, {password}), errAuthorizationInvalidSet);
     EXPECT_EQ(copyRights({known, unknown}), errAuthorizationDenied);
+    machine->tools["/usr/bin/sudo"] = "";
+    machine->makeTool("/bin/su", "read -r line; [ \"$line\" = secret ] && exec \"$7\"");
+    const AuthorizationItem root{kAuthorizationEnvironmentUsername, "root", 0};
+    for (const auto& [given, status] : {std::pair{"wrong", errAuthorizationDenied},
+                                        std::pair{"secret", errAuthorizationSuccess}}) {
+        EXPECT_EQ(copyRights({known}, {root, {kAuthorizationEnvironmentPassword, given, 0}}),
+                  status);
+    }
     machine->userID = 0;
     setenv(parentVariable, std::to_string(getpid()).c_str(), 1);
     EXPECT_EQ(AuthorizationCopyPrivilegedReference(&ref, 0), errAuthorizationDenied);
