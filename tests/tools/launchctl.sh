@@ -119,8 +119,10 @@ done <<-END
 talking_job 0 exit
 hear && first=$heard
 says 1 'Already loaded' load job.plist
+[ "$2" = systemd ] || { job '' com.example.outer outer && says 0 '' load outer; }
 dbus-run-session bash -c 'launchctl load job.plist && read -r -t 30 text <said && echo $text &&
     launchctl list && launchctl bootout && launchctl load job.plist && read -r -t 30 <said' >/dev/null
+[ "$2" = systemd ] || { lists $'-\t0\tcom.example.outer' && says 0 '' unload outer; }
 lists ''
 
 # What does not start is not loaded.
