@@ -90,6 +90,7 @@ public:
         machine->forgetCommands();
         machine->clearConsole();
         sheets.texts.clear();
+        sheets.lines.clear();
         NSDistributedNotificationCenter::defaultCenter().reset();
         QVLog::finishWriting();
     }

@@ -12,25 +12,19 @@ namespace {
 
 class LifecycleTest : public PaneTest {
 protected:
-    /// The commands run since the pane was loaded, each with its second.
-    std::vector<std::string> commands() {
-        std::vector<std::string> lines;
-        const auto all = machine->commands(); // the first is the profiler's, at load
-        for (const auto& command : all) {
+    using Lines = std::vector<std::string>;
+
+    /// The commands run, but for the profiler's.
+    Lines commands() {
+        Lines lines;
+        const std::regex root(machine->root());
+        for (const auto& command : machine->commands()) {
             if (!command.line.starts_with("system_profiler")) {
-                const auto second = static_cast<int>(command.time - all.front().time);
-                lines.push_back(std::regex_replace(command.line, std::regex(machine->root()), "") +
-                                "@" + std::to_string(second));
+                lines.push_back(timed(std::regex_replace(command.line, root, ""), command.time));
             }
         }
         return lines;
     }
-    bool told(const std::string& beginning) {
-        return std::ranges::any_of(machine->consoleLines(), [&](const std::string& line) {
-            return line.starts_with(beginning);
-        });
-    }
-    using Lines = std::vector<std::string>;
     const std::string job = "/Library/LaunchAgents/com.quorvane.Tolvin.plist";
 };
 
@@ -42,7 +36,6 @@ TEST_F(LifecycleTest, OnInstallsTheJobAndOffTakesAllOfItAwayStepByStep) {
     load();
     listen();
     runFor(2);
-    EXPECT_EQ(status(), "Status: Not loaded");
     bool mayLeave = false;
     pane->setUnselectReply([&](bool) { mayLeave = true; });
     toggle();
@@ -50,17 +43,16 @@ TEST_F(LifecycleTest, OnInstallsTheJobAndOffTakesAllOfItAwayStepByStep) {
     pane->enableDisableClient(nullptr); // does nothing then
     EXPECT_EQ(pane->shouldUnselect(), NSUnselectLater);
     runFor(0.0001);
-    EXPECT_EQ(status(), "Status: Creating job...");
     EXPECT_TRUE(spins());
     clientSays("Disconnected"); // shown, and nothing else while an operation runs
-    EXPECT_EQ(status(), "Status: Disconnected");
     EXPECT_TRUE(masterSwitch().isOn() && !masterSwitch().isEnabled());
     check("networkDisableBonjour").click(); // which enables the switch
     toggle();                               // passed over
     EXPECT_FALSE(mayLeave);
     runFor(2);
     EXPECT_TRUE(mayLeave);
-    EXPECT_EQ(status(), "Status: Launching client...");
+    EXPECT_EQ(sheets.lines, (Lines{"Status: Not loaded", "Status: Creating job...",
+                                   "Status: Disconnected", "Status: Launching client..."}));
     EXPECT_TRUE(masterSwitch().isEnabled());
     EXPECT_TRUE(masterSwitch().isOn());
     EXPECT_EQ(commands(), (Lines{"killall Tolvin@2", "chown root:wheel " + job + "@2",
@@ -77,36 +69,44 @@ TEST_F(LifecycleTest, OnInstallsTheJobAndOffTakesAllOfItAwayStepByStep) {
     runFor(36);
     EXPECT_EQ(commands().size(), 5U) << "the client runs: it is not started a second time";
 
+    sheets.lines.clear();
     heard.clear();
+    machine->forgetCommands();
     QVAuthorization::sharedController().authEnd();
     toggle();
     runFor(1);
     EXPECT_TRUE(spins() && QVAuthorization::sharedController().isAuthorized());
-    EXPECT_EQ(status(), "Status: Disconnecting...");
     EXPECT_FALSE(check("autoUpdateCheck").isEnabled());
-    runFor(1.2);
-    EXPECT_EQ(status(), "Status: Unloading job...");
-    runFor(1);
-    EXPECT_EQ(status(), "Status: Not loaded");
+    runFor(2.2);
+    EXPECT_EQ(sheets.lines, (Lines{"Status: Disconnecting...", "Status: Unloading job...",
+                                   "Status: Not loaded"}));
     EXPECT_FALSE(masterSwitch().isOn());
     EXPECT_FALSE(std::filesystem::exists(machine->jobFile()));
-    const auto all = commands();
-    EXPECT_EQ(Lines(all.begin() + 5, all.end()),
-              (Lines{"launchctl unload " + job + "@42", "launchctl remove com.quorvane.Tolvin@42",
-                     "killall Tolvin@42"}));
+    EXPECT_EQ(commands(), (Lines{"launchctl unload " + job + "@42",
+                                 "launchctl remove com.quorvane.Tolvin@42", "killall Tolvin@42"}));
     EXPECT_EQ(heard.front(), "TolvinDisconnect@40");
 }
 
 TEST_F(LifecycleTest, AClientThatLaunchdDoesNotStartIsStartedDirectly) {
-    load();
-    runFor(2);
-    toggle();
-    runFor(1.5);
-    ASSERT_EQ(status(), "Status: Launching client...");
-    runFor(7); // of the 15 seconds that it is given
-    EXPECT_EQ(status(), "Status: Launching client...");
-    runFor(23);
-    EXPECT_EQ(commands().back(), "Tolvin@21");
+    const std::string list = "launchctl list com.quorvane.Tolvin@21", direct = "Tolvin@21";
+    for (const auto& [listed, last] : {std::pair{"Not loaded", direct},
+                                       {"PID = -\nLastExitStatus = 0\n", direct},
+                                       {"PID = -\nLastExitStatus = 1\n", list},
+                                       {"PID = 7\nLastExitStatus = 0\n", list}}) {
+        machine->setTool("launchctl",
+                         [text = listed](auto&) { return ToolResult{.output = text}; });
+        load();
+        runFor(2);
+        toggle();
+        runFor(8.5); // of the 15 seconds that it is given
+        EXPECT_EQ(status(), "Status: Launching client...");
+        clientSays("Relaunching...");
+        runFor(12);
+        EXPECT_EQ(commands().back(), last);
+        EXPECT_EQ(status(), "Status: Not loaded") << "the enabling rule has run";
+        pane = nullptr;
+        writeJobFile(false);
+    }
 }
 
 TEST_F(LifecycleTest, RefusedRightsChangeNothingOnTheWayOnAndLeaveOnlyTheFileOnTheWayOff) {
@@ -120,24 +120,33 @@ TEST_F(LifecycleTest, RefusedRightsChangeNothingOnTheWayOnAndLeaveOnlyTheFileOnT
     EXPECT_TRUE(masterSwitch().isEnabled());
     EXPECT_EQ(status(), "Status: Not loaded");
 
+    machine->setTool("killall", [this](auto&) {
+        writeJobFile(); // it stays
+        return ToolResult();
+    });
     writeJobFile();
     clientSays("Connected");
     toggle();
     runFor(5);
     EXPECT_EQ(commands(), (Lines{"launchctl unload " + job + "@5",
                                  "launchctl remove com.quorvane.Tolvin@5", "killall Tolvin@5"}));
+    EXPECT_FALSE(masterSwitch().isOn());
+    EXPECT_EQ(status(), "Status: Not loaded");
 }
 
 TEST_F(LifecycleTest, WhatTheUserMustActOnIsToldInASheet) {
     const auto agents = machine->root() + "/Library/LaunchAgents";
-    const auto expectSheet = [&](const std::string& message, const std::string& information) {
+    const std::string notLoaded = "Status: Not loaded";
+    const auto expectSheet = [&](const std::string& message, const std::string& information,
+                                 const Lines& said) {
         sheets.texts.clear();
+        sheets.lines.clear();
         machine->clearConsole();
         toggle();
         runFor(5);
         EXPECT_EQ(sheets.texts, Lines{message + " / " + information});
-        EXPECT_TRUE(told(message));
-        EXPECT_EQ(status(), "Status: Not loaded");
+        EXPECT_EQ(told(message), 1);
+        EXPECT_EQ(sheets.lines, said);
         EXPECT_TRUE(masterSwitch().isEnabled());
         EXPECT_FALSE(masterSwitch().isOn());
     };
@@ -146,66 +155,53 @@ TEST_F(LifecycleTest, WhatTheUserMustActOnIsToldInASheet) {
     std::ofstream{agents} << "in the way";
     machine->tools["/bin/mv"] = ""; // not even with rights
     expectSheet("Error: Unable to create LaunchAgent",
-                "Please check you have correct permissions for the directory " + agents + ".");
+                "Please check you have correct permissions for the directory " + agents + ".",
+                {"Status: Creating job...", "Status: Error: unable to create job", notLoaded});
     EXPECT_TRUE(commands().empty());
 
-    std::filesystem::remove_all(machine->root() + "/Applications/Tolvin.app");
+    machine->installClient(std::nullopt);
     expectSheet("Error - unable to determine application path",
-                "Please report this error to Quorvane.");
+                "Please report this error to Quorvane.", {notLoaded});
 }
 
 TEST_F(LifecycleTest, AClientOfAnotherVersionIsRelaunchedOnlyWhereItsJobIs) {
     struct Case {
         NSDictionary settings;
-        bool jobFile, client, relaunched;
-        PropertyList lastAfterwards;
+        bool jobFile, relaunched;
+        std::optional<std::string> client = "1.0", lastAfterwards = "1.0";
     };
     listen();
     for (const Case& each : std::vector<Case>{
-             {{{"lastRunVersion", "1.0"}}, true, true, false, "1.0"},
-             {{{"lastRunVersion", "0.9"}}, true, true, true, "1.0"},
-             {{{"lastRunVersion", "0.9"}}, false, true, false, "1.0"},
-             {{{"kept", 1}}, true, true, false, "1.0"},
-             {{{"lastRunVersion", 9}}, true, true, false, "1.0"}, // no text: as if it were missing
-             {{{"lastRunVersion", "0.9"}}, true, false, true, "0.9"},
+             {{{"lastRunVersion", "1.0"}}, true, false},
+             {{{"lastRunVersion", "0.9"}}, true, true},
+             {{{"lastRunVersion", "0.9"}}, false, false},
+             {{{"kept", 1}}, true, false},
+             {{{"lastRunVersion", 9}}, true, false}, // no text: as if it were missing
+             {{{"lastRunVersion", "0.9"}}, true, true, {}, "0.9"},
          }) {
         writeSettings("com.quorvane.Tolvin.plist", each.settings);
-        std::filesystem::remove(machine->jobFile());
-        std::filesystem::remove_all(machine->root() + "/Applications/Tolvin.app");
-        if (each.jobFile) {
-            writeJobFile();
-        }
-        if (each.client) {
-            machine->installClient("1.0");
-        }
-        const auto commandsBefore = commands().size();
-        const auto second = [start = clock->seconds()](int passed) {
-            return "@" + std::to_string(static_cast<int>(start) + passed);
-        };
+        writeJobFile(each.jobFile);
+        machine->installClient(each.client);
+        machine->forgetCommands();
         machine->clearConsole();
-        load();
         heard.clear();
+        load();
         toggle(); // ignored: still loading
         runFor(1.5);
         check("networkDisableBonjour").click(); // in the middle of a relaunch
         runFor(3.5);
-        std::erase_if(heard, [](const auto& name) { return !name.starts_with("TolvinDisc"); });
-        auto all = commands();
-        all.erase(all.begin(), all.begin() + static_cast<long>(commandsBefore));
-        if (each.relaunched) {
-            EXPECT_EQ(heard, Lines{"TolvinDisconnect" + second(1)});
-            EXPECT_EQ(all, (Lines{"launchctl unload " + job + second(2),
-                                  "launchctl load " + job + second(2)}));
-        } else {
-            EXPECT_EQ(heard.size() + all.size(), 0U);
-        }
+        const Lines usual = {"TolvinCurrentStatus@0", "TolvinRelaunch@1"};
+        const Lines first = {usual[0], "TolvinDisconnect@1", usual[1]};
+        const Lines then = {"launchctl unload " + job + "@2", "launchctl load " + job + "@2"};
+        EXPECT_EQ(heard, each.relaunched ? first : usual);
+        EXPECT_EQ(commands(), each.relaunched ? then : Lines());
         const auto stored = settings();
-        EXPECT_EQ(*stored.objectForKey("lastRunVersion"), each.lastAfterwards);
+        EXPECT_EQ(stored.stringForKey("lastRunVersion"), each.lastAfterwards);
         EXPECT_EQ(*stored.objectForKey("disableBonjour"), PropertyList(1));
         EXPECT_EQ(stored.objectForKey("kept") != nullptr,
                   each.settings.objectForKey("kept") != nullptr);
         EXPECT_EQ(told("Exception in -[Tessaline_Network_ClientPref reloadClientIfNew]."),
-                  !each.client);
+                  each.client ? 0 : 1);
         pane = nullptr;
         runUntilIdle();
     }
@@ -219,12 +215,21 @@ TEST_F(LifecycleTest, ARunningClientShowsAtOnceAndOnlyAWholeNameCounts) {
     writeJobFile();
     EXPECT_TRUE((load(), status() == "Status: Checking..."));
     EXPECT_EQ(text("versionLabel").stringValue(), "v1.0 beta");
+    pane->mainView()->grab(); // which lays it out
+    EXPECT_EQ(masterSwitch().size(), QSize(88, 28));
+    for (const auto& [name, caption] :
+         {std::pair{"masterOffLabel", "Off"}, {"masterOnLabel", "On"}}) {
+        EXPECT_EQ(text(name).stringValue(), caption);
+        const auto engraved = control<QWidget>(name).grab().toImage();
+        text(name).setBackgroundStyle(NSBackgroundStyleNormal);
+        EXPECT_NE(control<QWidget>(name).grab().toImage(), engraved) << name;
+    }
     EXPECT_FALSE(pane->isProcessRunning("Tolvin"));
     EXPECT_TRUE(pane->isProcessRunning("NoTolvin"));
     machine->clientRuns = true;
     EXPECT_TRUE(pane->isProcessRunning("Tolvin"));
     EXPECT_FALSE(pane->isProcessRunning("MacOS"));
-    std::filesystem::remove_all(machine->root() + "/Applications/Tolvin.app");
+    machine->installClient(std::nullopt);
     load();
     EXPECT_EQ(status(), "Status: Connected");
     EXPECT_EQ(text("versionLabel").stringValue(), "Tolvin");
@@ -244,8 +249,9 @@ TEST_F(LifecycleTest, AnExceptionLeavesTheFinalStepsToRun) {
         machine->clearConsole();
         toggle();
         runFor(30);
-        EXPECT_TRUE(told("Exception in -[Tessaline_Network_ClientPref " + std::string(method) +
-                         "]. Name - reason %@."));
+        EXPECT_EQ(told("Exception in -[Tessaline_Network_ClientPref " + std::string(method) +
+                       "]. Name - reason %@."),
+                  1);
         EXPECT_TRUE(masterSwitch().isEnabled());
         EXPECT_FALSE(spins());
     }

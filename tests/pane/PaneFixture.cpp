@@ -8,13 +8,16 @@
 #include "System/Machine.h"
 
 #include <filesystem>
-#include <fstream>
 
-PaneTest::PaneTest() {
+void PaneTest::startOnMachine() {
     Machine::install(machine);
     NSDistributedNotificationCenter::defaultCenter().reset();
     QVAuthorization::sharedController().authEnd();
     machine->installClient("1.0");
+}
+
+PaneTest::PaneTest() {
+    startOnMachine();
     machine->setTool("system_profiler", [](auto&) {
         return ToolResult{.output = xmlDataFromPropertyList(NSArray{NSDictionary{
                               {"_dataType", "SPNetworkDataType"}, {"_items", NSArray()}}})};
@@ -30,6 +33,7 @@ PaneTest::~PaneTest() {
 }
 
 void PaneTest::load() {
+    loadTime = clock->now();
     pane = makeForMainThread<Tessaline_Network_ClientPref>();
     pane->loadMainView(SOURCE_DIRECTORY "/pane/Resources/Tessaline_Network_ClientPref.ui");
     pane->mainViewDidLoad();
@@ -54,6 +58,12 @@ void PaneTest::clientSays(const std::string& status) {
     runFor(0.001);
 }
 
+long PaneTest::told(const std::string& beginning) {
+    return std::ranges::count_if(machine->consoleLines(), [&](const std::string& line) {
+        return line.starts_with(beginning);
+    });
+}
+
 void PaneTest::writeSettings(const std::string& file, const NSDictionary& settings) {
     ASSERT_TRUE(writeDictionaryToFile(settings, machine->preferences(file)));
 }
@@ -62,9 +72,15 @@ NSDictionary PaneTest::settings(const std::string& file) {
     return dictionaryWithContentsOfFile(machine->preferences(file)).value_or(NSDictionary());
 }
 
-void PaneTest::writeJobFile() {
+void PaneTest::writeJobFile(bool isThere) {
     std::filesystem::create_directories(machine->root() + "/Library/LaunchAgents");
     ASSERT_TRUE(writeDictionaryToFile({{"Label", "com.quorvane.Tolvin"}}, machine->jobFile()));
+    EXPECT_TRUE(isThere || std::filesystem::remove(machine->jobFile()));
+}
+
+std::string PaneTest::timed(const std::string& deed, Clock::Time time) const {
+    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(time - loadTime);
+    return deed + "@" + std::to_string(seconds.count());
 }
 
 void PaneTest::listen() {
@@ -73,8 +89,7 @@ void PaneTest::listen() {
           Tolvin::menuBarIconHide, Tolvin::maintenanceEnable, Tolvin::maintenanceDisable}) {
         NSDistributedNotificationCenter::defaultCenter().addObserver(
             listener, name, [this](const NSNotification& notification) {
-                heard.push_back(notification.name.substr(2) + "@" +
-                                std::to_string(static_cast<int>(clock->seconds())));
+                heard.push_back(timed(notification.name.substr(2), clock->now()));
             });
     }
 }

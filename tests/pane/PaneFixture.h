@@ -21,6 +21,8 @@ protected:
     PaneTest();
     ~PaneTest() override;
 
+    /// Installs the machine, with nothing but a client on it.
+    void startOnMachine();
     /// Makes a pane, connects its view and runs its load sequence.
     void load();
     /// Lets virtual time pass; the main loop runs meanwhile.
@@ -48,10 +50,14 @@ protected:
     void clientSays(const std::string& status);
     void writeSettings(const std::string& file, const NSDictionary& settings);
     NSDictionary settings(const std::string& file = "com.quorvane.Tolvin.plist");
-    /// Puts a job file where the client's is.
-    void writeJobFile();
+    /// The number of the console's lines that begin so.
+    long told(const std::string& beginning);
+    /// Puts a job file, or none, where the client's is.
+    void writeJobFile(bool isThere = true);
     /// Notes every notification of the pane's from now on, with its time.
     void listen();
+    /// What was done, and after how many seconds of the last pane's life.
+    std::string timed(const std::string& deed, Clock::Time time) const;
 
     NSApplication& application = NSApplication::sharedApplication(); // before any event filter
     SheetUser sheets;
@@ -60,6 +66,7 @@ protected:
     std::shared_ptr<SimulatedMachine> machine =
         std::make_shared<SimulatedMachine>(directory.path(), clock);
     std::shared_ptr<Tessaline_Network_ClientPref> pane;
+    Clock::Time loadTime;
     std::shared_ptr<int> listener = std::make_shared<int>();
     std::vector<std::string> heard;
 };

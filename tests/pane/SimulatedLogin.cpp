@@ -30,7 +30,7 @@ double SimulatedLogin::upTo(double seconds) {
 
 void SimulatedLogin::prepare() {
     if (!chance(0.9)) {
-        std::filesystem::remove_all(machine.root() + "/Applications/Tolvin.app");
+        machine.installClient(std::nullopt);
     }
     const auto agents = machine.root() + "/Library/LaunchAgents";
     if (chance(0.1)) {

@@ -8,7 +8,6 @@
 #include "Foundation/NSString.h"
 #include "System/Condition.h"
 
-#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <unistd.h>
@@ -28,7 +27,7 @@ public:
     }
     int terminationStatus() override {
         std::lock_guard lock(mutex);
-        return clock.now() < end ? 0 : status;
+        return status;
     }
     void signal(int number) override {
         std::lock_guard lock(mutex);
@@ -82,24 +81,15 @@ std::unique_ptr<LaunchedProcess> SimulatedMachine::launch(const LaunchRequest& r
     Tool tool;
     {
         std::lock_guard lock(mutex);
-        const double time = std::chrono::duration<double>(clock().now().time_since_epoch()).count();
-        noted.push_back({line, time, numberOfThisThread()});
-        const auto entry = simulated.find(name);
-        tool = entry != simulated.end() ? entry->second : nullptr;
+        noted.push_back({line, clock().now(), gettid()});
+        tool = simulated[name];
     }
     const auto result = tool ? tool(request.arguments) : ToolResult();
     if (request.standardOutput >= 0 && !result.output.empty()) {
-        fcntl(request.standardOutput, F_SETPIPE_SZ, 1 << 20); // all of it is there at once
         EXPECT_EQ(write(request.standardOutput, result.output.data(), result.output.size()),
                   static_cast<ssize_t>(result.output.size()));
     }
     return std::make_unique<SimulatedProcess>(clock(), result);
-}
-
-int SimulatedMachine::numberOfThisThread() {
-    static std::atomic<int> next{0};
-    thread_local const int number = next++;
-    return number;
 }
 
 std::vector<RunningProcess> SimulatedMachine::processes() const {
@@ -122,11 +112,15 @@ void SimulatedMachine::forgetCommands() {
     noted.clear();
 }
 
-void SimulatedMachine::installClient(const std::string& version) {
+void SimulatedMachine::installClient(const std::optional<std::string>& version) {
+    std::filesystem::remove_all(root() + "/Applications/Tolvin.app");
+    if (!version) {
+        return;
+    }
     writeExecutable(clientExecutable());
     ASSERT_TRUE(writeDictionaryToFile({{"CFBundleIdentifier", "com.quorvane.Tolvin"},
                                        {"CFBundleExecutable", "Tolvin"},
-                                       {"CFBundleShortVersionString", version + " beta"},
-                                       {"CFBundleVersion", version}},
+                                       {"CFBundleShortVersionString", *version + " beta"},
+                                       {"CFBundleVersion", *version}},
                                       root() + "/Applications/Tolvin.app/Contents/Info.plist"));
 }

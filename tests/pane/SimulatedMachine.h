@@ -16,8 +16,8 @@ struct ToolResult {
 
 struct NotedCommand {
     std::string line; // the tool's name and its arguments
-    double time;
-    int thread; // the number of the thread that ran it, never given twice
+    Clock::Time time;
+    pid_t thread; // that ran it
 };
 
 class SimulatedMachine : public TestMachine {
@@ -29,13 +29,16 @@ public:
 
     std::unique_ptr<LaunchedProcess> launch(const LaunchRequest& request) override;
     std::vector<RunningProcess> processes() const override;
+    AuthorizationMode authorizationMode() const override {
+        return dialog ? dialog() : TestMachine::authorizationMode();
+    }
 
     void setTool(const std::string& name, Tool tool);
     std::vector<NotedCommand> commands() const;
     void forgetCommands();
 
-    /// Puts the client's bundle into the Applications folder.
-    void installClient(const std::string& version);
+    /// Puts the client's bundle of that version, or none, into the Applications folder.
+    void installClient(const std::optional<std::string>& version);
     std::string clientExecutable() const {
         return root() + "/Applications/Tolvin.app/Contents/MacOS/Tolvin";
     }
@@ -46,9 +49,9 @@ public:
         return homeDirectory() + "/Library/Preferences/" + file;
     }
 
-    static int numberOfThisThread();
-
     std::atomic<bool> clientRuns{false};
+    /// A user who is asked for administrator rights, and may think about it.
+    std::function<AuthorizationMode()> dialog;
 
 private:
     mutable std::mutex mutex;

@@ -11,21 +11,6 @@
 
 namespace {
 
-/// Refuses or grants late, as a person at a password dialog does.
-class MachineWithDialog : public SimulatedMachine {
-public:
-    using SimulatedMachine::SimulatedMachine;
-
-    AuthorizationMode authorizationMode() const override {
-        if (!NSThread::isMainThread() && login != nullptr) {
-            NSThread::sleepForTimeInterval(login->upTo(6));
-            return login->chance(0.7) ? AuthorizationMode::grant : AuthorizationMode::deny;
-        }
-        return AuthorizationMode::grant;
-    }
-    SimulatedLogin* login = nullptr;
-};
-
 class SimulationTest : public PaneTest {
 protected:
     static int environment(const char* name, int otherwise) {
@@ -78,11 +63,10 @@ void SimulationTest::inviteUser(SimulatedLogin& login) {
 
 /// The commands of one operation's thread stand together: another one's never come between.
 void SimulationTest::expectNoTwoOperationsAtOnce() {
-    std::vector<int> operations;
+    std::vector<pid_t> operations;
     for (const auto& command : machine->commands()) {
         const bool byOperation = !command.line.starts_with("system_profiler") &&
-                                 !command.line.starts_with("Tolvin") &&
-                                 command.thread != SimulatedMachine::numberOfThisThread();
+                                 !command.line.starts_with("Tolvin") && command.thread != getpid();
         if (byOperation && (operations.empty() || operations.back() != command.thread)) {
             EXPECT_EQ(std::count(operations.begin(), operations.end(), command.thread), 0)
                 << "two operations at once, at " << command.line;
@@ -112,14 +96,13 @@ void SimulationTest::expectRest(int clients) {
 void SimulationTest::live(unsigned seed) {
     TemporaryDirectory disk("/dev/shm");
     clock = std::make_shared<VirtualClock>();
-    const auto withDialog = std::make_shared<MachineWithDialog>(disk.path(), clock);
-    machine = withDialog;
-    Machine::install(machine);
-    NSDistributedNotificationCenter::defaultCenter().reset();
-    QVAuthorization::sharedController().authEnd();
-    machine->installClient("1.0");
+    machine = std::make_shared<SimulatedMachine>(disk.path(), clock);
+    startOnMachine();
     SimulatedLogin login(*machine, seed);
-    withDialog->login = &login;
+    machine->dialog = [&login] {
+        NSThread::sleepForTimeInterval(login.upTo(6));
+        return login.chance(0.7) ? AuthorizationMode::grant : AuthorizationMode::deny;
+    };
     sheets.later = [&](std::function<void()> press) {
         login.after(login.upTo(6), std::move(press)); // some thought
     };
@@ -145,7 +128,6 @@ void SimulationTest::live(unsigned seed) {
     login.end();
     runUntilIdle();
     EXPECT_TRUE(weak.expired());
-    withDialog->login = nullptr;
     QApplication::processEvents();
     QApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete); // no loop of Qt's runs here
 }

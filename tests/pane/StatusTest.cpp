@@ -38,10 +38,7 @@ TEST_F(StatusTest, TheEnablingRuleFollowsJobFileAndStatus) {
           Case{true, "disconnected", "Status: disconnected", "on 11111101"},
           Case{false, "Connected", "Status: Not loaded", "off 00001101"},
           Case{true, "Timed out", "Status: Not loaded", "off 00001101"}}) {
-        std::filesystem::remove(machine->jobFile());
-        if (jobFile) {
-            writeJobFile();
-        }
+        writeJobFile(jobFile);
         clientSays(said);
         EXPECT_EQ(status(), line);
         EXPECT_EQ(controls(), expected) << said;
@@ -97,16 +94,17 @@ TEST_F(StatusTest, TheCheckboxesTellTheClientAndMaintenanceNeedsTheIcon) {
     loadOnJob();
     clientSays("Connected");
     listen();
-    for (const char* name :
-         {"showMenuBarIconCheck", "showMenuBarIconCheck", "enableMaintenanceCheck",
-          "enableMaintenanceCheck", "networkDisableBonjour", "autoUpdateCheck"}) {
+    for (const auto& [name, key] : {std::pair{"showMenuBarIconCheck", "showMenuBarIcon"},
+                                    {"showMenuBarIconCheck", "showMenuBarIcon"},
+                                    {"enableMaintenanceCheck", "enableMaintenanceRequests"},
+                                    {"enableMaintenanceCheck", "enableMaintenanceRequests"},
+                                    {"networkDisableBonjour", "disableBonjour"},
+                                    {"autoUpdateCheck", "autoUpdateCheck"}}) {
         check(name).click();
         EXPECT_EQ(check("enableMaintenanceCheck").isEnabled(),
                   check("showMenuBarIconCheck").state() == 1);
         const auto saved = settings();
-        EXPECT_EQ(*saved.objectForKey("showMenuBarIcon"), check("showMenuBarIconCheck").state());
-        EXPECT_EQ(*saved.objectForKey("enableMaintenanceRequests"),
-                  check("enableMaintenanceCheck").state());
+        EXPECT_EQ(*saved.objectForKey(key), check(name).state()) << name;
         runFor(0.1);
     }
     EXPECT_EQ(heard, (Texts{"TolvinMenuBarIconHide@2", "TolvinMenuBarIconShow@2",
