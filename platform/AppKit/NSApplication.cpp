@@ -9,6 +9,7 @@
 #include <QLibraryInfo>
 #include <QLocale>
 #include <QSocketNotifier>
+#include <QWindow>
 
 NSApplication& NSApplication::sharedApplication(const std::vector<std::string>& toolkitOptions) {
     // Never destroyed: threads that outlive the program's main function may still ask for it.
@@ -28,7 +29,9 @@ NSApplication::NSApplication(const std::vector<std::string>& toolkitOptions)
     arguments.push_back(nullptr);
     application = std::make_unique<QApplication>(count, arguments.data());
     // What is still to be deleted at the end goes before the screen's plug-in does; Qt 6.8 would do
-    // it after.
+    // it after. A window's end looks at data that Qt makes for the first one: it has to be there
+    // longer than this.
+    QWindow();
     std::atexit([] { QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete); });
     if (QLocale().textDirection() == Qt::RightToLeft) {
         QGuiApplication::setLayoutDirection(Qt::RightToLeft);
