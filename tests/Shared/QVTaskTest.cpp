@@ -53,10 +53,6 @@ protected:
         QVLog::createNewLog();
         machine->clearConsole();
     }
-    void expectTimeoutReport() {
-        expectReports({"Task /bin/sh timed out. Terminating..."},
-                      {"Task timed out. Terminating..."});
-    }
 
     const std::string shell = "/bin/sh";
 };
@@ -144,12 +140,12 @@ TEST_F(TaskTest, endsWhatTakesTooLong) {
             // A tool that ends by itself when asked to may be seen to do so later.
             EXPECT_GE(clock->seconds() - start, each.ended);
             EXPECT_LE(clock->seconds() - start, 15 + each.timeout);
-            performOnMainThread([&] { expectTimeoutReport(); }, true);
             ready = timePassesWhenReady();
             EXPECT_EQ(QVTask::terminationCodeFromTask(shell, run, each.timeout), each.status);
             ready.join();
-            performOnMainThread([&] { expectTimeoutReport(); }, true);
         });
+        expectReports(Lines(4, "Task /bin/sh timed out. Terminating..."),
+                      Lines(4, "Task timed out. Terminating..."));
     }
     // The timer of a run that has ended is none of the next one's.
     const auto task = QVTask::create();
@@ -249,8 +245,7 @@ TEST_F(TaskTest, leavesNothingBehind) {
     const auto descriptorsAndZombies = [] {
         siginfo_t child{};
         waitid(P_ALL, 0, &child, WEXITED | WNOHANG | WNOWAIT);
-        return std::pair(std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {}),
-                         child.si_pid);
+        return std::pair(entries("/proc/self/fd"), child.si_pid);
     };
     ProcessReaper::shared(); // it and the null device have a descriptor each for good
     onBothThreads(work);
@@ -281,10 +276,7 @@ TEST_F(TaskTest, leavesNothingBehind) {
                 for (const auto& call : std::initializer_list<std::function<void()>>{
                          [] { QVTask::runTask("/bin/true", {}, 60.0); },
                          [] { QVTask::stringFromTask("/bin/echo", {"hello"}); }}) {
-                    try {
-                        call();
-                    } catch (const NSException&) {
-                    }
+                    reportExceptions(call);
                     ++returned;
                 }
             });

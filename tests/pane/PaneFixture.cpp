@@ -54,7 +54,7 @@ void PaneTest::toggle() { masterSwitch().accessibilityPerformPress(); }
 
 void PaneTest::clientSays(const std::string& status) {
     NSDistributedNotificationCenter::defaultCenter().postNotification(
-        {.name = Tolvin::statusUpdate, .object = {}, .userInfo = NSDictionary{{"status", status}}});
+        {.name = Tolvin::statusUpdate, .userInfo = NSDictionary{{"status", status}}});
     runFor(0.001);
 }
 

@@ -16,19 +16,8 @@ class SettingsTest : public PaneTest {
 protected:
     SettingsTest() { writeJobFile(); } // the client's checkboxes can be used
 
-    /// Loads a pane on one value under every key, and tells how the controls come up: the four
-    /// client checkboxes, the two network ones, the port.
-    std::string controlsFor(const std::optional<PropertyList>& value) {
-        NSDictionary client, global;
-        if (value) {
-            for (const auto& setting : Tessaline_Network_ClientPref::settings()) {
-                (setting.kind == setting.shared ? global : client).setObject(*value, setting.key);
-            }
-        }
-        writeSettings(clientFile, client);
-        writeSettings(globalFile, global);
-        return loadedControls();
-    }
+    /// How the controls of a new pane come up: the four client checkboxes, the two network ones,
+    /// the port.
     std::string loadedControls() {
         load();
         std::string result;
@@ -48,27 +37,35 @@ protected:
 };
 
 TEST_F(SettingsTest, ControlsComeUpAsTheStoredValuesSay) {
-    const std::vector<std::pair<std::optional<PropertyList>, std::string>> cases = {
-        {std::nullopt, "111100 "},
-        {0, "000000 "},
-        {1, "111111 1"},
-        {2, "111100 2"},
-        {-1, "111100 "},
-        {true, "111111 1"},
-        {false, "000000 "},
-        {0.0, "000000 "},
-        {1.0, "111111 1"},
-        {0.5, "111100 "},
-        {8080.0, "111100 8080"},
-        {"0", "000000 "},
-        {"1", "111111 1"},
-        {"8080", "111100 8080"},
-        {"on", "111100 "},
-        {NSArray{1}, "111100 "},
-        {NSDictionary(), "111100 "},
-    };
-    for (std::size_t index = 0; index < cases.size(); ++index) {
-        EXPECT_EQ(controlsFor(cases[index].first), cases[index].second) << "case " << index;
+    using Case = std::pair<std::optional<PropertyList>, std::string>; // under every key
+    for (const auto& [value, shown] : std::vector<Case>{
+             {std::nullopt, "111100 "},
+             {0, "000000 "},
+             {1, "111111 1"},
+             {2, "111100 2"},
+             {-1, "111100 "},
+             {true, "111111 1"},
+             {false, "000000 "},
+             {0.0, "000000 "},
+             {1.0, "111111 1"},
+             {0.5, "111100 "},
+             {8080.0, "111100 8080"},
+             {"0", "000000 "},
+             {"1", "111111 1"},
+             {"8080", "111100 8080"},
+             {"on", "111100 "},
+             {NSArray{1}, "111100 "},
+             {NSDictionary(), "111100 "},
+         }) {
+        NSDictionary client, global;
+        for (const auto& setting : Tessaline_Network_ClientPref::settings()) {
+            if (value) {
+                (setting.kind == setting.shared ? global : client).setObject(*value, setting.key);
+            }
+        }
+        writeSettings(clientFile, client);
+        writeSettings(globalFile, global);
+        EXPECT_EQ(loadedControls(), shown);
     }
 }
 

@@ -120,9 +120,7 @@ void SimulatedLogin::say(const std::string& status, double afterSeconds) {
     after(afterSeconds, [this, status, speaker = generation.load()] {
         if (machine.clientRuns && generation == speaker) {
             NSDistributedNotificationCenter::defaultCenter().postNotification(
-                {.name = Tolvin::statusUpdate,
-                 .object = {},
-                 .userInfo = NSDictionary{{"status", status}}});
+                {.name = Tolvin::statusUpdate, .userInfo = NSDictionary{{"status", status}}});
         }
     });
 }

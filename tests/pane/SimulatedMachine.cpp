@@ -81,7 +81,7 @@ std::unique_ptr<LaunchedProcess> SimulatedMachine::launch(const LaunchRequest& r
     Tool tool;
     {
         std::lock_guard lock(mutex);
-        noted.push_back({line, clock().now(), gettid()});
+        noted.push_back({line, clock().now()});
         tool = simulated[name];
     }
     const auto result = tool ? tool(request.arguments) : ToolResult();

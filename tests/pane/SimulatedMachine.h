@@ -17,7 +17,6 @@ struct ToolResult {
 struct NotedCommand {
     std::string line; // the tool's name and its arguments
     Clock::Time time;
-    pid_t thread; // that ran it
 };
 
 class SimulatedMachine : public TestMachine {

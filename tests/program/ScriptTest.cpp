@@ -56,17 +56,6 @@ protected:
     Result runScript(const std::string& script) const {
         return run("--root " + at("root") + " --script - " + bundle.string(), script);
     }
-    /// With a screen of its own, but for a HOME and a bus that the script chooses.
-    std::string runShell(const std::string& script) const {
-        std::ofstream(at("try")) << "cd " + directory.path() +
-                                        "; export XDG_RUNTIME_DIR=$PWD; host=" BINARY_DIRECTORY
-                                        "/bin/Preferences\n" +
-                                        script;
-        const std::string command = SOURCE_DIRECTORY "/scripts/with-session --headless bash " +
-                                    at("try") + " >" + at("output") + " 2>/dev/null";
-        EXPECT_EQ(std::system(command.c_str()), 0);
-        return contents(at("output"));
-    }
     std::string at(const std::string& name) const { return directory.path() + "/" + name; }
 
     TemporaryDirectory directory;
@@ -168,17 +157,22 @@ TEST_F(ScriptTest, AnswersWhatAThreadOfTheRealPaneAsks) {
 TEST_F(ScriptTest, OneWindowAUserIsOpenAndWithoutABusOneAStart) {
     // A window that is open writes its place down.
     const PrivateBus bus;
-    EXPECT_EQ(runShell(R"(export HOME=$PWD/home DBUS_SESSION_BUS_ADDRESS=)" + bus.address() + R"(
-bus=)" + std::to_string(bus.processID()) +
-                       R"(
+    std::ofstream(at("try")) << "cd " + directory.path() + R"(
+export XDG_RUNTIME_DIR=$PWD HOME=$PWD/home DBUS_SESSION_BUS_ADDRESS=)" +
+                                    bus.address() + R"(
+host=)" BINARY_DIRECTORY R"(/bin/Preferences bus=)" +
+                                    std::to_string(bus.processID()) + R"(
 place=$HOME/Library/Preferences/com.quorvane.Tessaline.window.plist
 start() { timeout -k 5 100 $host --authorization grant Test.prefPane 2>errors & }
 shown() { until [ -s $place ] || ! kill -0 $(jobs -rp); do sleep 0.1; done; rm $place; }
 start; start; start
 wait -n && wait -n && shown && kill -0 $(jobs -rp) && echo one
 kill -STOP $bus; start; shown; kill -0 $(jobs -rp) && echo two
-kill -CONT $bus; kill $(jobs -rp); wait)"),
-              "one\ntwo\n");
+kill -CONT $bus; kill $(jobs -rp); wait)";
+    const std::string command = SOURCE_DIRECTORY "/scripts/with-session --headless bash " +
+                                at("try") + " >" + at("output") + " 2>/dev/null";
+    EXPECT_EQ(std::system(command.c_str()), 0);
+    EXPECT_EQ(contents(at("output")), "one\ntwo\n");
 }
 
 TEST_F(ScriptTest, SaysInOneLineWhatIsWrongWithABundle) {

@@ -65,7 +65,7 @@ protected:
         }
     }
 
-    /// As the test's user, with the user manager's or no runtime folder.
+    /// As the test's user with a new sandbox, with the user manager's or no runtime folder.
     bool run(const std::function<void()>& work) {
         const auto prepared = [&] {
             if (GetParam().userManager) {
@@ -73,6 +73,10 @@ protected:
             } else {
                 unsetenv("XDG_RUNTIME_DIR");
             }
+            ASSERT_EQ(shell(scripts + "make-sandbox --client " + GetParam().client +
+                                " " BINARY_DIRECTORY " " + root,
+                            output),
+                      0);
             work();
         };
         if (user) {
@@ -80,14 +84,6 @@ protected:
         }
         prepared();
         return !HasFailure();
-    }
-
-    /// In the middle of run().
-    void makeSandbox() {
-        ASSERT_EQ(shell(scripts + "make-sandbox --client " + GetParam().client +
-                            " " BINARY_DIRECTORY " " + root,
-                        output),
-                  0);
     }
 
     TemporaryDirectory folder;
@@ -129,7 +125,6 @@ check box "Turn Bonjour off", unchecked, enabled Toggle SetFocus
 
 TEST_P(StoryTest, TheSwitchBringsTheClientAndTakesItAway) {
     EXPECT_TRUE(run([&] {
-        makeSandbox();
         EXPECT_EQ(shell(inSession(root, scripts + "story " BINARY_DIRECTORY " " + root + " " +
                                             folder.path()),
                         output),
@@ -157,7 +152,6 @@ TEST_P(StoryTest, AWindowClosedWhileOnLeavesTheJobForTheNextLoginAndNothingElse)
     std::ofstream(second) << "wait statusLabel \"Status: Connected\" 30\nshow masterSwitch\n";
     const std::string host = BINARY_DIRECTORY "/bin/Preferences --root " + root + " --script ";
     EXPECT_TRUE(run([&] {
-        makeSandbox();
         EXPECT_EQ(shell(inSession(root, host + first), output), 0);
         EXPECT_EQ(processesThatMention(root + "/"), std::vector<std::string>());
         EXPECT_TRUE(fs::exists(root + "/Library/LaunchAgents/com.quorvane.Tolvin.plist"));
@@ -181,7 +175,6 @@ using ClosingTest = StoryTest;
 
 TEST_P(ClosingTest, AWindowClosedInTheMiddleOfAnythingEndsAndLeavesWholeFiles) {
     EXPECT_TRUE(run([&] {
-        makeSandbox();
         shell(inSession(root, SOURCE_DIRECTORY "/tests/program/close-windows.sh " BINARY_DIRECTORY
                                                " " +
                                   root),
