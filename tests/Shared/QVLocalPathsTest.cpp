@@ -39,6 +39,7 @@ TEST_F(QVLocalPathsTest, FoldersOfTheUserAndOfTheMachine) {
         EXPECT_EQ(QVLocalPaths::username(), name);
         EXPECT_EQ(QVLocalPaths::userDirectory(), home);
         EXPECT_EQ(QVLocalPaths::desktopDirectory(), home + "/Desktop");
+        EXPECT_EQ(QVLocalPaths::movieDirectory(), home + "/Movies");
         EXPECT_EQ(QVLocalPaths::trashDirectory(), home + "/.Trash");
     }
     EXPECT_FALSE(QVLocalPaths::currentConsoleUser());
@@ -80,7 +81,8 @@ TEST_F(QVLocalPathsTest, TestsOfPaths) {
          {"/", root + "/Applications/", root + "/Applications/Utilities", anna, anna + "/Desktop",
           anna + "/Documents", anna + "/Library", anna + "/Library/Caches/",
           root + "/Library/Documentation", root + "/System/Library", "/Users/Shared/", "/Volumes"}},
-        {"prefix", {"/usr/local/bin", "/usrdata", "/Systems", "/var/root", "/private/var/x"}},
+        {"prefix",
+         {"/usr", "/usr/local/bin", "/usrdata", "/Systems", "/var/root", "/private/var/x"}},
         {"free",
          {"", "/a", "éé", "//", root + "/Applications//", root + "/applications",
           root + "/Applications/Tolvin.app", anna + "/Documents/x", anna + "/Library/Logs",
