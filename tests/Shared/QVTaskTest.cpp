@@ -233,6 +233,7 @@ TEST_F(TaskTest, deliversOutputAsItComes) {
         ASSERT_TRUE(threadsEnd());
     }
     EXPECT_EQ(listener->text, std::string(30, 'x'));
+    EXPECT_EQ(listener->ends.size(), 30U);
     task->launchAsyncTask();
     expectReports({"Unable to launch async task - no task set"}, {});
 }
