@@ -107,6 +107,15 @@ TEST_F(LifecycleTest, AClientThatLaunchdDoesNotStartIsStartedDirectly) {
         pane = nullptr;
         writeJobFile(false);
     }
+    load();
+    runFor(2);
+    for (int turn = 0; turn < 3; ++turn) { // on, off, on: the first start leaves no trace
+        toggle();
+        runFor(4);
+    }
+    machine->forgetCommands();
+    runFor(30);
+    EXPECT_EQ(commands(), Lines{"launchctl list com.quorvane.Tolvin@29"});
 }
 
 TEST_F(LifecycleTest, RefusedRightsChangeNothingOnTheWayOnAndLeaveOnlyTheFileOnTheWayOff) {
