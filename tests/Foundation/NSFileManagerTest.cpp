@@ -127,8 +127,8 @@ TEST_F(NSFileManagerTest, WritersAtTheSameTimeAndKilledAtAnyMomentLeaveAWholeFil
                 writeFileAtomically(contents[index], file);
             }
         }
-        const bool atWork = eventually([&] { return names().size() > 1; });
-        EXPECT_TRUE(atWork); // how long a new process takes to begin differs widely
+        // How long a new process takes to begin differs widely.
+        EXPECT_TRUE(eventually([&] { return names().size() > 1; }));
         std::this_thread::sleep_for(std::chrono::microseconds(random() % 6000));
         for (const pid_t writer : writers) {
             kill(writer, SIGKILL);

@@ -4,6 +4,7 @@
 #include "System/NotificationBus.h"
 #include "System/UTF8.h"
 
+#include <algorithm>
 #include <array>
 #include <cstring>
 #include <memory>
@@ -13,9 +14,7 @@
 
 namespace {
 
-using Notification = NotificationBus::Notification;
-
-void check(const Notification& notification) {
+void check(const NotificationBus::Notification& notification) {
     const auto isText = [](const std::string& text) {
         return isValidUTF8(text) && text.find('\0') == text.npos;
     };
@@ -74,18 +73,15 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     // The length of its body is the message's own, or nobody would know where the next one begins.
     std::string message(reinterpret_cast<const char*>(data), size);
     std::array<std::uint32_t, 4> start{}; // of the header: the last number is its fields' length
-    if (size < sizeof start) {
-        return 0;
-    }
-    std::memcpy(start.data(), data, sizeof start);
+    message.resize(std::max(size, sizeof start));
+    std::memcpy(start.data(), message.data(), sizeof start);
+    start[3] = std::min(start[3], static_cast<std::uint32_t>(size));
     const std::size_t header = sizeof start + (std::size_t{start[3]} + 7) / 8 * 8;
-    if (header > size) {
-        return 0;
-    }
-    start[1] = static_cast<std::uint32_t>(size - header);
+    message.resize(std::max(message.size(), header));
+    start[1] = static_cast<std::uint32_t>(message.size() - header);
     std::memcpy(message.data(), start.data(), sizeof start);
-    require(send(connection->wire, message.data(), size, MSG_NOSIGNAL) ==
-            static_cast<ssize_t>(size));
+    require(send(connection->wire, message.data(), message.size(), MSG_NOSIGNAL) ==
+            static_cast<ssize_t>(message.size()));
     auto result = NotificationBus::Processing::something;
     while (result == NotificationBus::Processing::something) {
         result = connection->client->process();

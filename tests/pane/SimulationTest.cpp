@@ -7,7 +7,6 @@
 
 #include <cstdlib>
 #include <filesystem>
-#include <thread>
 
 namespace {
 
@@ -97,10 +96,7 @@ void SimulationTest::live(unsigned seed) {
     runFor(65);
     login.calmDown();
     runFor(85);
-    for (int tries = 0; tries < 1000 && NSThread::running() > login.threads; ++tries) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(1)); // for its last instructions
-    }
-    EXPECT_EQ(NSThread::running(), login.threads);
+    EXPECT_TRUE(eventually([&] { return NSThread::running() == login.threads; }));
     if (pane) {
         expectRest(login.clients());
     } else {

@@ -36,8 +36,7 @@ protected:
     ~ClientTest() override {
         for (const auto* process : {&client, &window}) {
             if (*process) {
-                (*process)->signal(SIGKILL);
-                (*process)->waitUntilExit();
+                end(**process, SIGKILL);
             }
         }
         unsetenv("LANGUAGE");
