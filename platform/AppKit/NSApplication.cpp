@@ -31,7 +31,7 @@ NSApplication::NSApplication(const std::vector<std::string>& toolkitOptions)
     // What is still to be deleted at the end goes before the screen's plug-in does; Qt 6.8 would do
     // it after. A window's end looks at data that Qt makes for the first one: it has to be there
     // longer than this.
-    QWindow();
+    std::make_unique<QWindow>().reset();
     std::atexit([] { QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete); });
     if (QLocale().textDirection() == Qt::RightToLeft) {
         QGuiApplication::setLayoutDirection(Qt::RightToLeft);

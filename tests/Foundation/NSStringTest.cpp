@@ -58,9 +58,9 @@ TEST(NSStringTest, PathsSplitAsThePlatformDoes) {
           Case{"/x/a.tar.gz", "a.tar.gz /x gz /x/a.tar /x/a.tar.gz"},
           Case{"/x/dot.", "dot. /x  /x/dot. /x/dot."}}) {
         const auto name = lastPathComponent(path), folder = stringByDeletingLastPathComponent(path);
-        EXPECT_EQ(name + " " + folder + " " + pathExtension(path) + " " +
-                      stringByDeletingPathExtension(path) + " " +
-                      stringByAppendingPathComponent(folder, name),
+        EXPECT_EQ(stringWithFormat("%@ %@ %@ %@ %@", name, folder, pathExtension(path),
+                                   stringByDeletingPathExtension(path),
+                                   stringByAppendingPathComponent(folder, name)),
                   parts);
     }
 }
