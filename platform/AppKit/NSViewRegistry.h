@@ -21,7 +21,7 @@ void awakeViews(QWidget& root);
 /// One of these at file level registers a class of views.
 template <class View>
 struct NSViewClass : Registry<NSViewMaker>::Entry {
-    explicit NSViewClass(const char* name) noexcept
+    explicit NSViewClass(const char* name)
         : Entry(viewClasses(), name, [](QWidget* parent) -> QWidget* { return new View(parent); }) {
     }
 };

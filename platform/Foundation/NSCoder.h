@@ -51,7 +51,7 @@ private:
 /// One of these at file level makes a class known to decoding, by its static initWithCoder.
 template <class Class>
 struct NSCodingClass : Registry<NSCoder::Decoder>::Entry {
-    explicit NSCodingClass(const char* name) noexcept
+    explicit NSCodingClass(const char* name)
         : Entry(NSCoder::classes(), name, [](const NSCoder& coder) -> std::shared_ptr<NSCoding> {
               return Class::initWithCoder(coder);
           }) {}
