@@ -10,6 +10,7 @@ class QWidget;
 
 using NSViewMaker = QWidget*(QWidget* parent);
 
+/// Those that have been registered, by their names.
 Registry<NSViewMaker>& viewClasses() noexcept;
 /// A new view, owned by `parent`; null for a name that nobody registered.
 QWidget* makeView(const std::string& name, QWidget* parent);

@@ -40,6 +40,7 @@ public:
 
     /// Returns null when the fields do not make an object.
     using Decoder = std::shared_ptr<NSCoding>(const NSCoder& coder);
+    /// The classes that can be decoded, by their names.
     static Registry<Decoder>& classes() noexcept;
 
 private:
