@@ -1,7 +1,5 @@
 #include "host/PaneCloser.h"
 
-#include "Foundation/NSThread.h"
-
 #include <chrono>
 
 namespace {
@@ -23,7 +21,7 @@ void PaneCloser::close(int newStatus) {
     } else if (answer == NSUnselectLater) {
         waitForReply();
     } else {
-        stayLater();
+        comeBack();
     }
 }
 
@@ -40,13 +38,8 @@ void PaneCloser::waitForReply() {
         if (leaves) {
             finish(status);
         } else {
-            stayLater();
+            comeBack();
         }
     });
     window.orderOut();
-}
-
-/// Since a window that is being closed has yet to go.
-void PaneCloser::stayLater() {
-    performOnMainThread([this] { comeBack(); }, false);
 }

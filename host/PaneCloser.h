@@ -20,7 +20,6 @@ public:
 
 private:
     void waitForReply();
-    void stayLater();
 
     NSPreferencePane& pane;
     NSWindow& window;

@@ -46,13 +46,16 @@ void NSWindow::waitUntilShown() {
 
 void NSWindow::orderOut() { hide(); }
 
+/// The window stays in the screen's books, also hidden: a person who closes it again is heard.
 void NSWindow::closeEvent(QCloseEvent* event) {
     // A field that the user was writing into is left now, which is when it takes its text.
     if (QWidget* focused = focusWidget()) {
         focused->clearFocus();
     }
-    event->accept();
+    event->ignore();
     if (willClose) {
         willClose();
+    } else {
+        orderOut();
     }
 }

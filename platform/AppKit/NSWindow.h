@@ -25,8 +25,9 @@ public:
     /// Takes it off the screen.
     void orderOut();
 
-    /// What happens when the user closes the window. A field that was being written into has taken
-    /// its text before.
+    /// What happens when the user closes the window, again if he does so while it is on its way
+    /// out; without a handler it is taken off the screen. A field that was being written into has
+    /// taken its text before.
     void setWindowWillClose(std::function<void()> handler) { willClose = std::move(handler); }
 
     NSAccessibilityDescription accessibilityDescription() const override {

@@ -14,6 +14,7 @@
 #include <QKeyEvent>
 #include <QVBoxLayout>
 #include <QWheelEvent>
+#include <QWindow>
 
 namespace {
 
@@ -167,7 +168,14 @@ TEST_F(NSControlTest, AFieldActsOnReturnAndOnLeavingItWhenItsTextHasChanged) {
     other->setFocus();
     EXPECT_EQ(actions, 2);
     typed("1234");
-    window.close();
+    int closes = 0;
+    window.setWindowWillClose([&] {
+        ++closes;
+        window.orderOut();
+    });
+    window.windowHandle()->close();
+    window.windowHandle()->close(); // as quick as that
+    EXPECT_EQ(closes, 2);
     EXPECT_EQ(actions, 3);
     delete view; // before its window
 }
