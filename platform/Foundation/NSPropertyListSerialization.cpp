@@ -8,7 +8,6 @@
 #include "System/FileReplacement.h"
 #include "System/PlainNumbers.h"
 #include "System/PropertyListError.h"
-#include "System/PropertyListScalars.h"
 #include "System/PropertyListText.h"
 #include "System/TextConversion.h"
 #include "System/UTF8.h"
@@ -21,6 +20,7 @@
 #include <cstring>
 #include <memory>
 #include <plist/plist.h>
+#include <utility>
 
 namespace {
 
@@ -62,12 +62,12 @@ std::string binaryOfNode(plist_t node) {
 
 /// XML has no way for most control characters and for two others, and a reader may take a carriage
 /// return for a line feed.
-bool survivesXML(const std::string& xml) {
+bool survivesXML(const std::string& text) {
     return std::none_of(
-               xml.begin(), xml.end(),
+               text.begin(), text.end(),
                [](unsigned char byte) { return byte < ' ' && byte != '\t' && byte != '\n'; }) &&
-           xml.find("\xEF\xBF\xBE") == std::string::npos &&
-           xml.find("\xEF\xBF\xBF") == std::string::npos && hasWholeDates(xml);
+           text.find("\xEF\xBF\xBE") == std::string::npos &&
+           text.find("\xEF\xBF\xBF") == std::string::npos;
 }
 
 /// The content of a node's only element, as its XML form has it.
@@ -181,11 +181,14 @@ PropertyList listOfNode(plist_t node) {
 }
 
 /// Makes the node of each kind of value.
-struct NodeMaker {
-    Node make(const PropertyList& list) const { return std::visit(*this, list.value); }
+class NodeMaker {
+public:
+    Node make(const PropertyList& list) { return std::visit(*this, list.value); }
+    /// Whether all that was made reads the same from XML.
+    bool fitsXML() const { return fits; }
 
-    Node operator()(bool value) const { return Node(plist_new_bool(value ? 1 : 0)); }
-    Node operator()(NSInteger64 number) const {
+    Node operator()(bool value) { return Node(plist_new_bool(value ? 1 : 0)); }
+    Node operator()(NSInteger64 number) {
         const auto bits = static_cast<std::uint64_t>(number.value);
         // The versions of libplist do not agree on what the highest bit means.
         if (number.value >= 0) {
@@ -194,14 +197,14 @@ struct NodeMaker {
         const auto digits = number.isUnsigned ? std::to_string(bits) : std::to_string(number.value);
         return nodeFromXML("<plist><integer>" + digits + "</integer></plist>");
     }
-    Node operator()(double number) const { return Node(plist_new_real(number)); }
-    Node operator()(const std::string& text) const {
+    Node operator()(double number) { return Node(plist_new_real(number)); }
+    Node operator()(const std::string& text) {
         return Node(plist_new_string(checked(text).c_str()));
     }
-    Node operator()(const NSData& data) const {
+    Node operator()(const NSData& data) {
         return Node(plist_new_data(reinterpret_cast<const char*>(data.data()), data.size()));
     }
-    Node operator()(NSDate date) const {
+    Node operator()(NSDate date) {
         const auto days = std::chrono::floor<std::chrono::days>(date);
         const std::chrono::year_month_day day(days);
         const std::chrono::hh_mm_ss time(date - days);
@@ -209,6 +212,8 @@ struct NodeMaker {
             throw NSException(NSInvalidArgumentException,
                               "A property list cannot hold a date before the year 0 or after 9999");
         }
+        // libplist writes an earlier year with fewer digits than a date has.
+        fits = fits && day.year() >= std::chrono::year(1000);
         char text[96];
         std::snprintf(
             text, sizeof text, "<plist><date>%04d-%02u-%02uT%02d:%02d:%02dZ</date></plist>",
@@ -217,36 +222,37 @@ struct NodeMaker {
             static_cast<int>(time.minutes().count()), static_cast<int>(time.seconds().count()));
         return nodeFromXML(text);
     }
-    Node operator()(const NSArray& array) const {
+    Node operator()(const NSArray& array) {
         Node node(plist_new_array());
         for (const PropertyList& item : array) {
             plist_array_append_item(node.get(), make(item).release());
         }
         return node;
     }
-    Node operator()(const NSDictionary& dictionary) const {
+    Node operator()(const NSDictionary& dictionary) {
         Node node(plist_new_dict());
         for (const auto& [key, value] : dictionary) {
             plist_dict_set_item(node.get(), checked(key).c_str(), make(value).release());
         }
         return node;
     }
-    Node operator()(NSPropertyListUID reference) const {
-        return Node(plist_new_uid(reference.value));
-    }
+    Node operator()(NSPropertyListUID reference) { return Node(plist_new_uid(reference.value)); }
 
 private:
-    static const std::string& checked(const std::string& text) {
+    const std::string& checked(const std::string& text) {
         if (text.find('\0') != std::string::npos || !isValidUTF8(text)) {
             throw NSException(
                 NSInvalidArgumentException,
                 "A property list cannot hold a zero character, or bytes that are no text");
         }
+        fits = fits && survivesXML(text);
         return text;
     }
+
+    bool fits = true;
 };
 
-PropertyList listOfBytes(const std::string& bytes) {
+PropertyList listOfBytes(std::string bytes) {
     constexpr std::size_t limit = 1U << 30U;
     PropertyListError::unless(bytes.size() < limit, "it is too large");
     const PlainNumbers plainNumbers;
@@ -255,7 +261,7 @@ PropertyList listOfBytes(const std::string& bytes) {
         checkBinaryPropertyList(bytes, depthLimit);
         plist_from_bin(bytes.data(), static_cast<std::uint32_t>(bytes.size()), &node);
     } else {
-        std::string text = textOfPropertyList(bytes);
+        std::string text = textOfPropertyList(std::move(bytes));
         if (!isXMLPropertyList(text)) {
             return NSOldStylePropertyListParser(text, depthLimit).parse();
         }
@@ -269,9 +275,9 @@ PropertyList listOfBytes(const std::string& bytes) {
 
 } // namespace
 
-PropertyList propertyListFromData(const std::string& data) {
+PropertyList propertyListFromData(std::string data) {
     try {
-        return listOfBytes(data);
+        return listOfBytes(std::move(data));
     } catch (const PropertyListError& error) {
         throw NSException(NSParseErrorException, std::string("No property list: ") + error.what());
     } catch (const std::bad_alloc&) {
@@ -287,17 +293,17 @@ std::string xmlDataFromPropertyList(const PropertyList& list) {
 
 std::string dataFromPropertyList(const PropertyList& list) {
     const PlainNumbers plainNumbers;
-    const Node node = NodeMaker().make(list);
-    auto xml = xmlOfNode(node.get());
-    return survivesXML(xml) ? std::move(xml) : binaryOfNode(node.get());
+    NodeMaker maker;
+    const Node node = maker.make(list);
+    return maker.fitsXML() ? xmlOfNode(node.get()) : binaryOfNode(node.get());
 }
 
 namespace {
 
 /// None for bytes that are no dictionary.
-std::optional<NSDictionary> dictionaryOfBytes(const std::string& bytes) {
+std::optional<NSDictionary> dictionaryOfBytes(std::string bytes) {
     try {
-        PropertyList list = propertyListFromData(bytes);
+        PropertyList list = propertyListFromData(std::move(bytes));
         auto* const dictionary = std::get_if<NSDictionary>(&list.value);
         return dictionary ? std::optional(std::move(*dictionary)) : std::nullopt;
     } catch (const NSException&) {
@@ -308,17 +314,17 @@ std::optional<NSDictionary> dictionaryOfBytes(const std::string& bytes) {
 } // namespace
 
 std::optional<NSDictionary> dictionaryWithContentsOfFile(const std::string& path) {
-    const std::optional<std::string> bytes = contentsOfFile(path);
-    return bytes ? dictionaryOfBytes(*bytes) : std::nullopt;
+    std::optional<std::string> bytes = contentsOfFile(path);
+    return bytes ? dictionaryOfBytes(*std::move(bytes)) : std::nullopt;
 }
 
 NSDictionary dictionaryToChangeAtPath(const std::string& path) {
-    const std::optional<std::string> bytes = contentsOfFile(path);
+    std::optional<std::string> bytes = contentsOfFile(path);
     if (!bytes && errno != ENOENT && errno != ENOTDIR) {
         throw NSException(NSFileHandleOperationException,
                           "Cannot read " + path + ": " + std::strerror(errno));
     }
-    return bytes ? dictionaryOfBytes(*bytes).value_or(NSDictionary()) : NSDictionary();
+    return bytes ? dictionaryOfBytes(*std::move(bytes)).value_or(NSDictionary()) : NSDictionary();
 }
 
 bool writeDictionaryToFile(const NSDictionary& dictionary, const std::string& path) {

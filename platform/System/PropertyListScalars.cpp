@@ -93,15 +93,3 @@ void settlePropertyListScalar(std::string_view tag, std::span<char> content) {
         require(isDate(text), "a date does not exist");
     }
 }
-
-bool hasWholeDates(std::string_view xml) {
-    constexpr std::string_view tag = "<date>";
-    for (std::size_t start = xml.find(tag); start != std::string_view::npos;
-         start = xml.find(tag, start)) {
-        start += tag.size();
-        if (xml.find('<', start) != start + dateForm.size()) {
-            return false;
-        }
-    }
-    return true;
-}

@@ -12,7 +12,3 @@ bool isPropertyListScalar(std::string_view tag);
 /// a date that does not exist. Writes a whole number without zeros before its digits, in its own
 /// place.
 void settlePropertyListScalar(std::string_view tag, std::span<char> content);
-
-/// Whether the dates in XML text of libplist's can be read again: it writes a year before 1000 with
-/// fewer digits than a date has.
-bool hasWholeDates(std::string_view xml);

@@ -2,9 +2,11 @@
 
 #include "System/PropertyListError.h"
 #include "System/TextConversion.h"
+#include "System/UTF8.h"
 
 #include <algorithm>
 #include <optional>
+#include <strings.h>
 
 namespace {
 
@@ -33,17 +35,18 @@ std::string encodingOfStart(std::string_view bytes) {
 
 } // namespace
 
-std::string textOfPropertyList(std::string_view bytes) {
+std::string textOfPropertyList(std::string bytes) {
     constexpr std::string_view mark = "\xEF\xBB\xBF";
-    bytes.remove_prefix(bytes.starts_with(mark) ? mark.size() : 0);
+    bytes.erase(0, bytes.starts_with(mark) ? mark.size() : 0);
     std::string encoding = encodingOfStart(bytes);
     if (encoding.empty()) {
         encoding = declaredEncoding(bytes);
     }
-    if (encoding.empty()) {
-        encoding = "UTF-8";
+    const bool isUTF8 = encoding.empty() || strcasecmp(encoding.c_str(), "UTF-8") == 0;
+    if (isUTF8 && isValidUTF8(bytes)) {
+        return bytes; // the same memory, since lists can be long
     }
-    auto text = utf8FromEncoding(encoding, bytes);
+    auto text = isUTF8 ? std::nullopt : utf8FromEncoding(encoding, bytes);
     if (!text && !bytes.starts_with("<")) {
         text = utf8FromEncoding("ISO-8859-1", bytes);
     }
