@@ -201,7 +201,7 @@ void QVLog::startFile(const std::optional<std::string>& newName) {
     }
     const auto ownCode = reinterpret_cast<const void*>(&QVLog::finishWriting);
     if (const auto problem = writeFileAtomically(header(ownCode), path, Flush::later)) {
-        NSLog("Unable to create log file %@ - %@", path, problem);
+        NSLog("Unable to create log file %@ - %@", path, problem->what());
         return;
     }
     failed = false;

@@ -30,7 +30,7 @@ public:
     static QString lines() { return tr("Lines: %1"); }
     static QString empty() { return tr("Nothing has been written to the log yet."); }
     static QString saved() { return tr("Saved as %1"); }
-    static QString notSaved() { return tr("Not saved. %1"); }
+    static QString notSaved() { return tr("Not saved as %1: %2"); }
 };
 
 /// Who has set large letters has set those of all texts, but for the fixed font's, as a rule.
@@ -149,14 +149,15 @@ void LogWindow::chooseFile() {
 }
 
 void LogWindow::save(const QString& path) {
-    using Problem = std::optional<std::string>;
+    using Problem = std::optional<std::system_error>;
     saving.emplace(
         [path, content = text->toPlainText().toStdString()]() -> std::function<Problem()> {
             return [path, content] { return writeFileAtomically(content, path.toStdString()); };
         },
         [this, path](const Problem& problem) {
-            tell(problem ? Text::notSaved().arg(QString::fromStdString(*problem))
-                         : Text::saved().arg(path));
+            tell(problem
+                     ? Text::notSaved().arg(path, QString::fromStdString(problem->code().message()))
+                     : Text::saved().arg(path));
         });
     saving->start();
 }

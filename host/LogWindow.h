@@ -10,6 +10,7 @@
 #include <memory>
 #include <QPlainTextEdit>
 #include <QSocketNotifier>
+#include <system_error>
 
 /// Of a large log it shows the end. Main thread only; the disk is read and written on another.
 class LogWindow : public QWidget {
@@ -33,5 +34,5 @@ private:
     const std::shared_ptr<LogReader> reader;
     std::unique_ptr<QSocketNotifier> notifier;
     BackgroundWork<LogReader::News> reading;
-    std::optional<BackgroundWork<std::optional<std::string>>> saving;
+    std::optional<BackgroundWork<std::optional<std::system_error>>> saving;
 };

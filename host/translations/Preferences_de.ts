@@ -55,8 +55,8 @@ Client: %3</translation>
         <translation>Gespeichert als %1</translation>
     </message>
     <message>
-        <source>Not saved. %1</source>
-        <translation>Nicht gespeichert. %1</translation>
+        <source>Not saved as %1: %2</source>
+        <translation>Nicht gespeichert als %1: %2</translation>
     </message>
 </context>
 <context>

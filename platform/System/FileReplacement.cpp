@@ -16,7 +16,6 @@
 #include <sys/file.h>
 #include <sys/random.h>
 #include <sys/stat.h>
-#include <system_error>
 
 namespace {
 
@@ -145,8 +144,8 @@ private:
 
 } // namespace
 
-std::optional<std::string> writeFileAtomically(const std::string& bytes, const std::string& path,
-                                               Flush flush) {
+std::optional<std::system_error> writeFileAtomically(const std::string& bytes,
+                                                     const std::string& path, Flush flush) {
     const TerminationGuard guard;
     try {
         if (path.find('\0') != std::string::npos) {
@@ -157,6 +156,6 @@ std::optional<std::string> writeFileAtomically(const std::string& bytes, const s
         replacement.takePlace(flush);
         return std::nullopt;
     } catch (const std::system_error& failure) {
-        return failure.what();
+        return failure;
     }
 }

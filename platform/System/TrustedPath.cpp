@@ -3,7 +3,6 @@
 #include <array>
 #include <cerrno>
 #include <climits>
-#include <stdexcept>
 #include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
@@ -63,8 +62,7 @@ void requireTrustedPath(const std::string& path, uid_t user) {
             cannotReach(part, errno);
         }
         if (!isTrusted(status, user)) {
-            throw std::runtime_error(part + " could be changed by other users; make it the "
-                                            "superuser's, and nobody else's to write");
+            throw UntrustedPath(part);
         }
         if (!S_ISLNK(status.st_mode)) {
             done = part;

@@ -32,7 +32,7 @@ protected:
         return result;
     }
     void writeBytes(const std::string& file, const std::string& bytes) {
-        ASSERT_EQ(writeFileAtomically(bytes, machine->preferences(file)), std::nullopt);
+        ASSERT_FALSE(writeFileAtomically(bytes, machine->preferences(file)));
     }
 };
 

@@ -159,12 +159,12 @@ for i in {0..9} {0..9} {0..9}; do launchctl unload "$i" 2>/dev/null & done
 wait
 lists ''
 
-# A job that keeps failing is told to the desktop, once.
+# A job that keeps failing is told to the desktop, once, in the user's language.
 job "$(text Program /bin/false)<key>KeepAlive</key><true/><key>ThrottleInterval</key><integer>0</integer>"
 export -f sooner_or_later wrong
-dbus-run-session bash -c 'dbus-monitor member=Notify >notices &
+LANGUAGE=de_AT:en dbus-run-session bash -c 'dbus-monitor member=Notify >notices &
     sooner_or_later grep -q NameLost notices && launchctl load job.plist
-    sooner_or_later grep -q "false keeps failing" notices && launchctl unload job.plist; kill $!'
+    sooner_or_later grep -q "false schlägt immer wieder fehl" notices && launchctl unload job.plist; kill $!'
 is "$(grep -c member=Notify notices)" 1
 
 # Files that others could have written, and files that are no jobs.

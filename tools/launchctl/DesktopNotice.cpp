@@ -1,5 +1,6 @@
 #include "DesktopNotice.h"
 
+#include "Failure.h"
 #include "System/Machine.h"
 
 #include <csignal>
@@ -29,8 +30,8 @@ void notify(const std::string& summary, const std::string& body) {
     }
     sd_bus_call_method(bus, "org.freedesktop.Notifications", "/org/freedesktop/Notifications",
                        "org.freedesktop.Notifications", "Notify", nullptr, nullptr, "susssasa{sv}i",
-                       "Network Client", 0U, application, summary.c_str(), body.c_str(), 0, 1,
-                       "desktop-entry", "s", application, -1);
+                       sentence("Network Client").c_str(), 0U, application, summary.c_str(),
+                       body.c_str(), 0, 1, "desktop-entry", "s", application, -1);
 }
 
 } // namespace

@@ -70,9 +70,9 @@ public:
     }
 
 private:
-    template <class Message>
-    [[noreturn]] void refuse(const Message& message) const {
-        fail("%@: %@", path, message);
+    template <class... Arguments>
+    [[noreturn]] void refuse(const std::string& format, const Arguments&... arguments) const {
+        fail("%@: %@", path, sentence(format, arguments...));
     }
 
     void take(const std::string& key, const PropertyList& value) {
@@ -98,14 +98,14 @@ private:
                 refuse("the job is disabled");
             }
         } else {
-            job.warnings.push_back(path + ": the key \"" + key + "\" is not supported");
+            job.warnings.push_back(sentence("%@: the key \"%@\" is not supported", path, key));
         }
     }
 
     void takeArguments(const std::string& key, const PropertyList& value) {
         const auto* arguments = value.array();
         if (arguments == nullptr) {
-            refuse("\"" + key + "\" must be an array of strings");
+            refuse("\"%@\" must be an array of strings", key);
         }
         for (const auto& argument : *arguments) {
             job.arguments.push_back(text(key, argument));
@@ -116,7 +116,7 @@ private:
         if (const auto* conditions = value.dictionary()) {
             for (const auto& [condition, wanted] : *conditions) {
                 if (condition != "SuccessfulExit") {
-                    refuse("\"KeepAlive\" with \"" + condition + "\" is not supported");
+                    refuse("\"KeepAlive\" with \"%@\" is not supported", condition);
                 }
                 job.restart = flag(condition, wanted) ? Job::Restart::afterSuccess
                                                       : Job::Restart::afterFailure;
@@ -139,10 +139,10 @@ private:
             job.arguments.push_back(job.program);
         }
         if (!job.program.starts_with('/')) {
-            refuse("\"Program\" must be an absolute path");
+            refuse("\"%@\" must be an absolute path", "Program");
         }
         if (!job.workingDirectory.empty() && !job.workingDirectory.starts_with('/')) {
-            refuse("\"WorkingDirectory\" must be an absolute path");
+            refuse("\"%@\" must be an absolute path", "WorkingDirectory");
         }
     }
 
@@ -150,7 +150,7 @@ private:
         const auto* string = value.string();
         // The kernel ends a text at its first zero byte: what runs would not be what was read.
         if (string == nullptr || string->find('\0') != std::string::npos) {
-            refuse("\"" + key + "\" must be a string");
+            refuse("\"%@\" must be a string", key);
         }
         return *string;
     }
@@ -158,7 +158,7 @@ private:
     bool flag(const std::string& key, const PropertyList& value) const {
         const auto* boolean = value.boolean();
         if (boolean == nullptr) {
-            refuse("\"" + key + "\" must be true or false");
+            refuse("\"%@\" must be true or false", key);
         }
         return *boolean;
     }
@@ -167,8 +167,7 @@ private:
                                  int least) const {
         const auto number = value.number();
         if (!number || !(*number >= least && *number <= longestPause)) {
-            refuse("\"" + key + "\" must be a number of seconds from " + std::to_string(least) +
-                   " to a day's");
+            refuse("\"%@\" must be a number of seconds from %d to a day's", key, least);
         }
         return std::chrono::seconds(static_cast<long>(*number));
     }
@@ -198,6 +197,7 @@ std::vector<std::string> Job::environment() {
                                   "SHELL",
                                   "PATH",
                                   "LANG",
+                                  "LANGUAGE",
                                   "LC_ALL",
                                   "LC_MESSAGES",
                                   "TMPDIR",

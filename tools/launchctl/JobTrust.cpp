@@ -18,9 +18,12 @@ void requireTrustedProgram(const Job& job) {
     } catch (const std::system_error& error) {
         // What is not there is no danger, and who tries to start it says so.
         if (error.code() != std::errc::no_such_file_or_directory) {
-            fail("%@ is not run: %@", job.label, error.what());
+            fail("%@ is not run: Cannot reach %@: %@", job.label, job.program,
+                 error.code().message());
         }
-    } catch (const std::exception& exception) {
-        fail("%@ is not run: %@", job.label, exception.what());
+    } catch (const UntrustedPath& untrusted) {
+        fail("%@ is not run: %@ could be changed by other users; make it the superuser's, and "
+             "nobody else's to write",
+             job.label, untrusted.path());
     }
 }

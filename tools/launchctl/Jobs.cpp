@@ -62,7 +62,7 @@ std::string loadJob(const std::string& path, const Job& job) {
         if (!place || !place->successor()) {
             fail("%@: The supervisor does not answer", job.label);
         }
-        return job.label + ": Starts when the one before it has ended";
+        return sentence("%@: Starts when the one before it has ended", job.label);
     }
     std::array<char, longestAnswer> answer{};
     const auto length = recv(ours.get(), answer.data(), answer.size(), 0);

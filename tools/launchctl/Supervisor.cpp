@@ -86,7 +86,7 @@ std::string Supervisor::begin() {
         if (!nextStart) {
             throw;
         }
-        return std::string(exception.what()) + "; tried again from time to time";
+        return sentence("%@; tried again from time to time", exception.what());
     }
     return "";
 }
@@ -114,7 +114,8 @@ void Supervisor::startAgain() {
         couldStart = true;
     } catch (const std::exception& exception) {
         if (std::exchange(couldStart, false)) {
-            NSLog("launchctl: %@: %@; tried again from time to time", job.label, exception.what());
+            NSLog("launchctl: %@: %@", job.label,
+                  sentence("%@; tried again from time to time", exception.what()));
         }
         started = Machine::current().clock().now();
         jobEnded(W_EXITCODE(cannotRun, 0));
@@ -205,10 +206,10 @@ void Supervisor::countFailure() {
     failures = worked ? 0 : failures + 1;
     if (failures == tooManyFailures) {
         const auto name = stringByDeletingPathExtension(lastPathComponent(job.program));
-        showOnDesktop(name + " keeps failing",
-                      stringWithFormat("It has failed %d times in a row, the last time with "
-                                       "status %d. Its settings window says more.",
-                                       failures, record.lastStatus));
+        showOnDesktop(sentence("%@ keeps failing", name),
+                      sentence("It has failed %d times in a row, the last time with status %d. "
+                               "Its settings window says more.",
+                               failures, record.lastStatus));
     }
 }
 

@@ -9,6 +9,7 @@
 #include "Supervision.h"
 #include "System/SaneSurroundings.h"
 
+#include <clocale>
 #include <functional>
 #include <iostream>
 #include <span>
@@ -143,6 +144,9 @@ int run(std::span<char*> arguments) {
 
 int main(int argc, char** argv) {
     takeSaneSurroundings();
+    // For the system's own words; numbers in files are read as ever.
+    std::setlocale(LC_CTYPE, "");
+    std::setlocale(LC_MESSAGES, "");
     try {
         return run(std::span(argv + 1, static_cast<std::size_t>(argc > 0 ? argc - 1 : 0)));
     } catch (const std::exception& exception) {
