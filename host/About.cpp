@@ -17,7 +17,8 @@ public:
                   "The other controls say how it updates, shows itself and connects. Every change "
                   "counts at once.\n\n"
                   "Tab goes from control to control, and the space bar presses. Ctrl+W, Ctrl+Q "
-                  "and Escape close the window; a start or stop under way comes to its end.\n\n"
+                  "and Escape close a window of its own; a start or stop under way comes to its "
+                  "end.\n\n"
                   "Settings application: %1\nPane: %2\nClient: %3");
     }
 };

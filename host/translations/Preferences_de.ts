@@ -14,14 +14,14 @@
     <message>
         <source>The switch turns the network client on, now and at every login, and off again. The other controls say how it updates, shows itself and connects. Every change counts at once.
 
-Tab goes from control to control, and the space bar presses. Ctrl+W, Ctrl+Q and Escape close the window; a start or stop under way comes to its end.
+Tab goes from control to control, and the space bar presses. Ctrl+W, Ctrl+Q and Escape close a window of its own; a start or stop under way comes to its end.
 
 Settings application: %1
 Pane: %2
 Client: %3</source>
         <translation>Der Schalter schaltet den Netzwerk-Client ein, jetzt und bei jeder Anmeldung, und wieder aus. Die übrigen Bedienelemente sagen, wie er sich aktualisiert, zeigt und verbindet. Jede Änderung gilt sofort.
 
-Die Tabulatortaste führt von einem Bedienelement zum nächsten, und die Leertaste drückt es. Strg+W, Strg+Q und Escape schließen das Fenster; ein Start oder Ende, das im Gange ist, wird noch abgeschlossen.
+Die Tabulatortaste führt von einem Bedienelement zum nächsten, und die Leertaste drückt es. Strg+W, Strg+Q und Escape schließen ein eigenes Fenster; ein Start oder Ende, das im Gange ist, wird noch abgeschlossen.
 
 Einstellungsprogramm: %1
 Einstellungsseite: %2
