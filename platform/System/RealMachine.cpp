@@ -1,7 +1,6 @@
 #include "System/RealMachine.h"
 
 #include "System/SpawnedProcess.h"
-#include "System/UserAccount.h"
 
 #include <algorithm>
 #include <array>
@@ -84,11 +83,12 @@ bool isWrittenByEverybody(const std::filesystem::path& folder) {
 
 } // namespace
 
+RealMachine::RealMachine(AuthorizationMode mode) : account(UserAccount::of(getuid())), mode(mode) {}
+
 uid_t RealMachine::realUserID() const { return getuid(); }
 
 std::string RealMachine::userName() const {
-    const auto user = UserAccount::of(getuid());
-    return user ? user->name : std::to_string(getuid());
+    return account ? account->name : std::to_string(getuid());
 }
 
 std::optional<std::string> RealMachine::consoleUser() const {
@@ -114,8 +114,7 @@ std::string RealMachine::homeDirectory() const {
     if (home != nullptr && home[0] == '/') {
         return normalised(home);
     }
-    const auto user = UserAccount::of(getuid());
-    return user ? normalised(user->home) : "/";
+    return account ? normalised(account->home) : "/";
 }
 
 std::optional<std::string> RealMachine::homeDirectoryForUser(const std::string& name) const {

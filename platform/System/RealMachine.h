@@ -2,10 +2,11 @@
 #pragma once
 
 #include "System/Machine.h"
+#include "System/UserAccount.h"
 
 class RealMachine : public Machine {
 public:
-    explicit RealMachine(AuthorizationMode mode = AuthorizationMode::system) : mode(mode) {}
+    explicit RealMachine(AuthorizationMode mode = AuthorizationMode::system);
 
     uid_t realUserID() const override;
     std::string userName() const override;
@@ -26,5 +27,7 @@ protected:
     virtual std::string temporaryPath() const;
 
 private:
+    /// Looked up at the start, since a look-up that fails later would move the user's folders.
+    const std::optional<UserAccount> account;
     const AuthorizationMode mode;
 };
