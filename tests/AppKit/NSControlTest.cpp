@@ -6,6 +6,7 @@
 #include "AppKit/NSTextFieldLabel.h"
 #include "AppKit/NSWindow.h"
 #include "Foundation/NSException.h"
+#include "support/Observer.h"
 #include "support/TestMachine.h"
 
 #include <gtest/gtest.h>
@@ -22,16 +23,6 @@ void press(QWidget& widget, Qt::Key key, const QString& text = {}) {
     QKeyEvent event(QEvent::KeyPress, key, Qt::NoModifier, text);
     QApplication::sendEvent(&widget, &event);
 }
-
-class Listener : public NSObject {
-public:
-    int changes = 0;
-
-    void observeValueForKeyPath(const std::string&, NSObject&, const NSKeyValueChange&,
-                                void*) override {
-        ++changes;
-    }
-};
 
 class NSControlTest : public MachineTest {
 protected:
@@ -50,14 +41,15 @@ TEST_F(NSControlTest, OnlyTheUsersClickSendsACheckboxsAction) {
     EXPECT_EQ(sender, &button);
     EXPECT_EQ(button.state(), 0);
     EXPECT_THROW(button.valueForKey("colour"), NSException);
-    const auto listener = std::make_shared<Listener>();
+    int changes = 0;
+    const auto listener = std::make_shared<Observer>([&](const auto&) { ++changes; });
     button.addObserver(listener, "state", 0, nullptr);
     for (int i = 0; i < 2; ++i) {
         button.willChangeValueForKey("state");
         button.didChangeValueForKey("state");
         button.removeObserver(*listener, "state");
     }
-    EXPECT_EQ(listener->changes, 1);
+    EXPECT_EQ(changes, 1);
     button.setAction([](NSObject*) { throw NSException("Odd", "an action's failure"); });
     button.click(); // must not pass through the event loop
     EXPECT_NE(machine->consoleLines().back().find("an action's failure"), std::string::npos);

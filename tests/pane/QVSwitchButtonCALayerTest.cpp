@@ -2,23 +2,13 @@
 
 #include "AppKit/NSApplication.h"
 #include "pane/QVSwitch.h"
+#include "support/Observer.h"
 
 #include <cmath>
 #include <gtest/gtest.h>
 #include <sstream>
 
 namespace {
-
-class Announcements : public NSObject {
-public:
-    void observeValueForKeyPath(const std::string&, NSObject& object, const NSKeyValueChange&,
-                                void*) override {
-        const auto& layer = dynamic_cast<QVSwitchButtonCALayer&>(object);
-        heard += layer.isOn() ? '1' : '0';
-    }
-
-    std::string heard;
-};
 
 /// Plays a gesture: "p30" presses at x = 30, "d50" drags there, "r" releases; "E" and "D" enable
 /// and disable, "+" and "-" set on and off.
@@ -93,12 +83,14 @@ TEST(QVSwitchButtonCALayer, SettlesByTheRulesAndKeepsToItsEndWhenTheTrackChanges
         SCOPED_TRACE(each.gesture);
         QVSwitchButtonCALayer layer;
         fill(layer, 100);
-        const auto observer = std::make_shared<Announcements>();
+        std::string heard;
+        const auto observer =
+            std::make_shared<Observer>([&](const auto&) { heard += layer.isOn() ? '1' : '0'; });
         layer.addObserver(observer, "on", 0, nullptr);
         play(layer, each.gesture);
         EXPECT_EQ(layer.isOn(), each.on);
         EXPECT_EQ(layer.knobFrame(), CGRectMake(each.x, 0, 40, 20));
-        EXPECT_EQ(observer->heard, each.announced);
+        EXPECT_EQ(heard, each.announced);
         fill(layer, 200);
         EXPECT_EQ(layer.knobFrame().origin.x, each.x == 60 ? 160 : each.x);
         fill(layer, 60);

@@ -3,6 +3,7 @@
 #include "AppKit/NSApplication.h"
 #include "AppKit/NSViewRegistry.h"
 #include "pane/QVSwitchButtonCALayer.h"
+#include "support/Observer.h"
 #include "support/TestMachine.h"
 
 #include <gtest/gtest.h>
@@ -10,17 +11,6 @@
 #include <QMouseEvent>
 
 namespace {
-
-class Controller : public NSObject {
-public:
-    void observeValueForKeyPath(const std::string&, NSObject& object,
-                                const NSKeyValueChange& change, void*) override {
-        heard += dynamic_cast<QVSwitch&>(object).isOn() ? '1' : '0';
-        old += *change.oldValue->boolean() ? '1' : '0';
-    }
-
-    std::string heard, old;
-};
 
 /// A switch of 100 x 30, standing somewhere within a window.
 class QVSwitchTest : public MachineTest {
@@ -66,7 +56,11 @@ protected:
     NSApplication& application = NSApplication::sharedApplication(); // before any widget
     QWidget window;
     QVSwitch* view;
-    std::shared_ptr<Controller> controller = std::make_shared<Controller>();
+    std::string heard, old;
+    std::shared_ptr<Observer> controller = std::make_shared<Observer>([this](const auto& change) {
+        heard += view->isOn() ? '1' : '0';
+        old += *change.oldValue->boolean() ? '1' : '0';
+    });
 };
 
 } // namespace
@@ -90,8 +84,8 @@ TEST_F(QVSwitchTest, FollowsTheMouseAndItsSizeInBothDirections) {
         clock->sleepFor(std::chrono::seconds(1)); // it has glided there
         pictures[direction] = view->grab().toImage();
     }
-    EXPECT_EQ(controller->heard, "1010");
-    EXPECT_EQ(controller->old, "0101");
+    EXPECT_EQ(heard, "1010");
+    EXPECT_EQ(old, "0101");
     for (const int x : {10, 90}) { // the knob, and the track beside it
         EXPECT_NEAR(pictures[Qt::LeftToRight].pixelColor(x, 15).lightness(),
                     pictures[Qt::RightToLeft].pixelColor(100 - x, 15).lightness(), 3);
@@ -108,13 +102,13 @@ TEST_F(QVSwitchTest, QuickClicksInOnePlaceCountOnce) {
     click(20);
     click(20, QEvent::MouseButtonDblClick);
     click(20); // the third of a triple click
-    EXPECT_EQ(controller->heard, "1");
+    EXPECT_EQ(heard, "1");
     click(90); // elsewhere
     click(10);
-    EXPECT_EQ(controller->heard, "101");
+    EXPECT_EQ(heard, "101");
     clock->sleepFor(std::chrono::seconds(2));
     click(20);
-    EXPECT_EQ(controller->heard, "1010");
+    EXPECT_EQ(heard, "1010");
     click(20);
     mouse(QEvent::MouseButtonDblClick, 70);
     mouse(QEvent::MouseMove, 40); // passed on, and ignored: no press took hold
@@ -125,7 +119,7 @@ TEST_F(QVSwitchTest, TellsOfEverySetOnAndOfEveryReleaseGlidingOrNot) {
     view->setOn(true);
     EXPECT_EQ(knobX(), 60);
     view->setOn(true);
-    EXPECT_EQ(controller->heard, "11");
+    EXPECT_EQ(heard, "11");
     view->setOn(false, false);
     EXPECT_EQ(shownX(), 0);
     view->setOn(true, true);
@@ -133,9 +127,9 @@ TEST_F(QVSwitchTest, TellsOfEverySetOnAndOfEveryReleaseGlidingOrNot) {
     clock->sleepFor(std::chrono::milliseconds(100));
     EXPECT_NEAR(shownX(), 60 * 0.68254, 0.001);
     view->setEnabled(false);
-    EXPECT_EQ(controller->heard, "11");
+    EXPECT_EQ(heard, "11");
     click(80); // a release is told while disabled, too
-    EXPECT_EQ(controller->heard, "111");
+    EXPECT_EQ(heard, "111");
     EXPECT_EQ(knobX(), 60);
 }
 
@@ -149,7 +143,7 @@ TEST_F(QVSwitchTest, TheSpaceBarAloneOfAllOtherKeysAndButtonsPressesTheKnob) {
         QApplication::sendEvent(view, &event);
         EXPECT_FALSE(event.isAccepted());
     }
-    EXPECT_EQ(controller->heard, "1");
+    EXPECT_EQ(heard, "1");
 }
 
 TEST_F(QVSwitchTest, AKeyThatLeadsToItBringsTheRingAndAClickDoesNot) {

@@ -37,35 +37,23 @@ protected:
 };
 
 TEST_F(SettingsTest, ControlsComeUpAsTheStoredValuesSay) {
-    using Case = std::pair<std::optional<PropertyList>, std::string>; // under every key
-    for (const auto& [value, shown] : std::vector<Case>{
-             {std::nullopt, "111100 "},
-             {0, "000000 "},
-             {1, "111111 1"},
-             {2, "111100 2"},
-             {-1, "111100 "},
-             {true, "111111 1"},
-             {false, "000000 "},
-             {0.0, "000000 "},
-             {1.0, "111111 1"},
-             {0.5, "111100 "},
-             {8080.0, "111100 8080"},
-             {"0", "000000 "},
-             {"1", "111111 1"},
-             {"8080", "111100 8080"},
-             {"on", "111100 "},
-             {NSArray{1}, "111100 "},
-             {NSDictionary(), "111100 "},
-         }) {
-        NSDictionary client, global;
-        for (const auto& setting : Tessaline_Network_ClientPref::settings()) {
-            if (value) {
-                (setting.kind == setting.shared ? global : client).setObject(*value, setting.key);
+    // Each of the values under every key.
+    const std::pair<const char*, NSArray> cases[] = {
+        {"000000 ", {0, false, 0.0, "0"}},
+        {"111111 1", {1, true, 1.0, "1"}},
+        {"111100 2", {2}},
+        {"111100 8080", {8080.0, "8080"}},
+        {"111100 ", {-1, 0.5, "on", NSArray{1}, NSDictionary()}}};
+    for (const auto& [shown, values] : cases) {
+        for (const auto& value : values) {
+            NSDictionary client, global;
+            for (const auto& setting : Tessaline_Network_ClientPref::settings()) {
+                (setting.kind == setting.shared ? global : client).setObject(value, setting.key);
             }
+            writeSettings(clientFile, client);
+            writeSettings(globalFile, global);
+            EXPECT_EQ(loadedControls(), shown) << xmlDataFromPropertyList(value);
         }
-        writeSettings(clientFile, client);
-        writeSettings(globalFile, global);
-        EXPECT_EQ(loadedControls(), shown);
     }
 }
 
@@ -102,10 +90,10 @@ TEST_F(SettingsTest, WhatIsNoDictionaryCountsAsMissingIsNeverMadeAndALinkStaysAL
     const auto real = machine->root() + "/elsewhere.plist";
     std::filesystem::create_symlink(real, machine->preferences(clientFile));
     for (const std::string bytes :
-         {"", "no property list {", "<plist><array/></plist>", "bplist00garbage",
+         {"", "no property list {", "<plist><array/></plist>", "bplist00garbage", "{}",
           "{ kept = 1; autoUpdateCheck = 0; customPort = \"99\"; customPortSet = 1; }"}) {
         writeBytes(clientFile, bytes);
-        EXPECT_EQ(loadedControls(), bytes.ends_with('}') ? "011110 99" : "111100 ") << bytes;
+        EXPECT_EQ(loadedControls(), bytes.ends_with("; }") ? "011110 99" : "111100 ") << bytes;
     }
     load();
     check("networkDisableBonjour").click();

@@ -1,12 +1,10 @@
 #include "pane/PaneFixture.h"
 #include "pane/QVSwitchButtonCALayer.h"
 #include "pane/SimulatedLogin.h"
-#include "Shared/QVAuthorization.h"
 #include "support/RealTime.h"
-#include "System/Machine.h"
 
 #include <cstdlib>
-#include <filesystem>
+#include <set>
 
 namespace {
 
@@ -18,7 +16,7 @@ protected:
     }
 
     void live(unsigned seed);
-    void inviteUser(SimulatedLogin& login);
+    void act(SimulatedLogin& login);
     void expectRest(int clients);
     QVSwitchButtonCALayer& knob() {
         return dynamic_cast<QVSwitchButtonCALayer&>(
@@ -26,51 +24,37 @@ protected:
     }
 };
 
-void SimulationTest::inviteUser(SimulatedLogin& login) {
-    for (int count = login.below(8); count >= 0; --count) {
-        login.after(login.upTo(60), [this, &login] {
-            if (!pane) {
-                return;
-            }
-            const double x = login.upTo(masterSwitch().width());
-            switch (login.below(7)) {
-            case 0:
-                check("showMenuBarIconCheck").click();
-                break;
-            case 1:
-                check("networkDisableBonjour").click();
-                break;
-            case 2: // a drag, enabled or not, let go after a while
-                knob().mouseDown({x, 10});
-                knob().mouseDragged({login.upTo(masterSwitch().width()), 10});
-                login.after(login.upTo(10), [this] {
-                    if (pane) {
-                        knob().mouseUp({});
-                    }
-                });
-                break;
-            default:
-                toggle();
-            }
-        });
-    }
-    if (login.chance(0.2)) {
-        login.after(login.upTo(60), [this] { pane = nullptr; });
+/// What a user does at some moment.
+void SimulationTest::act(SimulatedLogin& login) {
+    const double x = login.upTo(masterSwitch().width());
+    switch (login.below(7)) {
+    case 0:
+        check("showMenuBarIconCheck").click();
+        break;
+    case 1:
+        check("networkDisableBonjour").click();
+        break;
+    case 2: // a drag, enabled or not, let go after a while
+        knob().mouseDown({x, 10});
+        knob().mouseDragged({login.upTo(masterSwitch().width()), 10});
+        login.after(login.upTo(10), [this] { pane ? knob().mouseUp({}) : void(); });
+        break;
+    default:
+        toggle();
     }
 }
 
 void SimulationTest::expectRest(int clients) {
-    EXPECT_FALSE(spins());
-    EXPECT_TRUE(masterSwitch().isEnabled());
-    const std::vector<std::string> down = {"Status: Disconnected", "Status: Timed out",
-                                           "Status: Not loaded", "Status: Relaunching..."};
-    const bool up = std::filesystem::is_regular_file(machine->jobFile()) &&
-                    std::find(down.begin(), down.end(), status()) == down.end();
+    EXPECT_TRUE(!spins() && masterSwitch().isEnabled());
+    const std::set<std::string> down = {"Status: Disconnected", "Status: Timed out",
+                                        "Status: Not loaded", "Status: Relaunching..."};
+    const bool jobFile = std::filesystem::is_regular_file(machine->jobFile());
+    const bool up = jobFile && !down.contains(status()), on = masterSwitch().isOn();
     // A client that went away in the middle of a relaunch leaves the switch where the user put it.
-    EXPECT_TRUE(masterSwitch().isOn() == up || status() == "Status: Relaunching...") << status();
+    EXPECT_TRUE(on == up || status() == "Status: Relaunching...") << status();
     const double right = masterSwitch().width() - knob().knobFrame().size.width;
-    EXPECT_EQ(knob().isOn(), masterSwitch().isOn());
-    EXPECT_EQ(knob().knobFrame().origin.x, masterSwitch().isOn() ? right : 0) << "the picture";
+    EXPECT_EQ(knob().isOn(), on);
+    EXPECT_EQ(knob().knobFrame().origin.x, on ? right : 0) << "the picture";
     EXPECT_EQ(clients, up ? 1 : 0) << status();
     EXPECT_EQ(check("autoUpdateCheck").isEnabled(), up);
     EXPECT_EQ(check("enableMaintenanceCheck").isEnabled(),
@@ -87,12 +71,15 @@ void SimulationTest::live(unsigned seed) {
         NSThread::sleepForTimeInterval(login.upTo(6));
         return login.chance(0.7) ? AuthorizationMode::grant : AuthorizationMode::deny;
     };
-    sheets.later = [&](std::function<void()> press) {
-        login.after(login.upTo(6), std::move(press)); // some thought
-    };
+    sheets.later = [&](auto press) { login.after(login.upTo(6), press); };
     login.prepare();
     load();
-    inviteUser(login);
+    for (int count = login.below(8); count >= 0; --count) {
+        login.after(login.upTo(60), [&] { pane ? act(login) : void(); });
+    }
+    if (login.chance(0.2)) {
+        login.after(login.upTo(60), [this] { pane = nullptr; });
+    }
     runFor(65);
     login.calmDown();
     runFor(85);

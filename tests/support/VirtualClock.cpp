@@ -31,8 +31,7 @@ void VirtualClock::park(Parking& parking, Deadline deadline) {
 
 void VirtualClock::unpark(Parking& parking) {
     std::lock_guard lock(mutex);
-    const auto entry = std::find_if(parked.begin(), parked.end(),
-                                    [&](const Parked& each) { return each.parking == &parking; });
+    const auto entry = entryOf(parking);
     if (entry != parked.end()) {
         wake(entry);
         return;
@@ -61,8 +60,7 @@ void VirtualClock::parkInPoll(Parking& parking, Deadline deadline,
     }
     poll(deadline == Time::min() ? deadline : std::nullopt);
     std::lock_guard lock(mutex);
-    const auto entry = std::find_if(parked.begin(), parked.end(),
-                                    [&](const Parked& each) { return each.parking == &parking; });
+    const auto entry = entryOf(parking);
     if (entry != parked.end()) { // something else than this clock ended the wait
         parked.erase(entry);
         ++busyThreads;
@@ -92,6 +90,10 @@ void VirtualClock::outsideWorkEnds() {
     jumpIfAllSleep();
 }
 
+std::list<VirtualClock::Parked>::iterator VirtualClock::entryOf(const Parking& parking) {
+    return std::ranges::find(parked, &parking, &Parked::parking);
+}
+
 void VirtualClock::wake(std::list<Parked>::iterator entry) {
     Parking& parking = *entry->parking;
     parked.erase(entry);
@@ -109,10 +111,8 @@ void VirtualClock::jumpIfAllSleep() {
     }
     // The first of those that are due next: one at a time, in the order in which they went to
     // sleep.
-    const auto next =
-        std::min_element(parked.begin(), parked.end(), [](const Parked& one, const Parked& other) {
-            return one.deadline && (!other.deadline || *one.deadline < *other.deadline);
-        });
+    const auto next = std::ranges::min_element(
+        parked, {}, [](const Parked& each) { return each.deadline.value_or(Time::max()); });
     if (next != parked.end() && next->deadline) {
         time = std::max(time, *next->deadline);
         wake(next);

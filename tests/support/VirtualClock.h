@@ -35,6 +35,7 @@ private:
         Deadline deadline;
     };
 
+    std::list<Parked>::iterator entryOf(const Parking& parking);
     void wake(std::list<Parked>::iterator entry);
     void jumpIfAllSleep();
 
