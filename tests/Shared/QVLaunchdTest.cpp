@@ -17,6 +17,7 @@
 #include <fstream>
 #include <linux/capability.h>
 #include <QPushButton>
+#include <regex>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
@@ -103,10 +104,7 @@ protected:
                 seen += line + "|";
             }
         }
-        for (std::size_t place = 0; (place = seen.find(file)) != seen.npos;) {
-            seen.replace(place, file.size(), "%");
-        }
-        return seen;
+        return std::regex_replace(seen, std::regex(file), "%");
     }
 
     std::shared_ptr<RecordingMachine> recorder =
