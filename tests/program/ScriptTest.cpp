@@ -33,12 +33,9 @@ protected:
     }
 
     void writeInfo(const std::string& className) const {
-        std::ofstream(info) << "<plist version=\"1.0\"><dict>"
-                            << "<key>CFBundleExecutable</key><string>Code</string>"
-                            << "<key>CFBundleIdentifier</key><string>com.quorvane.Test</string>"
-                            << "<key>NSMainNibFile</key><string>View</string>"
-                            << "<key>NSPrincipalClass</key><string>" << className
-                            << "</string></dict></plist>";
+        std::ofstream(info) << "{ CFBundleExecutable = Code; NSMainNibFile = View; "
+                               "CFBundleIdentifier = \"com.quorvane.Test\"; NSPrincipalClass = "
+                            << className << "; }";
     }
 
     Result run(const std::string& arguments, const std::string& script = "") const {
@@ -136,12 +133,11 @@ TEST_F(ScriptTest, EndsAtTheFirstLineThatFails) {
 
 TEST_F(ScriptTest, ASheetBlocksItsWindowAndCanBeLeftOpenAtTheEnd) {
     const std::string open = "press askCheck\nsheet 10\n";
-    const auto says = [&](const std::string& line, const std::string& text) {
+    for (const auto& [line, text] : {std::pair{"answer No\n", "the sheet has no button \"No\""},
+                                     {"press paneSwitch\n", "a sheet is in front of paneSwitch"}}) {
         const std::string errors = runScript(open + line).errors;
         EXPECT_NE(errors.find(text), std::string::npos) << errors;
-    };
-    says("answer No\n", "the sheet has no button \"No\"");
-    says("press paneSwitch\n", "a sheet is in front of paneSwitch");
+    }
     EXPECT_EQ(runScript(open + "quit\n").status, 0);
 }
 

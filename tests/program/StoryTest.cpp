@@ -42,23 +42,16 @@ std::vector<std::string> processesThatMention(const std::string& folder) {
     return found;
 }
 
-struct Teller {
-    const char* name;
-    bool ordinaryUser;
-    bool userManager;
-    const char* client = BINARY_DIRECTORY "/demo/Tolvin.app";
-};
-void PrintTo(const Teller& teller, std::ostream* out) { *out << teller.name; }
-
-class StoryTest : public testing::TestWithParam<Teller> {
+/// Told by the superuser with another client than the usual one, or by an ordinary user.
+class StoryTest : public testing::TestWithParam<std::string> {
 protected:
     void SetUp() override {
-        if (!GetParam().ordinaryUser) {
+        if (bySuperuser) {
             return;
         }
         user = std::make_unique<TestUser>("story");
         if (!user->prepare("chown " + user->name() + " " + folder.path()) ||
-            (GetParam().userManager && !user->prepare("manager"))) {
+            (withManager && !user->prepare("manager"))) {
             GTEST_SKIP() << "needs the superuser, and a user manager does not start everywhere";
         }
     }
@@ -66,15 +59,15 @@ protected:
     /// As the test's user with a new sandbox, with the user manager's or no runtime folder.
     bool run(const std::function<void()>& work) {
         const auto prepared = [&] {
-            if (GetParam().userManager) {
+            if (withManager) {
                 setenv("XDG_RUNTIME_DIR", (user->home() + "/run").c_str(), 1);
             } else {
                 unsetenv("XDG_RUNTIME_DIR");
             }
-            ASSERT_EQ(shell(scripts + "make-sandbox --client " + GetParam().client +
-                                " " BINARY_DIRECTORY " " + root,
-                            output),
-                      0);
+            const std::string client =
+                bySuperuser ? "--client " SOURCE_DIRECTORY "/docs/Example.app " : "";
+            ASSERT_EQ(
+                shell(scripts + "make-sandbox " + client + BINARY_DIRECTORY " " + root, output), 0);
             work();
         };
         if (user) {
@@ -84,6 +77,8 @@ protected:
         return !HasFailure();
     }
 
+    const bool bySuperuser = GetParam() == "Superuser";
+    const bool withManager = GetParam() == "UserWithSystemd";
     TemporaryDirectory folder;
     const std::string root = folder.path() + "/disk";
     const std::string output = folder.path() + "/output";
@@ -155,12 +150,7 @@ TEST_P(ClosingTest, AWindowClosedInTheMiddleOfAnythingEndsAndLeavesWholeFiles) {
     EXPECT_EQ(processesThatMention(folder.path()), std::vector<std::string>());
 }
 
-INSTANTIATE_TEST_SUITE_P(Tellers, ClosingTest,
-                         testing::Values(Teller{"UserWithTheSupervisor", true, false}),
-                         [](const auto& test) { return std::string(test.param.name); });
-
-INSTANTIATE_TEST_SUITE_P(Tellers, StoryTest,
-                         testing::Values(Teller{"Superuser", false, false,
-                                                SOURCE_DIRECTORY "/docs/Example.app"},
-                                         Teller{"UserWithSystemd", true, true}),
-                         [](const auto& test) { return std::string(test.param.name); });
+const auto nameOf = [](const auto& test) { return test.param; };
+INSTANTIATE_TEST_SUITE_P(Tellers, ClosingTest, testing::Values("UserWithTheSupervisor"), nameOf);
+INSTANTIATE_TEST_SUITE_P(Tellers, StoryTest, testing::Values("Superuser", "UserWithSystemd"),
+                         nameOf);
