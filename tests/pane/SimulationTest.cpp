@@ -37,7 +37,11 @@ void SimulationTest::act(SimulatedLogin& login) {
     case 2: // a drag, enabled or not, let go after a while
         knob().mouseDown({x, 10});
         knob().mouseDragged({login.upTo(masterSwitch().width()), 10});
-        login.after(login.upTo(10), [this] { pane ? knob().mouseUp({}) : void(); });
+        login.after(login.upTo(10), [this] {
+            if (pane) {
+                knob().mouseUp({});
+            }
+        });
         break;
     default:
         toggle();
@@ -75,7 +79,11 @@ void SimulationTest::live(unsigned seed) {
     login.prepare();
     load();
     for (int count = login.below(8); count >= 0; --count) {
-        login.after(login.upTo(60), [&] { pane ? act(login) : void(); });
+        login.after(login.upTo(60), [&] {
+            if (pane) {
+                act(login);
+            }
+        });
     }
     if (login.chance(0.2)) {
         login.after(login.upTo(60), [this] { pane = nullptr; });
