@@ -200,7 +200,9 @@ TEST(NSPropertyListTest, ReadsTheOldTextForm) {
                             {"k 1", NSDictionary{{"d", "/usr/bin-1.0"}}},
                             {"e", "e"}}},
           Case{"{ a = 1; b = 2; a = 3; }", NSDictionary{{"a", "3"}, {"b", "2"}}}}) {
-        EXPECT_EQ(propertyListFromData(text), list) << text;
+        EXPECT_EQ(xmlDataFromPropertyList(propertyListFromData(text)),
+                  xmlDataFromPropertyList(list))
+            << text;
     }
     expectReads(false, {"a b", "{ a = b }", "{ = b; }", "( a b )", "( , )", "<0>", "<0g>", "<fbd",
                         "\"a", "'a\"", R"("\UDE00")", R"("\UD83D\U0041")", R"("\Ux")", "a = b",
@@ -241,8 +243,12 @@ TEST(NSPropertyListTest, ValuesReadAsNumbersAndDictionariesAreEqualInAnyOrder) {
                                        "<integer>00</integer></array>")),
               PropertyList(NSArray{10, -31, 0}));
     EXPECT_THROW(xmlDataFromPropertyList(std::string("b\0c", 3)), NSException);
-    EXPECT_EQ((NSDictionary{{"a", 1}, {"b", 2}}), (NSDictionary{{"b", 2}, {"a", 1}}));
-    EXPECT_NE((NSDictionary{{"a", 1}, {"b", 2}}), (NSDictionary{{"a", 1}, {"c", 2}}));
+    const NSDictionary two{{"a", 1}, {"b", 2}};
+    EXPECT_EQ(two, (NSDictionary{{"b", 2}, {"a", 1}}));
+    for (const NSDictionary& other :
+         {NSDictionary{{"a", 1}, {"c", 2}}, {{"a", 1}, {"b", 3}}, {{"a", 1}, {"b", 2}, {"c", 3}}}) {
+        EXPECT_FALSE(two == other) << xmlDataFromPropertyList(other);
+    }
 }
 
 } // namespace
