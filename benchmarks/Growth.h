@@ -46,10 +46,9 @@ public:
     /// Prints a line; false when the work grows faster than linear and than its peer, or costs more
     /// than it may.
     bool row(const Growth& growth) {
-        const auto [own, peer] = leastCosts(growth);
+        const auto [own, peer, ratio] = measure(growth);
         const double noise = growth.unit == "bytes" ? memoryNoise : 0;
         const double peerExponent = peer.empty() ? 0 : exponent(peer, noise);
-        const double ratio = peer.empty() ? 0 : own.back() / peer.back();
         const bool kept = exponent(own, noise) <= std::max(mostExponent, peerExponent + 0.05) &&
                           (growth.factor == 0 || ratio <= growth.factor);
         std::printf("%-6s %-44s %8zu  %10.4g %10.4g %10.4g %-5s  exponent %5.2f",
@@ -75,6 +74,10 @@ public:
 
 private:
     using Costs = std::vector<double>; // at the three sizes
+    struct Measured {
+        Costs own, peer;
+        double ratio = 0; // 0 without a peer
+    };
 
     static Line lineOf(const std::string& name, const Growth& growth, const Costs& costs) {
         Line line{name, {}};
@@ -86,23 +89,36 @@ private:
         return line;
     }
 
-    /// Its own and its peer's: of several turns, which they take in turns, the least, which other
-    /// work on the machine lengthens least.
-    static std::pair<Costs, Costs> leastCosts(const Growth& growth) {
-        constexpr int turns = 3;
+    /// Of several turns at each size the least, which other work on the machine lengthens least,
+    /// and the middle one of the ratios at the largest. Each goes first every other time, since the
+    /// second finds the heap as the first left it.
+    static Measured measure(const Growth& growth) {
+        const bool hasPeer = !growth.peer.empty();
+        const int turns = growth.factor != 0 ? 9 : 3;
         constexpr double most = std::numeric_limits<double>::max();
-        Costs own(3, most);
-        Costs peer(growth.peer.empty() ? 0 : 3, most);
+        Measured measured{Costs(3, most), Costs(hasPeer ? 3 : 0, most), 0};
         std::size_t size = growth.smallest;
-        for (std::size_t step = 0; step < own.size(); ++step, size *= 10) {
+        for (std::size_t step = 0; step < 3; ++step, size *= 10) {
+            std::vector<double> ratios;
             for (int turn = 0; turn < turns; ++turn) {
-                own[step] = std::min(own[step], growth.cost(size));
-                if (!peer.empty()) {
-                    peer[step] = std::min(peer[step], growth.peerCost(size));
+                const bool isPeerFirst = hasPeer && turn % 2 == 1;
+                const double peerBefore = isPeerFirst ? growth.peerCost(size) : 0;
+                const double own = growth.cost(size);
+                measured.own[step] = std::min(measured.own[step], own);
+                if (hasPeer) {
+                    const double peer = isPeerFirst ? peerBefore : growth.peerCost(size);
+                    measured.peer[step] = std::min(measured.peer[step], peer);
+                    ratios.push_back(own / peer);
                 }
             }
+            measured.ratio = middle(ratios);
         }
-        return {std::move(own), std::move(peer)};
+        return measured;
+    }
+
+    static double middle(std::vector<double> values) {
+        std::sort(values.begin(), values.end());
+        return values.empty() ? 0 : values[values.size() / 2];
     }
 
     /// Of the growth from the middle to the largest size, of what is more than noise.
