@@ -17,7 +17,6 @@
 #include <fstream>
 #include <linux/capability.h>
 #include <QPushButton>
-#include <regex>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
@@ -104,7 +103,10 @@ protected:
                 seen += line + "|";
             }
         }
-        return std::regex_replace(seen, std::regex(file), "%");
+        for (std::size_t place = 0; (place = seen.find(file)) != seen.npos;) {
+            seen.replace(place, file.size(), "%");
+        }
+        return seen;
     }
 
     std::shared_ptr<RecordingMachine> recorder =
